@@ -1,0 +1,17 @@
+#pragma once
+
+/// Names of the platform's stores.
+///
+/// Callers pass them as session names, to GuardDB, or to qualify a table; the library never interprets them.
+namespace vorn {
+
+inline constexpr char kTaskDB[] = "TaskDB";
+inline constexpr char kDevInfoDB[] = "DevInfoDB";
+inline constexpr char kLogInfoDB[] = "LogInfoDB";
+inline constexpr char kAutoUpgradeDB[] = "AutoUpgradeDB";
+inline constexpr char kSAMDB[] = "SAMDB";
+/// Device details live in the device information store: a second name for the same value.
+inline constexpr char kDevDetailDB[] = "DevInfoDB";
+inline constexpr char kSettingInfoDB[] = "SettingInfoDB";
+
+}  // namespace vorn

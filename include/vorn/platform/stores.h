@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "vorn/export.h"
+#include "vorn/platform/data_session.h"
+
+namespace vorn {
+
+/// Binds a session name to a store.
+///
+/// A name without a binding leads to the URL in the environment variable `VORN_STORE_` + the name in upper
+/// case, and without that to SQLite in `<name>.db` under `VORN_DATA_DIR` or the working directory.
+///
+/// URLs: `sqlite:<path>`, `sqlite::memory:` (one database per session name, shared by the process's
+/// connections, gone with unbindStores()). Query parameters: `pool_size` (connections, default 16),
+/// `acquire_timeout_ms` (default 5000), `busy_timeout_ms` (default 5000), `journal_mode` (default wal),
+/// `synchronous` (default full). Percent-encode blanks and `?` in a path.
+///
+/// Threads that hold a connection of the old binding keep it until their last session of the name and their
+/// transaction end. Any thread may call it.
+/// @return a failure for a malformed URL, an unknown scheme or an unknown option; nothing is opened, so a
+///         store that is not there is reported by the first call that needs it
+/// @code
+///   vorn::bindStore("default", "sqlite:/var/lib/app/state.db?busy_timeout_ms=2000");
+/// @endcode
+VORN_API ExecResult bindStore(const std::string& sessionName, const std::string& url);
+
+/// Forgets the bindings made by bindStore() and closes every idle connection. Connections in use close when
+/// their thread gives them back. Any thread may call it.
+VORN_API void unbindStores();
+
+/// @return what an error code of the data-access layer means: `"sqlite 2067 SQLITE_CONSTRAINT_UNIQUE"`,
+///         `"vorn 3 POOL_EXHAUSTED"`. 0 and 1 are the library's own: `"success"`, `"refused by the library"`.
+VORN_API std::string describeError(std::uint64_t code);
+
+}  // namespace vorn
