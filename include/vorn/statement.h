@@ -68,7 +68,7 @@ class VORN_API CVORNColumn {
 /// A table by its name.
 class VORN_API CVORNTable {
  public:
-  explicit CVORNTable(const std::string& name);
+  CVORNTable(const std::string& name);
 
   std::string getTableName() const;
 
