@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "vorn/export.h"
 
@@ -11,9 +12,11 @@ namespace vorn {
 /// One field of a row, as the driver delivered it: null, 64-bit integer, double or text.
 ///
 /// It turns into text when asked: an integer in decimal; a real in the shortest form that reads back to the
-/// same double, with `.0` where it would look like an integer; NULL as the empty text; a text (booleans,
-/// timestamps and binary data included) as its bytes. Setting another value keeps the storage of the text for
-/// the next one, so a row that is filled again and again stops allocating. A plain value; one thread at a time.
+/// same double (`1.5`), with `.0` where it would look like an integer (`100000.0`) and with an exponent below
+/// 1e-4 and from 1e16 up (`1e+20`), `inf`, `-inf` or `nan` where it is no number; NULL as the empty text; a
+/// text (booleans, timestamps and binary data included) as its bytes. Setting another value keeps the storage
+/// of the text for the next one, so a row that is filled again and again stops allocating. A plain value; one
+/// thread at a time.
 class VORN_API RowValue {
  public:
   enum class Kind : unsigned char { Null, Integer, Real, Text };
@@ -41,6 +44,15 @@ class VORN_API RowValue {
 
   /// @return the value as text
   std::string text() const;
+
+  /// Room for the text of a number.
+  struct TextBuffer {
+    char bytes[40];
+  };
+
+  /// The value as text without an allocation: a text is shown where it is, a number is written to `buffer`.
+  /// @return the text, with a zero byte behind it; valid while both the value and `buffer` are left alone
+  std::string_view textView(TextBuffer& buffer) const noexcept;
 
   /// Moves the value's text into `target` and leaves the old storage of `target` here for the next row.
   /// The value is spent afterwards: its text is unspecified until it is set again.

@@ -1,0 +1,206 @@
+#include "scripted/scripted_platform.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "vorn/platform/process.h"
+#include "vorn/platform/secure_c.h"
+#include "vorn/platform/text.h"
+
+namespace scripted {
+
+namespace {
+
+std::string place(const vorn::SourceLocation& location) {
+  return " @" + vorn::makeStatementId(location.sourceUnit, location.function, location.line);
+}
+
+vorn::ExecResult nextResult() {
+  if (platform().results.empty()) return {};
+  const vorn::ExecResult result = platform().results.front();
+  platform().results.pop_front();
+  return result;
+}
+
+std::string doubleQuotes(const std::string& text) {
+  std::string result;
+  for (const char byte : text) result.append(byte == '\'' ? 2 : 1, byte);
+  return result;
+}
+
+}  // namespace
+
+Platform& platform() {
+  static Platform instance;
+  return instance;
+}
+
+PlatformTest::PlatformTest() {
+  platform() = Platform();
+}
+
+vorn::RowValue value(std::nullptr_t) {
+  return {};
+}
+
+vorn::RowValue value(std::int64_t integer) {
+  vorn::RowValue result;
+  result.setInteger(integer);
+  return result;
+}
+
+vorn::RowValue value(int integer) {
+  return value(std::int64_t{integer});
+}
+
+vorn::RowValue value(double real) {
+  vorn::RowValue result;
+  result.setReal(real);
+  return result;
+}
+
+vorn::RowValue value(const std::string& text) {
+  vorn::RowValue result;
+  result.setText(text.data(), text.size());
+  return result;
+}
+
+vorn::RowValue value(const char* text) {
+  return value(std::string(text));
+}
+
+}  // namespace scripted
+
+namespace vorn {
+
+using scripted::platform;
+
+class DataSession::Impl {
+ public:
+  explicit Impl(const char* sessionName) : m_name(sessionName) {
+    record("open");
+    ++platform().openSessions;
+  }
+  ~Impl() {
+    record("close");
+    --platform().openSessions;
+  }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+
+  void record(const std::string& action, const std::string& details = {}) const {
+    platform().events.push_back(action + ' ' + m_name + details);
+  }
+
+  ExecResult act(const std::string& action) const {
+    record(action);
+    return scripted::nextResult();
+  }
+
+  ExecResult execute(const std::string& id, SqlKind kind, const std::string& sql,
+                     const TypedRef* parameters) {
+    record("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
+    if (platform().onExecute) platform().onExecute(sql, parameters);
+    return scripted::nextResult();
+  }
+
+  bool fetchRow(const TypedRef& target, int hint) const {
+    record("fetch", ' ' + std::to_string(target.type.code) + ' ' + std::to_string(hint));
+    if (platform().rows.empty()) return false;
+    *static_cast<scripted::Row*>(target.object) = platform().rows.front();
+    platform().rows.pop_front();
+    return true;
+  }
+
+ private:
+  std::string m_name;
+};
+
+DataSession::DataSession(const char* sessionName) : m_impl(std::make_unique<Impl>(sessionName)) {}
+DataSession::~DataSession() = default;
+ExecResult DataSession::beginTransaction() {
+  return m_impl->act("begin");
+}
+ExecResult DataSession::commit() {
+  return m_impl->act("commit");
+}
+ExecResult DataSession::rollback() {
+  return m_impl->act("rollback");
+}
+
+ExecResult DataSession::execute(const std::string& statementId, SqlKind kind, const std::string& sqlText,
+                                NoParametersType) {
+  return m_impl->execute(statementId, kind, sqlText, nullptr);
+}
+
+ExecResult DataSession::execute(const std::string& statementId, SqlKind kind, const std::string& sqlText,
+                                const TypedRef& parameters) {
+  return m_impl->execute(statementId, kind, sqlText, &parameters);
+}
+
+bool DataSession::fetchRow(ExecResult& status, const TypedRef& rowTarget, int hint) {
+  status = ExecResult();
+  return m_impl->fetchRow(rowTarget, hint);
+}
+
+std::string makeStatementId(const char* sourceName, const char* functionName, int line) {
+  return std::string(sourceName) + ':' + functionName + ':' + std::to_string(line);
+}
+
+void Logger::error(std::uint32_t code, const std::string& text, const SourceLocation& location) {
+  platform().events.push_back("error " + std::to_string(code) + ' ' + text + scripted::place(location));
+  platform().logs.push_back({LogLevel::Error, code, text, location});
+}
+
+void Logger::info(const std::string& text, const SourceLocation& location) {
+  platform().events.push_back("info " + text + scripted::place(location));
+  platform().logs.push_back({LogLevel::Info, 0, text, location});
+}
+
+std::string LogScrubber::scrub(const std::string& text) {
+  return scripted::kScrubbed + text;
+}
+
+FunctionTrace::FunctionTrace(const SourceLocation& location) {
+  platform().events.push_back("trace" + scripted::place(location));
+}
+
+std::uint32_t currentProcessId() {
+  ++platform().processIdCalls;
+  return platform().processId;
+}
+
+std::string escapeSingleQuotes(const std::string& text) {
+  return scripted::doubleQuotes(text);
+}
+std::string escapeLikePattern(const std::string& pattern) {
+  return scripted::doubleQuotes(pattern);
+}
+
+int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format,
+               ...) {
+  if (platform().snprintfFails || maximumCount >= destinationSize) {
+    destination[0] = '\0';
+    return -1;
+  }
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(destination, maximumCount + 1, format, arguments);
+  va_end(arguments);
+  return length > static_cast<int>(maximumCount) ? -1 : length;
+}
+
+int memcpy_s(void* destination, std::size_t destinationSize, const void* source, std::size_t count) {
+  if (count > destinationSize) return ERANGE;
+  std::memcpy(destination, source, count);
+  return 0;
+}
+
+int memset_s(void* destination, std::size_t destinationSize, int value, std::size_t count) {
+  std::memset(destination, value, count < destinationSize ? count : destinationSize);
+  return count > destinationSize ? ERANGE : 0;
+}
+
+}  // namespace vorn
