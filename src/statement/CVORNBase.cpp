@@ -7,9 +7,13 @@ CVORNTable CVORNBase::table(const std::string& name) {
   return CVORNTable(name);
 }
 
-std::string CVORNBase::toString() const { return {}; }
+std::string CVORNBase::toString() const {
+  return {};
+}
 
-void CVORNBase::clear() { m_table.clear(); }
+void CVORNBase::clear() {
+  m_table.clear();
+}
 
 void CVORNBase::constructAttachAndDetachSQL(const CVORNTable& table) {
   // Nothing fills these two; the builders that render a table list still emit them.

@@ -1,0 +1,119 @@
+#include "vorn/reader.h"
+
+#include <new>
+
+#include "exec/field_conversion.h"
+#include "vorn/platform/data_session.h"
+
+namespace {
+
+/// The number of rows that the reader tells the data-access layer it will want.
+constexpr int kFetchHint = 100;
+
+}  // namespace
+
+CVORNReader::~CVORNReader() {
+  m_nullFlag = nullptr;
+  CVORNReader::clear();
+}
+
+vorn::DataSession* CVORNReader::initializeSession(const std::string& sessionName) {
+  if (m_session == nullptr) m_session = new (std::nothrow) vorn::DataSession(sessionName.c_str());
+  return m_session;
+}
+
+bool CVORNReader::hasNextElement() {
+  m_fetched = true;
+  if (m_session == nullptr) return false;
+  vorn::ExecResult status;
+  vorn::TypedRef target;
+  target.type.code = vorn::type_code::kRow;
+  target.object = &m_row;
+  const bool delivered = m_session->fetchRow(status, target, kFetchHint);
+  if (delivered) m_fieldIndex = 0;
+  return delivered;
+}
+
+bool CVORNReader::operator()() {
+  return hasNextElement();
+}
+
+void CVORNReader::clear() noexcept {
+  delete m_session;
+  m_session = nullptr;
+  m_row.clear();
+  m_fieldIndex = 0;
+  m_fetched = false;
+}
+
+/// @return the next field of the current row, or null; the first one fetches the first row
+vorn::RowValue* CVORNReader::nextValue() {
+  if (!m_fetched && !hasNextElement()) return nullptr;
+  return m_fieldIndex < m_row.size() ? &m_row[m_fieldIndex++] : nullptr;
+}
+
+std::string CVORNReader::getNextField() {
+  std::string text;
+  if (vorn::RowValue* const value = nextValue()) value->takeText(text);
+  return text;
+}
+
+CVORNReader& CVORNReader::operator>>(CVORNNull& marker) {
+  m_nullFlag = &marker.m_isNull;
+  return *this;
+}
+
+/// Tells a waiting marker whether its field was empty. A marker watches one field only.
+void CVORNReader::endExtraction(bool empty) {
+  if (empty && m_nullFlag != nullptr) *m_nullFlag = true;
+  m_nullFlag = nullptr;
+}
+
+template <typename Target>
+CVORNReader& CVORNReader::extract(Target& value) {
+  const vorn::RowValue* const field = nextValue();
+  const bool empty = field == nullptr || vorn::isEmptyField(*field);
+  if (!empty) vorn::convertField(*field, value);
+  endExtraction(empty);
+  return *this;
+}
+
+CVORNReader& CVORNReader::operator>>(char& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(short& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(int& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(unsigned int& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(unsigned short& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(unsigned long& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(long& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(float& value) {
+  return extract(value);
+}
+CVORNReader& CVORNReader::operator>>(double& value) {
+  return extract(value);
+}
+
+CVORNReader& CVORNReader::operator>>(std::string& value) {
+  if (vorn::RowValue* const field = nextValue()) {
+    field->takeText(value);
+  } else {
+    value.clear();
+  }
+  // The stores write a single blank for an empty text.
+  if (value == " ") value.clear();
+  endExtraction(value.empty());
+  return *this;
+}

@@ -1,0 +1,83 @@
+#include "exec/field_conversion.h"
+
+#include <clocale>
+#include <cstdlib>
+#include <istream>
+#include <locale>
+#include <streambuf>
+
+namespace vorn {
+
+namespace {
+
+/// Reads a text where it is: a string stream would copy it, and allocate for that.
+class TextSource : public std::streambuf {
+ public:
+  explicit TextSource(std::string_view text) {
+    char* const first = const_cast<char*>(text.data());
+    setg(first, first, first + text.size());
+  }
+};
+
+template <typename Target>
+void extractFormatted(std::string_view text, Target& target) {
+  TextSource source(text);
+  std::istream stream(&source);
+  stream.imbue(std::locale::classic());
+  stream >> target;
+}
+
+template <typename Target>
+void extractWithBooleanWords(std::string_view text, Target& target) {
+  if (text == "FALSE" || text == "false") {
+    target = 0;
+  } else if (text == "TRUE" || text == "true") {
+    target = 1;
+  } else {
+    extractFormatted(text, target);
+  }
+}
+
+/// Made once and never freed: readers may run until the very end of the process.
+locale_t cLocale() {
+  static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
+  return locale;
+}
+
+constexpr int kDecimal = 10;
+
+}  // namespace
+
+void convertText(std::string_view text, char& target) {
+  target = text.front();
+}
+void convertText(std::string_view text, short& target) {
+  extractFormatted(text, target);
+}
+void convertText(std::string_view text, int& target) {
+  extractWithBooleanWords(text, target);
+}
+void convertText(std::string_view text, unsigned int& target) {
+  extractWithBooleanWords(text, target);
+}
+void convertText(std::string_view text, unsigned short& target) {
+  extractFormatted(text, target);
+}
+
+void convertText(std::string_view text, unsigned long& target) {
+  target = strtoul_l(text.data(), nullptr, kDecimal, cLocale());
+}
+
+void convertText(std::string_view text, long& target) {
+  target = strtol_l(text.data(), nullptr, kDecimal, cLocale());
+}
+
+void convertText(std::string_view text, float& target) {
+  target = static_cast<float>(strtod_l(text.data(), nullptr, cLocale()));
+}
+
+void convertText(std::string_view text, double& target) {
+  target = strtod_l(text.data(), nullptr, cLocale());
+}
+
+}  // namespace vorn

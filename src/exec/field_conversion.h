@@ -1,0 +1,89 @@
+#pragma once
+
+#include <charconv>
+#include <cmath>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+
+#include "vorn/platform/row_value.h"
+
+namespace vorn {
+
+// How a field of a row becomes a value of the caller's. A field means its text: convertText() is the
+// definition, and convertDirectly() a short cut for the fields whose result is certain to be the same.
+
+/// Converts a field's text as the reader's operator for the target's type tells.
+/// @param text  not empty, with a zero byte behind it
+void convertText(std::string_view text, char& target);
+void convertText(std::string_view text, short& target);
+void convertText(std::string_view text, int& target);
+void convertText(std::string_view text, unsigned int& target);
+void convertText(std::string_view text, unsigned short& target);
+void convertText(std::string_view text, unsigned long& target);
+void convertText(std::string_view text, long& target);
+void convertText(std::string_view text, float& target);
+void convertText(std::string_view text, double& target);
+
+/// Parses a text that is a number from its first byte to its last.
+template <typename Number>
+bool parseWhole(const std::string& text, Number& number) noexcept {
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && stop == end;
+}
+
+/// Converts without making a text of a number, where that comes to the same.
+/// @return false when the text has to decide; the target is untouched then
+template <typename Target>
+bool convertDirectly(const RowValue& value, Target& target) noexcept {
+  using Parsed = std::conditional_t<std::is_floating_point_v<Target>, double, Target>;
+  Parsed number;
+  switch (value.kind()) {
+    case RowValue::Kind::Integer:
+      if constexpr (std::is_integral_v<Target>) {
+        if (!std::in_range<Target>(value.integer())) return false;
+      }
+      // An integer beyond 2^53 rounds here as strtod() rounds its text.
+      number = static_cast<Parsed>(value.integer());
+      break;
+    case RowValue::Kind::Real:
+      if constexpr (std::is_integral_v<Target>) return false;
+      number = static_cast<Parsed>(value.real());
+      break;
+    case RowValue::Kind::Text:
+      if (!parseWhole(value.textBytes(), number)) return false;
+      break;
+    default:
+      return false;
+  }
+  if constexpr (std::is_floating_point_v<Target>) {
+    if (!std::isfinite(number)) return false;
+  }
+  target = static_cast<Target>(number);
+  return true;
+}
+
+inline bool convertDirectly(const RowValue& value, char& target) noexcept {
+  if (value.kind() != RowValue::Kind::Text || value.textBytes().empty()) return false;
+  target = value.textBytes().front();
+  return true;
+}
+
+/// @return whether the field's text is empty
+inline bool isEmptyField(const RowValue& value) noexcept {
+  return value.kind() == RowValue::Kind::Null ||
+         (value.kind() == RowValue::Kind::Text && value.textBytes().empty());
+}
+
+/// Converts a field that is not empty.
+template <typename Target>
+void convertField(const RowValue& value, Target& target) {
+  if (convertDirectly(value, target)) return;
+  RowValue::TextBuffer buffer;
+  convertText(value.textView(buffer), target);
+}
+
+}  // namespace vorn

@@ -1,0 +1,16 @@
+#include "statement/number_text.h"
+
+#include <cstdint>
+
+#include "statement/log_line.h"
+
+namespace vorn {
+
+void logFormatFailure(const FormatFailure& failure) {
+  constexpr auto kFormatFailureCode = static_cast<std::uint32_t>(-1);
+  Logger::error(kFormatFailureCode,
+                failure.isTagged ? taggedLine(failure.message) : std::string(failure.message),
+                failure.location);
+}
+
+}  // namespace vorn
