@@ -1,0 +1,28 @@
+#include "exec/adapters/DriverTable.h"
+
+#include "exec/adapters/LayerError.h"
+#include "exec/adapters/sqlite/SqliteDriver.h"
+
+namespace vorn {
+
+namespace {
+
+struct DriverEntry {
+  const char* scheme;
+  ExecResult (*make)(StoreUrl&, const std::string& sessionName, std::shared_ptr<StoreDriver>&);
+};
+
+constexpr DriverEntry kDrivers[] = {
+    {"sqlite", makeSqliteDriver},
+};
+
+}  // namespace
+
+ExecResult makeDriver(StoreUrl& url, const std::string& sessionName, std::shared_ptr<StoreDriver>& driver) {
+  for (const DriverEntry& entry : kDrivers) {
+    if (url.scheme() == entry.scheme) return entry.make(url, sessionName, driver);
+  }
+  return makeFailure(LayerError::UnknownScheme, "no store speaks the URL scheme '" + url.scheme() + "'");
+}
+
+}  // namespace vorn

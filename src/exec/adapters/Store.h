@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "vorn/platform/data_session.h"
+#include "vorn/platform/row_value.h"
+
+namespace vorn {
+
+/// The rows of one read. It belongs to the connection that made it and is used on the connection's thread. A
+/// cursor may outlive its connection: it then fails.
+class StoreCursor {
+ public:
+  enum class Fetch { Row, End, Failed };
+
+  virtual ~StoreCursor() = default;
+
+  /// Replaces `row` by the next row. On End and on Failed `row` stays as it is.
+  /// @param failure  set on Failed only
+  virtual Fetch fetch(std::vector<RowValue>& row, ExecResult& failure) = 0;
+};
+
+/// One connection to a store. It serves one thread at a time and may change threads in between.
+class StoreConnection {
+ public:
+  virtual ~StoreConnection() = default;
+
+  /// Looks, without a round trip, whether the connection can still be used.
+  virtual bool usable() = 0;
+
+  /// @return whether the store sees an open transaction, however it was begun
+  virtual bool inTransaction() const = 0;
+
+  virtual ExecResult begin() = 0;
+  virtual ExecResult commit() = 0;
+  virtual ExecResult rollback() = 0;
+
+  /// Runs one statement and fetches its first row. A statement without rows gives a cursor at its end.
+  virtual ExecResult read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) = 0;
+
+  /// Runs one statement; rows that it returns are dropped.
+  /// @param rows  set to the number of rows written
+  virtual ExecResult write(const std::string& sql, std::uint64_t& rows) = 0;
+
+  /// Runs one statement for every row of a parameter set, all rows or none. A transaction that was open
+  /// before is open afterwards.
+  virtual ExecResult batch(const std::string& sql, const TypedRef& parameters, std::uint64_t& rows) = 0;
+};
+
+/// Opens the connections of one store. Used by several threads at once.
+class StoreDriver {
+ public:
+  virtual ~StoreDriver() = default;
+  virtual ExecResult open(std::unique_ptr<StoreConnection>& connection) = 0;
+
+  /// Lets go of whatever the driver itself holds open for the store.
+  virtual void close() {}
+
+  /// @return whether an idle connection does harm to a child process merely by being open during fork()
+  virtual bool closesIdleBeforeFork() const { return false; }
+};
+
+}  // namespace vorn
