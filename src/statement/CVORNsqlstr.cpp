@@ -9,7 +9,7 @@ void CVORNsqlstr::assign(const std::string& sql) {
 }
 
 CVORNTable CVORNsqlstr::table(const std::string& name) {
-  const CVORNTable table(name);
+  CVORNTable table(name);
   constructAttachAndDetachSQL(table);
   return table;
 }

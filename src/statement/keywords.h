@@ -35,7 +35,7 @@ inline constexpr std::string_view kLimit = " LIMIT ";
 inline constexpr std::string_view kOffset = " OFFSET ";
 
 inline constexpr std::string_view kDatabaseSuffix = ".db";
-inline constexpr std::string_view kEmpty = "";
+inline constexpr std::string_view kEmpty;
 inline constexpr std::string_view kTrueUpper = "TRUE";
 inline constexpr std::string_view kTrueLower = "true";
 inline constexpr std::string_view kFalseUpper = "FALSE";

@@ -1,0 +1,106 @@
+#include "vorn/selector.h"
+
+#include "statement/concatenate.h"
+#include "statement/keywords.h"
+#include "statement/number_text.h"
+#include "vorn/platform/text.h"
+
+namespace keyword = vorn::keyword;
+
+namespace {
+
+std::string_view compoundFragment(ENUM_COMPOUND_OP op) {
+  switch (op) {
+    case COMPOUND_UNION_ALL:
+      return " UNION ALL ";
+    case COMPOUND_INTERSECT:
+      return " INTERSECT ";
+    case COMPOUND_EXCEPT:
+      return " EXCEPT ";
+    case COMPOUND_UNION:
+      break;
+  }
+  return " UNION ";
+}
+
+void appendColumn(std::string& columns, const std::string& column) {
+  if (!columns.empty()) columns += ',';
+  columns += vorn::escapeSingleQuotes(column);
+}
+
+void appendLimitPart(std::string& limit, std::string_view word, unsigned int value, int line) {
+  limit += word;
+  vorn::appendNumber(limit, "%u", value,
+                     {"CVORNSelector::limit.snprintf_s failed", {"CVORNSelector", "limit", line}});
+}
+
+}  // namespace
+
+CVORNSelector::CVORNSelector() = default;
+
+CVORNSelector::~CVORNSelector() = default;
+
+CVORNTable CVORNSelector::table(const std::string& name) {
+  CVORNTable table(name);
+  constructAttachAndDetachSQL(table);
+  return table;
+}
+
+void CVORNSelector::select(const std::string& column) {
+  appendColumn(m_columns, column);
+}
+
+void CVORNSelector::select(const CVORNColumn& column) {
+  appendColumn(m_columns, column.toString());
+}
+
+CVORNSelector& CVORNSelector::operator<<(const CVORNCriterionItem& item) {
+  appendColumn(m_columns, item.toString());
+  return *this;
+}
+
+void CVORNSelector::distinct() {
+  m_distinct = keyword::kDistinct;
+}
+
+void CVORNSelector::orderBy(const std::string& column, bool ascending) {
+  if (m_orderBy.empty()) {
+    m_orderBy = keyword::kOrderBy;
+  } else {
+    m_orderBy += ',';
+  }
+  m_orderBy += vorn::escapeSingleQuotes(column);
+  if (!ascending) m_orderBy += keyword::kDescending;
+}
+
+void CVORNSelector::orderBy(const CVORNColumn& column, bool ascending) {
+  orderBy(column.toString(), ascending);
+}
+
+void CVORNSelector::where(const CVORNCriterion& condition) {
+  m_where = vorn::concatenate({keyword::kWhere, condition.toString()});
+}
+
+void CVORNSelector::limit(unsigned int count, unsigned int offset) {
+  m_limit.clear();
+  // The log names the place of each number by these lines.
+  appendLimitPart(m_limit, keyword::kLimit, count, 158);
+  appendLimitPart(m_limit, keyword::kOffset, offset, 164);
+}
+
+void CVORNSelector::compound(const CVORNSelector& other, ENUM_COMPOUND_OP op) {
+  m_compound = vorn::concatenate({compoundFragment(op), other.toString()});
+}
+
+std::string CVORNSelector::toString() const {
+  const std::string_view columns = m_columns.empty() ? keyword::kAllColumns : m_columns;
+  return vorn::concatenate({m_attachSQL, keyword::kSelect, m_distinct, columns, keyword::kFrom, m_tableList,
+                            m_where, m_compound, m_orderBy, m_limit, m_detachSQL});
+}
+
+void CVORNSelector::clear() {
+  for (std::string* clause :
+       {&m_columns, &m_orderBy, &m_where, &m_distinct, &m_attachSQL, &m_detachSQL, &m_limit, &m_compound}) {
+    clause->clear();
+  }
+}

@@ -1,0 +1,13 @@
+#!/bin/sh
+# Usage: check_headers.sh COMPILER STANDARD: compiles the callers' expressions, and each public header alone.
+set -eu
+root=$(dirname "$0")/..
+compile() {
+  "$compiler" -std="$standard" -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror -fsyntax-only \
+    -I "$root/include" -x c++ "$@"
+}
+compiler=$1 standard=$2
+compile "$root/tests/header_use.cpp"
+for header in $(cd "$root/include" && find vorn -name '*.h'); do
+  compile -include "$header" /dev/null
+done
