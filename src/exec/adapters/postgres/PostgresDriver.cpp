@@ -2,10 +2,11 @@
 
 #include <libpq-fe.h>
 
-#include <algorithm>
+#include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <new>
+#include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "exec/adapters/LayerError.h"
@@ -73,6 +74,19 @@ ExecResult checkOptions(StoreUrl& url) {
   return result;
 }
 
+// One number for each host, or none for the default.
+bool arePorts(const std::string& list) {
+  std::istringstream ports(list);
+  for (std::string port; std::getline(ports, port, ',');) {
+    std::uint16_t number = 1;
+    const char* end = port.data() + port.size();
+    if (port.empty()) continue;
+    const auto [stop, error] = std::from_chars(port.data(), end, number);
+    if (error != std::errc() || stop != end || number == 0) return false;
+  }
+  return true;
+}
+
 // The library's own message may quote the URI, and with it the password.
 ExecResult malformed() {
   return makeFailure(LayerError::InvalidUrl, "the store URL is no valid postgresql:// URI");
@@ -91,6 +105,7 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
   for (const PQconninfoOption* option = parsed.get(); option->keyword != nullptr; ++option) {
     if (option->val != nullptr) settings.emplace(option->keyword, option->val);
   }
+  if (settings.count("port") > 0 && !arePorts(settings["port"])) return malformed();
   // Texts travel as UTF-8 whatever the database keeps them in.
   settings["client_encoding"] = "UTF8";
   settings.emplace("fallback_application_name", "vorn");
