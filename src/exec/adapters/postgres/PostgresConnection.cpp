@@ -86,8 +86,9 @@ ExecResult PostgresConnection::configure() {
 
 void PostgresConnection::receiveNotice(void* self, const PGresult* notice) {
   const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
-  if (severity != nullptr && (std::strcmp(severity, "FATAL") == 0 || std::strcmp(severity, "PANIC") == 0)) {
-    // The server's last words to a connection that nobody uses. Nobody has to hear them.
+  const char* state = PQresultErrorField(notice, PG_DIAG_SQLSTATE);
+  // Operator intervention: the server's last words to a connection, of no interest while nobody uses it.
+  if (state != nullptr && startsWith(state, "57P")) {
     static_cast<PostgresConnection*>(self)->m_broken = true;
     return;
   }
@@ -98,8 +99,8 @@ void PostgresConnection::receiveNotice(void* self, const PGresult* notice) {
                            ": " + (text == nullptr ? PQresultErrorMessage(notice) : text)),
         {"PostgresConnection", "receiveNotice", __LINE__});
   } catch (const std::bad_alloc&) {
-    // No exception may pass through the client library, which is written in C; the line is given up.
-    static_cast<PostgresConnection*>(self)->m_broken = true;
+    // No exception may pass through the client library, which is written in C. The line is given up.
+    return;
   }
 }
 
@@ -190,7 +191,7 @@ ExecResult PostgresConnection::send(const std::string& sql, int count, const cha
 
 ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows) {
   ExecResult outcome;
-  for (; result && !m_broken; result.reset(PQgetResult(handle()))) {
+  for (; result; result.reset(PQgetResult(handle()))) {
     ExecResult step;
     switch (PQresultStatus(result.get())) {
       case PGRES_SINGLE_TUPLE:
@@ -207,6 +208,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
       case PGRES_COPY_OUT:
       case PGRES_COPY_BOTH:
         step = refuseCopy(PQresultStatus(result.get()));
+        if (m_broken) return step;
         break;
       default:
         step = postgresFailure(result.get());
