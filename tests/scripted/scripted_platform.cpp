@@ -50,7 +50,8 @@ namespace vorn {
 
 using scripted::platform;
 
-struct DataSession::Impl {
+class DataSession::Impl {
+ public:
   void record(const std::string& action, const std::string& details = {}) const {
     platform().events.push_back(action + ' ' + name + details);
   }
@@ -153,6 +154,7 @@ int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maxim
   }
   std::va_list arguments;
   va_start(arguments, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started above
   const int length = std::vsnprintf(destination, maximumCount + 1, format, arguments);
   va_end(arguments);
   return length > static_cast<int>(maximumCount) ? -1 : length;
