@@ -44,13 +44,15 @@ TEST(FieldConversion, TakesTheShortCutOnlyWhereTheTextSaysTheSame) {
       const auto limit =
           static_cast<std::int64_t>(((1UL << bit) + offset % 5 - 2) * (offset < 5 ? 1UL : ~0UL));
       const std::string text = std::to_string(limit);
-      check(value(limit)), check(value(text)), check(value(text + "0")),
-          check(value(static_cast<double>(limit)));
+      const auto real = static_cast<double>(limit);
+      check(value(limit)), check(value(text)), check(value(text + "0")), check(value(real));
+      check(value(real + 0.5)), check(value(std::nextafter(real, 0.0))), check(value(real / 65536));
     }
   }
   const std::string alphabet = std::string("01234567890123456789012345678901234567.-+eExX ,_inaft\n") + '\0';
   for (int i = 0; i < kRounds && !::testing::Test::HasFailure(); ++i) {
-    check(value((static_cast<std::int64_t>(random()) >> random() % 64)));
+    const auto integer = static_cast<std::int64_t>(random()) >> random() % 64;
+    check(value(integer)), check(value(std::ldexp(integer, -static_cast<int>(random() % 30))));
     double real;
     const std::uint64_t bits = random();
     std::memcpy(&real, &bits, sizeof real);
