@@ -15,4 +15,6 @@ constexpr char kMillion[] =
 
 }  // namespace
 
-std::vector<StoreKind> storeKinds() { return {{"Sqlite", freshSqliteFile, kMillion}}; }
+std::vector<StoreKind> storeKinds() {
+  return {{"Sqlite", freshSqliteFile, kMillion}};
+}

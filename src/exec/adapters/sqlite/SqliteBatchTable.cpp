@@ -40,8 +40,8 @@ int SqliteBatchTable::provide(sqlite3* database, std::size_t columns, std::strin
   return code;
 }
 
-int SqliteBatchTable::connect(sqlite3* database, void* self, int, const char* const* argv, sqlite3_vtab** table,
-                              char**) {
+int SqliteBatchTable::connect(sqlite3* database, void* self, int, const char* const* argv,
+                              sqlite3_vtab** table, char**) {
   const int code = sqlite3_declare_vtab(database, declaration(argv[0]).c_str());
   if (code != SQLITE_OK) return code;
   auto made = std::make_unique<Table>();

@@ -93,14 +93,15 @@ ExecResult SqliteConnection::read(const std::string& sql, std::unique_ptr<StoreC
 
 ExecResult SqliteConnection::write(const std::string& sql, std::uint64_t& rows) {
   SqliteStatement statement;
-  ExecResult result = prepare(sql, statement);
+  ExecResult result;
+  if (!prepareLifted(sql, statement)) result = prepare(sql, statement);
   if (!result.succeeded()) return result;
   if (sqlite3_stmt_readonly(statement.get()) == 0) drainCursors();
   return runToEnd(statement, rows);
 }
 
-// The statement alone would be atomic but for conflict clauses of the table that keep the rows before a failure,
-// hence the transaction or savepoint around it.
+// The statement alone would be atomic but for conflict clauses of the table that keep the rows before a
+// failure, hence the transaction or savepoint around it.
 ExecResult SqliteConnection::batch(const std::string& sql, const TypedRef& parameters, std::uint64_t& rows) {
   BatchColumns columns;
   ExecResult result = BatchColumns::read(parameters, columns);
@@ -151,7 +152,8 @@ ExecResult SqliteConnection::insertColumns(const std::string& table, const Batch
   return result;
 }
 
-ExecResult SqliteConnection::runRowByRow(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) {
+ExecResult SqliteConnection::runRowByRow(const std::string& sql, const BatchColumns& columns,
+                                         std::uint64_t& rows) {
   std::string numbered;
   SqliteStatement statement;
   ExecResult result = numberPlaceholders(sql, columns, '?', numbered);
@@ -169,7 +171,6 @@ ExecResult SqliteConnection::runRowByRow(const std::string& sql, const BatchColu
     sqlite3_reset(statement.get());
   }
   rows = static_cast<std::uint64_t>(sqlite3_total_changes64(m_database.get()) - before);
-  sqlite3_clear_bindings(statement.get());
   finish(std::move(statement));
   return result;
 }
@@ -198,6 +199,16 @@ ExecResult SqliteConnection::run(const std::string& sql) {
 ExecResult SqliteConnection::prepare(const std::string& sql, SqliteStatement& statement) {
   statement = m_cache.take(sql);
   return statement ? ExecResult() : prepareOne(sql, statement);
+}
+
+// Whatever is unusual about a statement, its failures included, is left to its own text.
+bool SqliteConnection::prepareLifted(const std::string& sql, SqliteStatement& statement) {
+  const int longestText = sqlite3_limit(m_database.get(), SQLITE_LIMIT_SQL_LENGTH, -1);
+  if (sql.size() > static_cast<std::size_t>(longestText) || !m_lifted.recognise(sql)) return false;
+  if (prepare(m_lifted.shape(), statement).succeeded() && m_lifted.bind(statement.get()) == SQLITE_OK)
+    return true;
+  statement = {};
+  return false;
 }
 
 ExecResult SqliteConnection::prepareOne(const std::string& sql, SqliteStatement& statement) {
@@ -235,6 +246,7 @@ ExecResult SqliteConnection::refuseTail(const char* tail, const char* end) {
 void SqliteConnection::finish(SqliteStatement statement) {
   if (!statement) return;
   sqlite3_reset(statement.get());
+  sqlite3_clear_bindings(statement.get());  // the bound texts are not the statement's own
   m_cache.put(std::move(statement));
 }
 
