@@ -120,6 +120,9 @@ TEST_F(ExecutorTest, RefusesWhatItCannotRun) {
   batch["b"] << 1 << 2;
   batch["a"] << 1 << 2 << 3;
   EXPECT_EQ(run('I'), 1u);
+  batch["b"] << 3 << 4;
+  EXPECT_EQ(run('I'), 1u);
+  platform().events.pop_back();
   EXPECT_EQ(takeEvents(), refused + "ExecBatchInserter! paramMap is error! @MiraDB:ExecBatchInserter:141");
 }
 

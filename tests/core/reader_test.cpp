@@ -86,8 +86,10 @@ TEST_F(ReaderTest, Converts) {
     1.00000005960464477540>1 >! null>!)");
   expect<std::string>("old", R"(plain>plain _>! __>__ 12~34>12~34 i:1234567>1234567 r:1234.5>1234.5 r:3>3.0
     true>true r:-0.0>-0.0 r:0.1>0.1 r:100000>100000.0 r:9999999999999998>9999999999999998.0 r:1e16>1e+16
+    r:18014398509481984>1.8014398509481984e+16
     r:1e20>1e+20 r:0.0001>0.0001 r:-0.00012345678901234567>-0.00012345678901234567 r:0.00001>1e-05
-    r:-1.7976931348623157e308>-1.7976931348623157e+308 r:5e-324>5e-324 r:inf>inf r:-inf>-inf r:-nan>nan >! null>!)");
+    r:-1.7976931348623157e308>-1.7976931348623157e+308 r:5e-324>5e-324 r:inf>inf r:-inf>-inf r:-nan>nan
+    >! null>!)");
 }
 
 TEST_F(ReaderTest, MarksOnlyTheNextFieldAndLeavesWhatIsBehindTheRow) {
@@ -120,7 +122,10 @@ TEST_F(ReaderTest, StepsThroughRowsAndSessions) {
   EXPECT_EQ(next(), "5") << "the end of the result leaves the row";
   EXPECT_EQ(reader.initializeSession("ignored"), reader.initializeSession("too"));
   EXPECT_EQ(next(), "6") << "and so does a second query without clear()";
-  platform().rows = {row(7)};
+  platform().rows = {row(0), row(7)};
+  reader.clear();
+  reader.initializeSession("default");
+  EXPECT_EQ(next(), "0") << "a cleared reader fetches by itself again";
   scripted::takeEvents();
   reader.clear();
   EXPECT_EQ(next(), "") << "not bound";
