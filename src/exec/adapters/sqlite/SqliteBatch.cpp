@@ -19,7 +19,8 @@ std::size_t firstMisfit(const BatchColumn& column, std::size_t rows) {
   };
   switch (column.elementCode) {
     case element_code::kUnsigned64:
-      return search(static_cast<const unsigned long*>(column.first), [](unsigned long value) { return value > kLargest; });
+      return search(static_cast<const unsigned long*>(column.first),
+                    [](unsigned long value) { return value > kLargest; });
     case element_code::kFloat:
       return search(static_cast<const float*>(column.first), [](float value) { return std::isnan(value); });
     case element_code::kDouble:

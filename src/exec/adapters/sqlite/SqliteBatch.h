@@ -6,7 +6,8 @@
 
 namespace vorn {
 
-/// @return a failure when a value of the batch has no exact counterpart in SQLite: an unsigned integer above the
+/// @return a failure when a value of the batch has no exact counterpart in SQLite: an unsigned integer above
+/// the
 ///         signed 64-bit range, or NaN, which would become NULL
 ExecResult checkSqliteValues(const BatchColumns& columns);
 
