@@ -12,6 +12,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -46,17 +48,19 @@ std::string program(const std::string& name) {
 
 }  // namespace
 
-PostgresServer::PostgresServer(Unmade) : m_port(freePort()) {
+PostgresServer::PostgresServer(Unmade)
+    : m_directory(std::filesystem::temp_directory_path() / "vorn-server-XXXXXX"), m_port(freePort()) {
+  if (mkdtemp(m_directory.data()) == nullptr) throw std::runtime_error("mkdtemp");
+  m_data = m_directory + "/data";
   if (const passwd* user = serverUser()) {
-    if (chown(m_directory.file("").c_str(), user->pw_uid, user->pw_gid) != 0)
-      throw std::runtime_error("chown");
+    if (chown(m_directory.c_str(), user->pw_uid, user->pw_gid) != 0) throw std::runtime_error("chown");
   }
-  std::ofstream(m_directory.file("password")) << "geheim &wort\n";
+  std::ofstream(m_directory + "/password") << "geheim &wort\n";
 }
 
 PostgresServer::PostgresServer(const std::string& settings) : PostgresServer(Unmade()) {
   execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256",
-           "--pwfile", m_directory.file("password")});
+           "--pwfile", m_directory + "/password"});
   configure("fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\n" + settings);
   start();
 }
@@ -72,12 +76,14 @@ std::unique_ptr<PostgresServer> PostgresServer::standbyOf(const PostgresServer& 
 
 PostgresServer::~PostgresServer() {
   if (m_process > 0) stop(SIGQUIT);
+  std::error_code ignored;
+  std::filesystem::remove_all(m_directory, ignored);
 }
 
 void PostgresServer::configure(const std::string& settings) const {
   std::ofstream(m_data + "/postgresql.conf", std::ios::app)
-      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='"
-      << m_directory.file("") << "'\n"
+      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory
+      << "'\n"
       << settings;
 }
 
@@ -113,13 +119,15 @@ std::string PostgresServer::freshDatabase() {
 std::string PostgresServer::query(const std::string& sql, const std::string& database) const {
   const std::unique_ptr<PGconn, void (*)(PGconn*)> connection(PQconnectdb(url(database).c_str()), PQfinish);
   const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(connection.get(), sql.c_str()), PQclear);
-  EXPECT_LE(PQresultStatus(result.get()), PGRES_TUPLES_OK) << sql << PQerrorMessage(connection.get());
+  if (PQresultStatus(result.get()) > PGRES_TUPLES_OK) {
+    throw std::runtime_error(sql + ": " + PQerrorMessage(connection.get()));
+  }
   return PQntuples(result.get()) == 0 ? "" : PQgetvalue(result.get(), 0, 0);
 }
 
 pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
   const std::string path = program(command[0]);
-  const std::string output = m_directory.file("log");
+  const std::string output = m_directory + "/log";
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
@@ -142,7 +150,7 @@ void PostgresServer::execute(const std::vector<std::string>& command) const {
   int status = 0;
   waitpid(spawn(command), &status, 0);
   if (status == 0) return;
-  std::ifstream log(m_directory.file("log"));
+  std::ifstream log(m_directory + "/log");
   throw std::runtime_error(command[0] + ": " + std::string(std::istreambuf_iterator<char>(log), {}));
 }
 

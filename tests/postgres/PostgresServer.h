@@ -2,10 +2,9 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <vector>
-
-#include "store/store_fixture.h"
 
 /// A server of the test's own, on a free port of the loopback interface and with its data in a temporary
 /// directory. It ends with the object, and with the thread that started it.
@@ -41,8 +40,8 @@ class PostgresServer {
   pid_t spawn(const std::vector<std::string>& command) const;
   void execute(const std::vector<std::string>& command) const;
 
-  TemporaryDirectory m_directory;
-  std::string m_data = m_directory.file("data");
+  std::string m_directory;
+  std::string m_data;
   int m_port;
   pid_t m_process = -1;
   int m_databases = 0;

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "postgres/PostgresServer.h"
+#include "store/store_fixture.h"
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "postgres/PostgresServer.h"
+#include "store/store_fixture.h"
 
 namespace {
 

@@ -21,8 +21,6 @@ namespace vorn {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // A backslash in a literal is a plain byte, and every value has one text form, whatever the server, the
 // database or the role has for its default.
 constexpr char kSessionSettings[] =
@@ -31,6 +29,9 @@ constexpr char kSessionSettings[] =
 // Milliseconds. The rest of a small result is here at once, and taking it is cheaper than a cancellation.
 constexpr int kAbandonPatience = 2;
 constexpr int kCancelPatience = 1000;
+
+// A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
+constexpr std::chrono::milliseconds kFresh{1};
 
 bool startsWith(const char* text, const char* prefix) {
   return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
@@ -109,6 +110,7 @@ bool PostgresConnection::usable() {
   if (m_streaming != nullptr) return !m_broken && PQstatus(handle()) == CONNECTION_OK;
   // An exception may have cut off a conversation with the server.
   if (PQtransactionStatus(handle()) == PQTRANS_ACTIVE) return false;
+  if (!m_broken && PQstatus(handle()) == CONNECTION_OK && Clock::now() - m_answered < kFresh) return true;
   while (!m_broken && PQstatus(handle()) == CONNECTION_OK) {
     pollfd socket{PQsocket(handle()), POLLIN, 0};
     if (poll(&socket, 1, 0) <= 0) return true;
@@ -215,6 +217,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
     }
     if (outcome.succeeded()) outcome = std::move(step);
   }
+  m_answered = Clock::now();
   // An answer counts when it is complete: the commit of a statement comes behind its own outcome.
   if (outcome.succeeded() && PQstatus(handle()) != CONNECTION_OK) outcome = postgresConnectionLost(handle());
   return outcome;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -52,6 +53,8 @@ class PostgresConnection : public StoreConnection {
   void abandonRead();
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   struct Closer {
     void operator()(PGconn* connection) const { PQfinish(connection); }
   };
@@ -68,6 +71,7 @@ class PostgresConnection : public StoreConnection {
   PostgresCursor* m_streaming = nullptr;
   bool m_transactionBefore = false;  ///< whether a transaction was open when the statement in work was sent
   bool m_broken = false;
+  Clock::time_point m_answered;  ///< when the server last completed an answer
   std::string m_lastTag;  ///< the server's word for the last statement that succeeded
 };
 
