@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "statement/concatenate.h"
+#include "statement/keywords.h"
 #include "statement/log_line.h"
 #include "vorn/platform/logging.h"
 #include "vorn/platform/text.h"
@@ -31,8 +33,8 @@ void BatchInserter::GetParam(std::map<std::string, BaseTypeVector>& out) const {
 }
 
 std::string BatchInserter::toString() const {
-  std::string columns = "insert into " + m_table + " (";
-  std::string placeholders = ") values(";
+  std::string columns = vorn::concatenate(vorn::keyword::kInsertInto, m_table, " (");
+  std::string placeholders = vorn::concatenate(")", vorn::keyword::kValues);
   const char* separator = "";
   for (const auto& [name, column] : m_paramMap) {
     columns.append(separator).append(name);

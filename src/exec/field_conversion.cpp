@@ -6,6 +6,8 @@
 #include <locale>
 #include <streambuf>
 
+#include "statement/keywords.h"
+
 namespace vorn {
 
 namespace {
@@ -29,9 +31,9 @@ void extractFormatted(std::string_view text, Target& target) {
 
 template <typename Target>
 void extractWithBooleanWords(std::string_view text, Target& target) {
-  if (text == "FALSE" || text == "false") {
+  if (text == keyword::kFalseUpper || text == keyword::kFalseLower) {
     target = 0;
-  } else if (text == "TRUE" || text == "true") {
+  } else if (text == keyword::kTrueUpper || text == keyword::kTrueLower) {
     target = 1;
   } else {
     extractFormatted(text, target);

@@ -53,6 +53,9 @@ vorn::RowValue value(int integer);
 vorn::RowValue value(double real);
 vorn::RowValue value(const std::string& text);
 vorn::RowValue value(const char* text);
+inline vorn::RowValue value(const vorn::RowValue& ready) {
+  return ready;
+}
 
 /// @return a row of null, integer, real and text values
 template <typename... Values>

@@ -4,7 +4,9 @@
 #include <cstring>
 #include <utility>
 
+#include "exec/adapters/BatchStatement.h"
 #include "exec/adapters/LayerError.h"
+#include "exec/adapters/sqlite/SqliteBatch.h"
 #include "exec/adapters/sqlite/SqliteCursor.h"
 #include "exec/adapters/sqlite/SqliteDriver.h"
 #include "exec/adapters/sqlite/SqliteError.h"
@@ -91,14 +93,86 @@ ExecResult SqliteConnection::read(const std::string& sql, std::unique_ptr<StoreC
 
 ExecResult SqliteConnection::write(const std::string& sql, std::uint64_t& rows) {
   SqliteStatement statement;
-  ExecResult result = prepare(sql, statement);
+  ExecResult result;
+  if (!prepareLifted(sql, statement)) result = prepare(sql, statement);
   if (!result.succeeded()) return result;
   if (sqlite3_stmt_readonly(statement.get()) == 0) drainCursors();
   return runToEnd(statement, rows);
 }
 
-ExecResult SqliteConnection::batch(const std::string&, const TypedRef&, std::uint64_t&) {
-  return makeFailure(LayerError::NotSupported, "batches are not supported by this store");
+// The statement alone would be atomic but for conflict clauses of the table that keep the rows before a
+// failure, hence the transaction or savepoint around it.
+ExecResult SqliteConnection::batch(const std::string& sql, const TypedRef& parameters, std::uint64_t& rows) {
+  BatchColumns columns;
+  ExecResult result = BatchColumns::read(parameters, columns);
+  if (result.succeeded()) result = checkSqliteValues(columns);
+  if (!result.succeeded()) return result;
+
+  const bool ownTransaction = !inTransaction();
+  drainCursors();
+  result = run(ownTransaction ? "begin immediate" : "savepoint vorn_batch");
+  if (!result.succeeded()) return result;
+  std::string table;
+  result = isPlainBatchInsert(sql, columns, table) ? insertColumns(table, columns, rows)
+                                                   : runRowByRow(sql, columns, rows);
+  if (result.succeeded()) result = run(ownTransaction ? "commit" : "release vorn_batch");
+  return result.succeeded() ? result : abandonBatch(ownTransaction, std::move(result));
+}
+
+ExecResult SqliteConnection::abandonBatch(bool ownTransaction, ExecResult failure) {
+  // A conflict clause or a trigger may have ended the whole transaction already.
+  if (inTransaction()) {
+    const ExecResult undone = run(ownTransaction ? "rollback" : "rollback to vorn_batch");
+    if (undone.succeeded() && !ownTransaction) run("release vorn_batch");
+  }
+  return failure;
+}
+
+ExecResult SqliteConnection::insertColumns(const std::string& table, const BatchColumns& columns,
+                                           std::uint64_t& rows) {
+  std::string source;
+  if (m_batchTable.provide(m_database.get(), columns.size(), source) != SQLITE_OK) {
+    return sqliteFailure(m_database.get());
+  }
+  std::string targets;
+  std::string values;
+  for (std::size_t column = 0; column < columns.size(); ++column) {
+    const char* separator = column == 0 ? "" : ",";
+    targets.append(separator).append(*columns[column].name);
+    values.append(separator).append("c").append(std::to_string(column));
+  }
+  const std::string sql =
+      "insert into " + table + " (" + targets + ") select " + values + " from temp." + source;
+  SqliteStatement statement;
+  ExecResult result = prepare(sql, statement);
+  if (!result.succeeded()) return result;
+  m_batchTable.show(&columns);
+  result = runToEnd(statement, rows);
+  m_batchTable.show(nullptr);
+  return result;
+}
+
+ExecResult SqliteConnection::runRowByRow(const std::string& sql, const BatchColumns& columns,
+                                         std::uint64_t& rows) {
+  std::string numbered;
+  SqliteStatement statement;
+  ExecResult result = numberPlaceholders(sql, columns, '?', numbered);
+  if (result.succeeded()) result = prepare(numbered, statement);
+  if (!result.succeeded()) return result;
+
+  const sqlite3_int64 before = sqlite3_total_changes64(m_database.get());
+  for (std::size_t row = 0; row < columns.rows() && result.succeeded(); ++row) {
+    int code = bindSqliteRow(statement.get(), columns, row);
+    if (code == SQLITE_OK) {
+      do code = sqlite3_step(statement.get());
+      while (code == SQLITE_ROW);
+    }
+    if (code != SQLITE_DONE) result = sqliteFailure(m_database.get());
+    sqlite3_reset(statement.get());
+  }
+  rows = static_cast<std::uint64_t>(sqlite3_total_changes64(m_database.get()) - before);
+  finish(std::move(statement));
+  return result;
 }
 
 ExecResult SqliteConnection::runToEnd(SqliteStatement& statement, std::uint64_t& rows) {
@@ -125,6 +199,16 @@ ExecResult SqliteConnection::run(const std::string& sql) {
 ExecResult SqliteConnection::prepare(const std::string& sql, SqliteStatement& statement) {
   statement = m_cache.take(sql);
   return statement ? ExecResult() : prepareOne(sql, statement);
+}
+
+// Whatever is unusual about a statement, its failures included, is left to its own text.
+bool SqliteConnection::prepareLifted(const std::string& sql, SqliteStatement& statement) {
+  const int longestText = sqlite3_limit(m_database.get(), SQLITE_LIMIT_SQL_LENGTH, -1);
+  if (sql.size() > static_cast<std::size_t>(longestText) || !m_lifted.recognise(sql)) return false;
+  if (prepare(m_lifted.shape(), statement).succeeded() && m_lifted.bind(statement.get()) == SQLITE_OK)
+    return true;
+  statement = {};
+  return false;
 }
 
 ExecResult SqliteConnection::prepareOne(const std::string& sql, SqliteStatement& statement) {
@@ -162,6 +246,7 @@ ExecResult SqliteConnection::refuseTail(const char* tail, const char* end) {
 void SqliteConnection::finish(SqliteStatement statement) {
   if (!statement) return;
   sqlite3_reset(statement.get());
+  sqlite3_clear_bindings(statement.get());  // the bound texts are not the statement's own
   m_cache.put(std::move(statement));
 }
 

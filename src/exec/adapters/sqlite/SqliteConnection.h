@@ -6,7 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "exec/adapters/BatchColumns.h"
 #include "exec/adapters/Store.h"
+#include "exec/adapters/sqlite/SqliteBatchTable.h"
+#include "exec/adapters/sqlite/SqliteLiftedInsert.h"
 #include "exec/adapters/sqlite/SqliteStatementCache.h"
 
 namespace vorn {
@@ -48,13 +51,19 @@ class SqliteConnection : public StoreConnection {
 
   ExecResult configure(const SqliteSettings& settings);
   ExecResult prepare(const std::string& sql, SqliteStatement& statement);
+  bool prepareLifted(const std::string& sql, SqliteStatement& statement);
   ExecResult prepareOne(const std::string& sql, SqliteStatement& statement);
   ExecResult refuseTail(const char* tail, const char* end);
   ExecResult run(const std::string& sql);
   ExecResult runToEnd(SqliteStatement& statement, std::uint64_t& rows);
+  ExecResult insertColumns(const std::string& table, const BatchColumns& columns, std::uint64_t& rows);
+  ExecResult runRowByRow(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows);
+  ExecResult abandonBatch(bool ownTransaction, ExecResult failure);
   void drainCursors();
 
   std::unique_ptr<sqlite3, Closer> m_database;
+  SqliteBatchTable m_batchTable;
+  SqliteLiftedInsert m_lifted;
   SqliteStatementCache m_cache;
   std::vector<SqliteCursor*> m_cursors;
 };

@@ -1,0 +1,140 @@
+#include "exec/adapters/sqlite/SqliteBatchTable.h"
+
+#include <memory>
+
+namespace vorn {
+
+namespace {
+
+constexpr char kNamePrefix[] = "vorn_batch_";
+
+std::string declaration(const std::string& name) {
+  const std::size_t columns = std::stoul(name.substr(sizeof kNamePrefix - 1));
+  std::string text = "create table batch(";
+  for (std::size_t column = 0; column < columns; ++column) {
+    text.append(column == 0 ? "c" : ",c").append(std::to_string(column));
+  }
+  return text + ")";
+}
+
+}  // namespace
+
+struct SqliteBatchTable::Table {
+  sqlite3_vtab base{};
+  SqliteBatchTable* owner = nullptr;
+};
+
+struct SqliteBatchTable::Cursor {
+  sqlite3_vtab_cursor base{};
+  const BatchColumns* columns = nullptr;
+  std::size_t row = 0;
+  std::size_t rows = 0;
+};
+
+int SqliteBatchTable::provide(sqlite3* database, std::size_t columns, std::string& name) {
+  name = kNamePrefix + std::to_string(columns);
+  // Registering a module a second time would end the statements that use the first.
+  if (m_provided.count(columns) > 0) return SQLITE_OK;
+  const int code = sqlite3_create_module(database, name.c_str(), module(), this);
+  if (code == SQLITE_OK) m_provided.insert(columns);
+  return code;
+}
+
+int SqliteBatchTable::connect(sqlite3* database, void* self, int, const char* const* argv,
+                              sqlite3_vtab** table, char**) {
+  const int code = sqlite3_declare_vtab(database, declaration(argv[0]).c_str());
+  if (code != SQLITE_OK) return code;
+  auto made = std::make_unique<Table>();
+  made->owner = static_cast<SqliteBatchTable*>(self);
+  *table = &made.release()->base;
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::disconnect(sqlite3_vtab* table) {
+  delete reinterpret_cast<Table*>(table);
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::bestIndex(sqlite3_vtab*, sqlite3_index_info* plan) {
+  plan->estimatedCost = 1e6;
+  plan->estimatedRows = 1000000;
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::openCursor(sqlite3_vtab*, sqlite3_vtab_cursor** cursor) {
+  *cursor = &(new Cursor)->base;
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::closeCursor(sqlite3_vtab_cursor* cursor) {
+  delete reinterpret_cast<Cursor*>(cursor);
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::filter(sqlite3_vtab_cursor* base, int, const char*, int, sqlite3_value**) {
+  auto* cursor = reinterpret_cast<Cursor*>(base);
+  cursor->columns = reinterpret_cast<Table*>(base->pVtab)->owner->m_shown;
+  cursor->row = 0;
+  cursor->rows = cursor->columns == nullptr ? 0 : cursor->columns->rows();
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::next(sqlite3_vtab_cursor* cursor) {
+  ++reinterpret_cast<Cursor*>(cursor)->row;
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::atEnd(sqlite3_vtab_cursor* base) {
+  const auto* cursor = reinterpret_cast<Cursor*>(base);
+  return cursor->row >= cursor->rows ? 1 : 0;
+}
+
+int SqliteBatchTable::column(sqlite3_vtab_cursor* base, sqlite3_context* context, int index) {
+  const auto* cursor = reinterpret_cast<Cursor*>(base);
+  const BatchColumn& column = (*cursor->columns)[static_cast<std::size_t>(index)];
+  switch (column.elementCode) {
+    case element_code::kString: {
+      const std::string& text = column.text(cursor->row);
+      sqlite3_result_text64(context, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+      break;
+    }
+    case element_code::kSigned64:
+      sqlite3_result_int64(context, column.signed64(cursor->row));
+      break;
+    case element_code::kUnsigned64:
+      sqlite3_result_int64(context, static_cast<sqlite3_int64>(column.unsigned64(cursor->row)));
+      break;
+    case element_code::kFloat:
+      sqlite3_result_double(context, static_cast<double>(column.float32(cursor->row)));
+      break;
+    default:
+      sqlite3_result_double(context, column.float64(cursor->row));
+  }
+  return SQLITE_OK;
+}
+
+int SqliteBatchTable::rowId(sqlite3_vtab_cursor* cursor, sqlite3_int64* id) {
+  *id = static_cast<sqlite3_int64>(reinterpret_cast<Cursor*>(cursor)->row);
+  return SQLITE_OK;
+}
+
+const sqlite3_module* SqliteBatchTable::module() {
+  // No xCreate: the table exists under its module's name, without a create statement.
+  static const sqlite3_module made = [] {
+    sqlite3_module functions{};
+    functions.xConnect = connect;
+    functions.xBestIndex = bestIndex;
+    functions.xDisconnect = disconnect;
+    functions.xOpen = openCursor;
+    functions.xClose = closeCursor;
+    functions.xFilter = filter;
+    functions.xNext = next;
+    functions.xEof = atEnd;
+    functions.xColumn = column;
+    functions.xRowid = rowId;
+    return functions;
+  }();
+  return &made;
+}
+
+}  // namespace vorn

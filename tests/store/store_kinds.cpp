@@ -1,0 +1,20 @@
+#include <atomic>
+
+#include "store/store_fixture.h"
+
+namespace {
+
+std::string freshSqliteFile() {
+  static const TemporaryDirectory directory;
+  static std::atomic<int> serial{0};
+  return "sqlite:" + directory.file("store" + std::to_string(++serial) + ".db");
+}
+
+constexpr char kMillion[] =
+    "with recursive t(n) as (select 1 union all select n + 1 from t where n < 1000000) select n from t";
+
+}  // namespace
+
+std::vector<StoreKind> storeKinds() {
+  return {{"Sqlite", freshSqliteFile, kMillion}};
+}
