@@ -1,5 +1,6 @@
 #include "vorn/selector.h"
 
+#include "criteria/text_access.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
@@ -55,7 +56,7 @@ void CVORNSelector::select(const CVORNColumn& column) {
 }
 
 CVORNSelector& CVORNSelector::operator<<(const CVORNCriterionItem& item) {
-  appendColumn(m_columns, item.toString());
+  appendColumn(m_columns, vorn::TextAccess::of(item));
   return *this;
 }
 
@@ -78,7 +79,7 @@ void CVORNSelector::orderBy(const CVORNColumn& column, bool ascending) {
 }
 
 void CVORNSelector::where(const CVORNCriterion& condition) {
-  m_where = vorn::concatenate({keyword::kWhere, condition.toString()});
+  m_where = vorn::concatenate(keyword::kWhere, vorn::TextAccess::of(condition));
 }
 
 void CVORNSelector::limit(unsigned int count, unsigned int offset) {
@@ -89,13 +90,13 @@ void CVORNSelector::limit(unsigned int count, unsigned int offset) {
 }
 
 void CVORNSelector::compound(const CVORNSelector& other, ENUM_COMPOUND_OP op) {
-  m_compound = vorn::concatenate({compoundFragment(op), other.toString()});
+  m_compound = vorn::concatenate(compoundFragment(op), other.toString());
 }
 
 std::string CVORNSelector::toString() const {
   const std::string_view columns = m_columns.empty() ? keyword::kAllColumns : m_columns;
-  return vorn::concatenate({m_attachSQL, keyword::kSelect, m_distinct, columns, keyword::kFrom, m_tableList,
-                            m_where, m_compound, m_orderBy, m_limit, m_detachSQL});
+  return vorn::concatenate(m_attachSQL, keyword::kSelect, m_distinct, columns, keyword::kFrom, m_tableList,
+                           m_where, m_compound, m_orderBy, m_limit, m_detachSQL);
 }
 
 void CVORNSelector::clear() {
