@@ -6,6 +6,9 @@
 #include "vorn/statement.h"
 
 class CVORNSelector;
+namespace vorn {
+struct TextAccess;
+}
 
 /// One rendered condition, without the word "where".
 ///
@@ -38,6 +41,7 @@ class VORN_API CVORNCriterion {
   CVORNCriterion& operator||(const CVORNCriterion& other);
 
  private:
+  friend struct vorn::TextAccess;
   std::string m_text;
 };
 
@@ -153,6 +157,7 @@ class VORN_API CVORNCriterionItem {
   CVORNCriterion operator>=(const CVORNNull&) = delete;
 
  private:
+  friend struct vorn::TextAccess;
   std::string m_text;
   std::string m_auxiliary;  ///< travels with the operand; no operation sets or reads it
 };

@@ -1,5 +1,6 @@
 #include "vorn/deleter.h"
 
+#include "criteria/text_access.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 
@@ -17,7 +18,7 @@ CVORNTable CVORNDeleter::table(const std::string& name) {
 }
 
 void CVORNDeleter::where(const CVORNCriterion& condition) {
-  m_where = vorn::concatenate({keyword::kWhere, condition.toString()});
+  m_where = vorn::concatenate({keyword::kWhere, vorn::TextAccess::of(condition)});
 }
 
 std::string CVORNDeleter::toString() const {

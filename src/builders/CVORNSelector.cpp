@@ -1,5 +1,6 @@
 #include "vorn/selector.h"
 
+#include "criteria/text_access.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
@@ -55,7 +56,7 @@ void CVORNSelector::select(const CVORNColumn& column) {
 }
 
 CVORNSelector& CVORNSelector::operator<<(const CVORNCriterionItem& item) {
-  appendColumn(m_columns, item.toString());
+  appendColumn(m_columns, vorn::TextAccess::of(item));
   return *this;
 }
 
@@ -78,7 +79,7 @@ void CVORNSelector::orderBy(const CVORNColumn& column, bool ascending) {
 }
 
 void CVORNSelector::where(const CVORNCriterion& condition) {
-  m_where = vorn::concatenate({keyword::kWhere, condition.toString()});
+  m_where = vorn::concatenate({keyword::kWhere, vorn::TextAccess::of(condition)});
 }
 
 void CVORNSelector::limit(unsigned int count, unsigned int offset) {

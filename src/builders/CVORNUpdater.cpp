@@ -1,6 +1,7 @@
 #include "vorn/updater.h"
 
 #include "builders/literal.h"
+#include "criteria/text_access.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
@@ -84,7 +85,7 @@ void CVORNUpdater::assign(const CVORNNull& /*value*/) {
 }
 
 void CVORNUpdater::where(const CVORNCriterion& condition) {
-  m_where = vorn::concatenate({keyword::kWhere, condition.toString()});
+  m_where = vorn::concatenate({keyword::kWhere, vorn::TextAccess::of(condition)});
 }
 
 std::string CVORNUpdater::toString() const {

@@ -7,6 +7,7 @@ namespace {
 // An empty right side is joined all the same, and a condition joined with itself already has the joiner when
 // its text is read.
 void join(std::string& text, std::string_view joiner, const std::string& other) {
+  text.reserve(text.size() + joiner.size() + other.size() + 2);
   if (!text.empty()) text += joiner;
   text += other;
   text.insert(text.begin(), '(');

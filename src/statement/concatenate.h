@@ -13,7 +13,9 @@ inline std::string concatenate(std::initializer_list<std::string_view> pieces) {
   for (const std::string_view piece : pieces) size += piece.size();
   std::string text;
   text.reserve(size);
-  for (const std::string_view piece : pieces) text.append(piece);
+  for (const std::string_view piece : pieces) {
+    if (!piece.empty()) text.append(piece);
+  }
   return text;
 }
 
