@@ -52,6 +52,7 @@ class LockCompetitor : public bench::Competitor {
 
 void run(const bench::Options& options) {
   bench::Reporter reporter("pool", options.json);
+  reporter.reportFacts({{"rounds", std::to_string(options.rounds)}});
   bench::Harness harness(options, reporter);
   const std::size_t calls = options.size(1'000'000);
   bench::Workload checkout{"pool", "uncontended checkout", "checkout", static_cast<double>(calls)};

@@ -32,7 +32,7 @@ std::map<std::string, std::string> readSettings(const std::string& path) {
 }
 
 /// Reads the settings back through each interface; a comparison under different ones would say nothing.
-void reportSettings(Reporter& reporter, Scratch& scratch) {
+void reportSettings(Reporter& reporter, Scratch& scratch, int rounds) {
   DataFiles files(scratch, bench::kSampleTable);
   const std::string path = files.make();
   auto settings = readSettings<bench::LibraryStore>(path);
@@ -43,6 +43,7 @@ void reportSettings(Reporter& reporter, Scratch& scratch) {
   }
   settings["sqlite"] = sqlite3_libversion();
   settings["threading"] = "no mutex in a connection";
+  settings["rounds"] = std::to_string(rounds);
   reporter.reportFacts(settings);
 }
 
@@ -71,7 +72,7 @@ int run(int argc, char** argv) {
   const Options options = Options::parse(argc, argv);
   Scratch scratch(options.directory);
   Reporter reporter("sqlite", options.json);
-  reportSettings(reporter, scratch);
+  reportSettings(reporter, scratch, options.rounds);
   Harness harness(options, reporter);
   measureAll(harness, scratch);
   return 0;
