@@ -14,13 +14,6 @@ void fillColumn(BatchInserter& batch, const char* name, const std::vector<Value>
   for (const Value& value : values) batch << value;
 }
 
-void fillByColumn(BatchInserter& batch, const SampleRows& rows) {
-  fillColumn(batch, "id", rows.ids);
-  fillColumn(batch, "text", rows.texts);
-  fillColumn(batch, "level", rows.levels);
-  fillColumn(batch, "ratio", rows.ratios);
-}
-
 void fillByRow(BatchInserter& batch, const SampleRows& rows) {
   for (std::size_t row = 0; row < rows.size(); ++row) {
     batch["id"] << rows.ids[row];
@@ -109,6 +102,13 @@ void pushBack(SampleRows& target, const SampleRows& rows) {
 }
 
 }  // namespace
+
+void fillByColumn(BatchInserter& batch, const SampleRows& rows) {
+  fillColumn(batch, "id", rows.ids);
+  fillColumn(batch, "text", rows.texts);
+  fillColumn(batch, "level", rows.levels);
+  fillColumn(batch, "ratio", rows.ratios);
+}
 
 void measureBatch(Harness& harness, Scratch& scratch) {
   const SampleRows rows = SampleRows::make(harness.options().size(1'000'000));

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "Harness.h"
+#include "SampleRows.h"
 #include "sqlite/Scratch.h"
+#include "vorn/batch_inserter.h"
 
 namespace bench {
 
@@ -33,6 +35,8 @@ void measureMemory(Harness& harness);
 int probeMemory(const std::string& what, std::size_t rows, const std::string& directory);
 
 /// Fills the sample table through the C interface, as its user would: one prepared statement in a loop.
-void insertPrepared(RawStore& store, const struct SampleRows& rows);
+void insertPrepared(RawStore& store, const SampleRows& rows);
+
+void fillByColumn(BatchInserter& batch, const SampleRows& rows);
 
 }  // namespace bench
