@@ -300,7 +300,7 @@ class PostgresBench {
 
 int run(int argc, char** argv) {
   const Options options = Options::parse(argc, argv);
-  Reporter reporter("postgresql", options.json);
+  Reporter reporter("postgres", options.json);
   PostgresServer server("synchronous_commit=off\nwal_level=minimal\nmax_wal_senders=0\nautovacuum=off\n");
   reporter.reportFacts(
       {{"server", server.query("select version()")},

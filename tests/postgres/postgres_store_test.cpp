@@ -102,6 +102,7 @@ TEST_F(PostgresStore, RefusalsHaveCodesAndLeaveNothing) {
                {"; -- nothing", "vorn 6 EMPTY_STATEMENT"},
                {"insert into t values($1)", "postgresql 08P01 protocol_violation"},
                {"insert into t values(1),(1)", "postgresql 23505 unique_violation"},
+               {"insert into t values('geheim')", "postgresql 22P02 invalid_text_representation"},
                {"insert into t values(3000000000)", "postgresql 22003 numeric_value_out_of_range"},
                {"copy t from stdin", "vorn 16 NOT_SUPPORTED"},
                {"copy (select generate_series(1, 10000000)) to stdout", "vorn 16 NOT_SUPPORTED"},

@@ -38,15 +38,13 @@ ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
   std::string table;
   const bool plain = isPlainBatchInsert(sql, m_columns, table);
   const bool nested = m_connection.inTransaction();
-  const bool ownTransaction = !nested && !plain;  // a plain insert is one statement
-  ExecResult result;
-  if (nested) result = m_connection.run("savepoint vorn_batch");
-  if (ownTransaction) result = m_connection.run("begin");
+  // Also around a single copy: an engine that speaks this protocol may cut a large one into pieces.
+  ExecResult result = m_connection.run(nested ? "savepoint vorn_batch" : "begin");
   if (!result.succeeded()) return result;
 
   result = plain ? insertColumns(table, rows) : runRowByRow(sql, rows);
-  if (result.succeeded() && ownTransaction) result = m_connection.commit();
-  if (result.succeeded() && nested) result = m_connection.run("release savepoint vorn_batch");
+  if (result.succeeded())
+    result = nested ? m_connection.run("release savepoint vorn_batch") : m_connection.commit();
   if (result.succeeded()) return result;
   rows = 0;
   if (!m_connection.inTransaction()) return result;
@@ -103,18 +101,16 @@ ExecResult PostgresBatch::insertUnnested(const std::string& target, std::uint64_
   std::string names;
   std::vector<std::string> literals;
   for (std::size_t index = 0; index < m_columns.size(); ++index) {
-    const std::string separator = index == 0 ? "" : ", ";
+    const char* separator = index == 0 ? "" : ", ";
     const std::string number = std::to_string(index + 1);
-    values += separator + "v.c" + number + "::" + types[index];
-    arrays += separator + "$" + number + "::text[]";
-    names += separator + "c" + number;
+    values.append(separator).append("v.c").append(number).append("::").append(types[index]);
+    arrays.append(separator).append("$").append(number).append("::text[]");
+    names.append(separator).append("c").append(number);
     literals.push_back(postgresArray(m_columns[index], m_columns.rows()));
   }
-  std::vector<const char*> parameters;
-  for (const std::string& literal : literals) parameters.push_back(literal.c_str());
-  result = m_connection.send(
-      "insert into " + target + " select " + values + " from unnest(" + arrays + ") as v(" + names + ")",
-      static_cast<int>(parameters.size()), parameters.data());
+  result =
+      send("insert into " + target + " select " + values + " from unnest(" + arrays + ") as v(" + names + ")",
+           literals);
   if (!result.succeeded()) return result;
   return m_connection.finish(PostgresResult(PQgetResult(m_connection.handle())), &rows);
 }
@@ -143,11 +139,16 @@ ExecResult PostgresBatch::failure(const PostgresResult& result) const {
   return result ? postgresFailure(result.get()) : postgresConnectionLost(m_connection.handle());
 }
 
+ExecResult PostgresBatch::send(const std::string& sql, const std::vector<std::string>& parameters) {
+  std::vector<const char*> values(parameters.size());
+  std::transform(parameters.begin(), parameters.end(), values.begin(),
+                 [](const std::string& parameter) { return parameter.c_str(); });
+  return m_connection.send(sql, static_cast<int>(values.size()), values.data());
+}
+
 ExecResult PostgresBatch::queryRow(const std::string& sql, const std::vector<std::string>& parameters,
                                    std::vector<std::string>& row) {
-  std::vector<const char*> values;
-  for (const std::string& parameter : parameters) values.push_back(parameter.c_str());
-  ExecResult result = m_connection.send(sql, static_cast<int>(values.size()), values.data());
+  ExecResult result = send(sql, parameters);
   if (!result.succeeded()) return result;
   PostgresResult answer(PQgetResult(m_connection.handle()));
   if (PQresultStatus(answer.get()) == PGRES_SINGLE_TUPLE) {

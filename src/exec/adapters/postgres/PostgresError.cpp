@@ -13,6 +13,7 @@ constexpr std::size_t kStateLength = 5;
 constexpr char kDigits[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 
 constexpr char kSyntaxError[] = "42601";
+constexpr char kWrongEncoding[] = "22021";  // quotes the encoding's name
 constexpr char kCannotConnect[] = "08001";
 
 bool isWord(const std::string& text) {
@@ -23,15 +24,15 @@ bool isWord(const std::string& text) {
 }
 
 // A syntax error quotes the text at which the parser stopped, which may be a literal, and an unfinished one
-// up to the end of the statement. Only a single word or sign stays.
-std::string withoutStatementText(const std::string& message) {
+// up to the end of the statement; only a single word or sign stays. A data exception quotes the value.
+std::string withoutStatementText(const std::string& message, bool isSyntaxError) {
   const std::size_t open = message.find('"');
   const std::size_t close = message.rfind('"');
-  if (open == close) return message.substr(0, message.find('\''));
+  if (open == close) return isSyntaxError ? message.substr(0, message.find('\'')) : message;
   const std::string token = message.substr(open + 1, close - open - 1);
-  if (isWord(token) || (token.size() <= 2 && token.find_first_of("'\"$") == std::string::npos))
-    return message;
-  return message.substr(0, open) + "a literal";
+  const bool isSign = token.size() <= 2 && token.find_first_of("'\"$") == std::string::npos;
+  if (isSyntaxError && (isWord(token) || isSign)) return message;
+  return message.substr(0, open + 1) + "..." + message.substr(close);
 }
 
 // Where "ABCDE: " begins behind a severity and two blanks, as verbose messages have it; npos for nowhere. The
@@ -74,13 +75,15 @@ ExecResult postgresFailure(const PGresult* result) {
   if (state == nullptr) return makeFailure(LayerError::ConnectionLost, PQresultErrorMessage(result));
   const char* primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
   const std::string message = primary == nullptr ? PQresultErrorMessage(result) : primary;
-  if (std::strcmp(state, kSyntaxError) != 0) return postgresFailure(state, message);
+  const bool isSyntaxError = std::strcmp(state, kSyntaxError) == 0;
+  const bool isDataException = std::strncmp(state, "22", 2) == 0 && std::strcmp(state, kWrongEncoding) != 0;
+  if (!isSyntaxError && !isDataException) return postgresFailure(state, message);
   // The one syntax error that is found behind the parser: several statements where one is allowed.
   const char* source = PQresultErrorField(result, PG_DIAG_SOURCE_FUNCTION);
-  if (source != nullptr && std::strcmp(source, "exec_parse_message") == 0) {
+  if (isSyntaxError && source != nullptr && std::strcmp(source, "exec_parse_message") == 0) {
     return makeFailure(LayerError::MultipleStatements, message);
   }
-  return postgresFailure(state, withoutStatementText(message));
+  return postgresFailure(state, withoutStatementText(message, isSyntaxError));
 }
 
 ExecResult postgresConnectionLost(const PGconn* connection) {

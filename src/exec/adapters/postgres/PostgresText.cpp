@@ -1,8 +1,9 @@
 #include "exec/adapters/postgres/PostgresText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstring>
+#include <string_view>
 
 #include "exec/adapters/postgres/PostgresError.h"
 
@@ -12,8 +13,8 @@ namespace {
 
 char* writeReal(char* out, double value) {
   if (std::isfinite(value)) return std::to_chars(out, out + kPostgresNumberSize, value).ptr;
-  const char* word = std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
-  return static_cast<char*>(std::memcpy(out, word, std::strlen(word))) + std::strlen(word);
+  const std::string_view word = std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
+  return std::copy(word.begin(), word.end(), out);
 }
 
 void appendQuoted(std::string& out, const std::string& text) {
