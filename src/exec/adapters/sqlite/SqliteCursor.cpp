@@ -20,11 +20,17 @@ SqliteCursor::~SqliteCursor() {
 
 ExecResult SqliteCursor::start() {
   step();
+  // Known only now: a statement is prepared again in its first step if the schema has changed.
+  if (m_state == State::AtRow) m_columns = sqlite3_data_count(m_statement.get());
   return m_failure;
 }
 
 void SqliteCursor::step() {
-  const int code = sqlite3_step(m_statement.get());
+  note(sqlite3_step(m_statement.get()));
+}
+
+// Takes note of what a step came to.
+void SqliteCursor::note(int code) {
   if (code == SQLITE_ROW) {
     m_state = State::AtRow;
     return;
@@ -63,8 +69,7 @@ void readBytes(sqlite3_value* value, int type, RowValue& target) {
 
 void SqliteCursor::readRow(std::vector<RowValue>& row) {
   sqlite3_stmt* const statement = m_statement.get();
-  // A statement that was prepared again after a change of the schema may have other columns.
-  const int columns = sqlite3_data_count(statement);
+  const int columns = m_columns;
   if (row.size() != static_cast<std::size_t>(columns)) row.resize(static_cast<std::size_t>(columns));
   RowValue* target = row.data();
   for (int column = 0; column < columns; ++column, ++target) {
@@ -84,7 +89,19 @@ void SqliteCursor::readRow(std::vector<RowValue>& row) {
 }
 
 StoreCursor::Fetch SqliteCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
-  if (m_state == State::BetweenRows) step();
+  if (m_state == State::BetweenRows) {
+    const int code = sqlite3_step(m_statement.get());
+    if (code == SQLITE_ROW) {
+      readRow(row);
+      return Fetch::Row;
+    }
+    note(code);
+  }
+  return fetchAtEdge(row, failure);
+}
+
+// The first row, to which start() has stepped, and everything from the last one on.
+StoreCursor::Fetch SqliteCursor::fetchAtEdge(std::vector<RowValue>& row, ExecResult& failure) {
   if (m_state == State::AtRow) {
     readRow(row);
     m_state = State::BetweenRows;
