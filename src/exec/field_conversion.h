@@ -94,10 +94,9 @@ inline bool isEmptyField(const RowValue& value) noexcept {
          (value.kind() == RowValue::Kind::Text && value.textBytes().empty());
 }
 
-/// Converts a field that is not empty.
+/// Converts a field that is not empty as its text says.
 template <typename Target>
-void convertField(const RowValue& value, Target& target) {
-  if (convertDirectly(value, target)) return;
+[[gnu::noinline]] void convertThroughText(const RowValue& value, Target& target) {
   RowValue::TextBuffer buffer;
   convertText(value.textView(buffer), target);
 }

@@ -86,7 +86,7 @@ TEST_F(BatchTest, AppendsToItsOwnColumnsAfterCopyMoveAndClear) {
   copy << 2;
   first << 3;
   BatchInserter moved(std::move(copy));
-  copy << 9;  // NOLINT(bugprone-use-after-move): goes nowhere near the other one
+  copy << 9;  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
   moved << 4;
   copy.clear();
   copy["a"] << 5;

@@ -52,11 +52,7 @@ std::string RowValue::text() const {
   return std::string(textView(buffer));
 }
 
-void RowValue::takeText(std::string& target) {
-  if (m_kind == Kind::Text) {
-    target.swap(m_text);
-    return;
-  }
+void RowValue::writeNumber(std::string& target) const {
   TextBuffer buffer;
   target.assign(textView(buffer));
 }
