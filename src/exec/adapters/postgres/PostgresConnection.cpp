@@ -27,8 +27,10 @@ constexpr char kSessionSettings[] =
     "set standard_conforming_strings=on; set datestyle=iso; set bytea_output=hex; set extra_float_digits=1";
 
 // Milliseconds. The rest of a small result is here at once, and taking it is cheaper than a cancellation.
+// What is still under way behind a cancellation may be megabytes; a new connection then costs less than
+// taking it.
 constexpr int kAbandonPatience = 2;
-constexpr int kCancelPatience = 1000;
+constexpr int kCancelPatience = 20;
 
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
 constexpr std::chrono::milliseconds kFresh{1};
