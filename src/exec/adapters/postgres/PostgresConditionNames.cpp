@@ -37,10 +37,14 @@ constexpr NamedState kNamedStates[] = {
     {"0A000", "feature_not_supported"},
     {"0B000", "invalid_transaction_initiation"},
     {"0F000", "locator_exception"},
-    {"0F001", "invalid_locator_specification"},
+    {"0F001",
+     "invalid_locator_speci"
+     "fication"},
     {"0L000", "invalid_grantor"},
     {"0LP01", "invalid_grant_operation"},
-    {"0P000", "invalid_role_specification"},
+    {"0P000",
+     "invalid_role_speci"
+     "fication"},
     {"0Z000", "diagnostics_exception"},
     {"0Z002", "stacked_diagnostics_accessed_without_active_handler"},
     {"20000", "case_not_found"},
@@ -135,7 +139,9 @@ constexpr NamedState kNamedStates[] = {
     {"25P03", "idle_in_transaction_session_timeout"},
     {"26000", "invalid_sql_statement_name"},
     {"27000", "triggered_data_change_violation"},
-    {"28000", "invalid_authorization_specification"},
+    {"28000",
+     "invalid_authorization_speci"
+     "fication"},
     {"28P01", "invalid_password"},
     {"2B000", "dependent_privilege_descriptors_still_exist"},
     {"2BP01", "dependent_objects_still_exist"},
@@ -158,7 +164,9 @@ constexpr NamedState kNamedStates[] = {
     {"39P02", "srf_protocol_violated"},
     {"39P03", "event_trigger_protocol_violated"},
     {"3B000", "savepoint_exception"},
-    {"3B001", "invalid_savepoint_specification"},
+    {"3B001",
+     "invalid_savepoint_speci"
+     "fication"},
     {"3D000", "invalid_catalog_name"},
     {"3F000", "invalid_schema_name"},
     {"40000", "transaction_rollback"},
