@@ -187,8 +187,7 @@ class PostgresBench {
       batch["ratio"] << rows.ratios[row];
     }
     const auto empty = [this] { execute("truncate sample"); };
-    Workload workload{"batch", "200,000 rows of (id, text, level, ratio)", "row",
-                      static_cast<double>(rows.size())};
+    Workload workload{"batch", "typed rows", "row", static_cast<double>(rows.size())};
     workload.add<Task>("vorn", empty, [&] { return check(m_db.ExecBatchInserter(batch)), 0U; });
     workload.add<Task>("libpq, COPY by hand", empty,
                        [&] { return HandWrittenCopy().run(m_connection.get(), rows), 0U; });
@@ -216,7 +215,7 @@ class PostgresBench {
     const std::size_t count = m_harness.options().size(500000);
     fill(count);
     const auto nothing = [] {};
-    Workload workload{"read", "500,000 rows of (id, text, level, ratio)", "row", static_cast<double>(count)};
+    Workload workload{"read", "typed rows", "row", static_cast<double>(count)};
     workload.add<Task>("vorn", nothing, [this] {
       Checksum checksum;
       readThroughLibrary(m_db, kAllRows, checksum);
@@ -263,8 +262,7 @@ class PostgresBench {
       return static_cast<long>((thread * 12345 + call * 7) % 100000 + 1);
     };
     const auto nothing = [] {};
-    Workload workload{"threads", "look-ups by key on eight threads", "call",
-                      static_cast<double>(calls * kThreads)};
+    Workload workload{"threads", "look-ups by key", "call", static_cast<double>(calls * kThreads)};
     workload.add<Task>("vorn", nothing, [&] {
       return onThreads([&](std::size_t thread) {
         Checksum checksum;
