@@ -1,6 +1,7 @@
 #include <sqlite3.h>
 
 #include <cmath>
+#include <fstream>
 #include <random>
 
 #include "store/store_fixture.h"
@@ -85,84 +86,12 @@ class SqliteInsert : public StoreTest {
 };
 
 TEST_F(SqliteInsert, TextsThatLookAlmostRenderedMeanWhatTheySay) {
-  for (const char* sql :
-       {"insert into affinity values(1,2,3,4,5,6)",
-        "insert into affinity values('1','2','3','4','5','6')",
-        "insert into affinity values(1.0,2.50,3.0,4.0,5.0,6.0)",
-        "insert into affinity values(-0,-0.0,-0.0,-0,0.0,00012)",
-        "insert into affinity (i,t) values(9223372036854775807,-9223372036854775808)",
-        "insert into affinity (i,t) values(9223372036854775808,-9223372036854775809)",
-        "insert into affinity (x) values(1e5)",
-        "insert into affinity (x) values(0x10)",
-        "insert into affinity (x) values(.5)",
-        "insert into affinity (x) values(5.)",
-        "insert into affinity (x) values(+5)",
-        "insert into affinity (x) values(--5\n)",
-        "insert into affinity (x) values(1 )",
-        "insert into affinity (x) values(x'00ff')",
-        "insert into affinity (x) values(NULL)",
-        "insert into affinity (x) values(null)",
-        "insert into affinity (x) values(NULLIF(1,1))",
-        "insert into affinity (x) values(N)",
-        "insert into affinity (x) values((1))",
-        "insert into affinity (x) values(abs(-3))",
-        "insert into affinity (x) values('a'||'b')",
-        "insert into affinity (x) values('it''s','')",
-        "insert into affinity (x) values('')",
-        "insert into affinity (x) values('''')",
-        "insert into affinity (i,x) values('''a','b''')",
-        "insert into affinity (x) values('a' 'b')",
-        "insert into affinity (x) values('open)",
-        "insert into affinity (x) values('a'))",
-        "insert into affinity (x) values('a'",
-        "insert into affinity (x) values()",
-        "insert into affinity (x) values(1),(2)",
-        "insert into affinity (x) values(1) returning x",
-        "insert into affinity (x) values(1) --c",
-        "insert into affinity (x) values(1);",
-        "insert into affinity (x) values(1,2)",
-        "insert into affinity values(1)",
-        "insert into affinity (x) values('--c')",
-        "insert into affinity (x) values('/*')",
-        "insert into affinity (y) values(1)",
-        "insert into main.affinity (x) values(7)",
-        "insert into nowhere values(1)",
-        "insert into \"quoted name\" values(1,2)",
-        "insert into \"quoted name\" (\"a b\") values('3')",
-        "INSERT into affinity (x) values(8)",
-        "insert into affinity(x) values(9)",
-        "insert into keyed values(NULL,'a',1)",
-        "insert into keyed values('77','b',2)",
-        "insert into keyed values('x','b',3)",
-        "insert into keyed values(13,'b',4)",
-        "insert into keyed values(14,NULL,5)",
-        "insert into keyed (u) values(6)",
-        "insert into keyed (u) values(6)",
-        "insert into keyed values(2.0,'c',7.25)",
-        "insert into keyed values(2.5,'c',8)",
-        "insert into strict_one values(1,'t',1.5,NULL,'x')",
-        "insert into strict_one values(1.5,'t',1,NULL,2)",
-        "insert into strict_one values('5','6','7',NULL,3.0)",
-        "insert into strict_one values(1,2,3,4,5)",
-        "insert into computed (a,b) values('1',2)",
-        "insert into computed (a,b,d) values(1.50,'2',NULL)",
-        "insert into computed values(1,2,3,4)",
-        "insert into bare values(NULL,1)",
-        "insert into bare values(1.5,2)",
-        "insert into bare values('1.5',3)",
-        "insert into spoken values('a''b',0.1)",
-        "insert into seen values(1,'two')",
-        "insert into children values(99)",
-        "insert into children values(77)",
-        "insert into children values('77')",
-        "insert into affinity (x) values(0.1)",
-        "insert into affinity (x) values(123456789012345678901234567890.5)",
-        "insert into affinity (x) values(0.30000000000000004)",
-        "insert into affinity (r,n,t) "
-        "values(179769313486231580793728971405303415079934132710037826936173778980444968292764.0,1.10,1."
-        "10)"}) {
+  std::ifstream texts(VORN_TEST_SOURCES "/store/almost_rendered.sql");
+  int count = 0;
+  for (std::string sql; std::getline(texts, sql); ++count) {
     EXPECT_TRUE(sameOutcome(sql));
   }
+  EXPECT_GT(count, 50);
   compareTables();
 }
 
