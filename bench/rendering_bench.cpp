@@ -1,14 +1,16 @@
-// A million builds of each statement, against the same text written by std::ostringstream and by
-// std::snprintf. The rounds of all contestants are interleaved at random in one run; the table at the end
-// holds medians.
+// Builds of each statement, against the same text written by std::ostringstream and by std::snprintf. The
+// rounds of all contestants are interleaved at random in one run.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <map>
 #include <sstream>
 #include <vector>
 
+#include "Options.h"
+#include "Reporter.h"
 #include "vorn/deleter.h"
 #include "vorn/dropper.h"
 #include "vorn/inserter.h"
@@ -17,8 +19,7 @@
 
 namespace {
 
-constexpr int kRounds = 20;
-constexpr int kBuildsPerRound = 50'000;
+constexpr std::size_t kBuildsPerRound = 50'000;
 
 const std::string kText = "disk C of shelf 12 is nearly full";
 
@@ -150,7 +151,7 @@ struct Statement {
   std::string (*builders[3])(int);
 };
 
-constexpr const char* kContestants[] = {"builder", "stream", "snprintf"};
+constexpr const char* kContestants[] = {"vorn", "std::ostringstream", "std::snprintf"};
 constexpr Statement kStatements[] = {
     {"select", {selectByBuilder, selectByStream, selectByPrintf}},
     {"insert", {insertByBuilder, insertByStream, insertByPrintf}},
@@ -159,13 +160,10 @@ constexpr Statement kStatements[] = {
     {"drop", {dropByBuilder, dropByStream, dropByPrintf}},
 };
 
-// Collects the nanoseconds of every round and prints medians and ratios at the end.
-class MedianReporter : public benchmark::BenchmarkReporter {
+// Collects the nanoseconds of every round.
+class RoundCollector : public benchmark::BenchmarkReporter {
  public:
-  bool ReportContext(const Context& context) override {
-    PrintBasicContext(&GetErrorStream(), context);
-    return true;
-  }
+  bool ReportContext(const Context&) override { return true; }
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
@@ -174,26 +172,25 @@ class MedianReporter : public benchmark::BenchmarkReporter {
     }
   }
 
-  void Finalize() override {
-    std::printf("%-8s %10s %10s %10s %14s %16s\n", "ns", "builder", "stream", "snprintf", "builder/stream",
-                "builder/snprintf");
+  void reportTo(bench::Reporter& reporter, std::size_t builds) const {
     for (const Statement& statement : kStatements) {
-      double medians[3];
-      for (int i = 0; i < 3; ++i) medians[i] = median(std::string(statement.name) + '/' + kContestants[i]);
-      std::printf("%-8s %10.0f %10.0f %10.0f %14.2f %16.2f\n", statement.name, medians[0], medians[1],
-                  medians[2], medians[0] / medians[1], medians[0] / medians[2]);
+      bench::Measurement measurement;
+      measurement.group = "rendering";
+      measurement.name = statement.name;
+      measurement.unit = "build";
+      measurement.operations = static_cast<double>(builds);
+      for (const char* contestant : kContestants) {
+        bench::Series& series = measurement.series.emplace_back();
+        series.name = contestant;
+        for (const double nanoseconds : m_rounds.at(std::string(statement.name) + '/' + contestant)) {
+          series.seconds.push_back(nanoseconds * 1e-9 * measurement.operations);
+        }
+      }
+      reporter.report(measurement);
     }
   }
 
  private:
-  double median(const std::string& name) {
-    std::vector<double>& rounds = m_rounds[name];
-    if (rounds.empty()) return 0;
-    std::nth_element(rounds.begin(), rounds.begin() + static_cast<std::ptrdiff_t>(rounds.size() / 2),
-                     rounds.end());
-    return rounds[rounds.size() / 2];
-  }
-
   std::map<std::string, std::vector<double>> m_rounds;
 };
 
@@ -209,10 +206,7 @@ bool textsDiffer() {
   return false;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (textsDiffer()) return 1;
+void registerAll(std::size_t builds, int rounds) {
   for (const Statement& statement : kStatements) {
     for (int i = 0; i < 3; ++i) {
       const auto build = statement.builders[i];
@@ -221,16 +215,36 @@ int main(int argc, char** argv) {
         for (auto _ : state) benchmark::DoNotOptimize(build(n++));
       };
       const std::string name = std::string(statement.name) + '/' + kContestants[i];
-      benchmark::RegisterBenchmark(name.c_str(), run)->Iterations(kBuildsPerRound)->Repetitions(kRounds);
+      benchmark::RegisterBenchmark(name.c_str(), run)
+          ->Iterations(static_cast<benchmark::IterationCount>(builds))
+          ->Repetitions(rounds);
     }
   }
-  std::vector<char*> arguments(argv, argv + argc);
+}
+
+int run(const bench::Options& options, char* program) {
+  if (textsDiffer()) return 1;
+  const std::size_t builds = options.size(kBuildsPerRound);
+  registerAll(builds, options.rounds);
   std::string interleaving = "--benchmark_enable_random_interleaving=true";
-  arguments.insert(arguments.begin() + 1, interleaving.data());
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
-  MedianReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  char* arguments[] = {program, interleaving.data()};
+  int count = 2;
+  benchmark::Initialize(&count, arguments);
+  RoundCollector collector;
+  benchmark::RunSpecifiedBenchmarks(&collector);
+  bench::Reporter reporter("rendering", options.json);
+  reporter.reportFacts({{"rounds", std::to_string(options.rounds)}});
+  collector.reportTo(reporter, builds);
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(bench::Options::parse(argc, argv), argv[0]);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
+    return 1;
+  }
 }

@@ -1,5 +1,8 @@
 #include <atomic>
 
+#ifdef VORN_WITH_POSTGRES
+#include "postgres/PostgresServer.h"
+#endif
 #include "store/store_fixture.h"
 
 namespace {
@@ -16,5 +19,10 @@ constexpr char kMillion[] =
 }  // namespace
 
 std::vector<StoreKind> storeKinds() {
-  return {{"Sqlite", freshSqliteFile, kMillion}};
+  return {
+#ifdef VORN_WITH_POSTGRES
+      {"PostgreSql", [] { return sharedPostgresServer().freshDatabase(); },
+       "select generate_series(1, 1000000) as n"},
+#endif
+      {"Sqlite", freshSqliteFile, kMillion}};
 }
