@@ -9,18 +9,17 @@ namespace {
 TEST(PlatformTest, FormatsLikeTheCLibraryAndCutsAtTheCount) {
   char expected[400];
   char actual[400];
-  for (const double value :
-       {0.0,  -0.0, 0.5,  2.5,  1e-7,  -1e-7,  0.0000005, 1.0 / 3,   123456789.125, 1e15,
-        1e22, 1e39, 1e40, 1e60, -1e90, 5e-324, HUGE_VAL,  -HUGE_VAL, std::nan(""),  0.1F + 0.0}) {
+  for (const double value : {0.0,  -0.0, 0.5,  2.5,  1e-7,  -1e-7,  0.0000005, 1.0 / 3,   123456789.125, 1e15,
+                             1e22, 1e39, 1e40, 1e60, -1e90, 5e-324, HUGE_VAL,  -HUGE_VAL, std::nan(""),  0.1F + 0.0}) {
     const int size = std::snprintf(expected, sizeof expected, "!=%f.", value);
     EXPECT_EQ(vorn::snprintf_s(actual, sizeof actual, sizeof actual - 1, "!=%f.", value), size);
     EXPECT_STREQ(actual, expected);
   }
   for (const long value : {0L, -1L, LONG_MAX, LONG_MIN}) {
-    std::snprintf(expected, sizeof expected, " >= %d,%ld,%lu,%u", static_cast<int>(value), value,
-                  static_cast<unsigned long>(value), static_cast<unsigned>(value));
-    vorn::snprintf_s(actual, sizeof actual, sizeof actual - 1, " >= %d,%ld,%lu,%u", static_cast<int>(value),
-                     value, static_cast<unsigned long>(value), static_cast<unsigned>(value));
+    std::snprintf(expected, sizeof expected, " >= %d,%ld,%lu,%u", static_cast<int>(value), value, static_cast<unsigned long>(value),
+                  static_cast<unsigned>(value));
+    vorn::snprintf_s(actual, sizeof actual, sizeof actual - 1, " >= %d,%ld,%lu,%u", static_cast<int>(value), value,
+                     static_cast<unsigned long>(value), static_cast<unsigned>(value));
     EXPECT_STREQ(actual, expected);
     std::snprintf(expected, sizeof expected, "=%ld", value);
     EXPECT_GT(vorn::snprintf_s(actual, sizeof actual, sizeof actual - 1, "=%ld", value), 0);

@@ -23,8 +23,7 @@ constexpr const char* kSchema[] = {
     "create trigger t2 instead of insert on seen begin insert into spoken values(new.b, new.a); end",
     "create table \"quoted name\" (\"a b\", c)",
     "create table children (p references keyed(id))"};
-constexpr const char* kTables[] = {"affinity", "keyed",  "strict_one", "computed",       "bare",
-                                   "heard",    "spoken", "children",   "\"quoted name\""};
+constexpr const char* kTables[] = {"affinity", "keyed", "strict_one", "computed", "bare", "heard", "spoken", "children", "\"quoted name\""};
 
 class SqliteInsert : public StoreTest {
  protected:
@@ -46,9 +45,7 @@ class SqliteInsert : public StoreTest {
     StoreTest::TearDown();
   }
 
-  int onPlain(const std::string& sql) {
-    return sqlite3_exec(m_plain, sql.c_str(), nullptr, nullptr, nullptr);
-  }
+  int onPlain(const std::string& sql) { return sqlite3_exec(m_plain, sql.c_str(), nullptr, nullptr, nullptr); }
 
   /// Runs a text on both databases. @return whether both took it, or refused it, alike
   testing::AssertionResult sameOutcome(const std::string& sql) {
@@ -61,11 +58,10 @@ class SqliteInsert : public StoreTest {
   /// Compares every value of every table, with its type and its exact bytes.
   void compareTables() {
     for (const std::string table : kTables) {
-      const std::string columns =
-          rowsOf(db,
-                 "select group_concat('typeof(\"'||name||'\")||quote(\"'||name||'\")', "
-                 "'||'' ''||') from pragma_table_xinfo('" +
-                     (table[0] == '"' ? "quoted name" : table) + "')");
+      const std::string columns = rowsOf(db,
+                                         "select group_concat('typeof(\"'||name||'\")||quote(\"'||name||'\")', "
+                                         "'||'' ''||') from pragma_table_xinfo('" +
+                                             (table[0] == '"' ? "quoted name" : table) + "')");
       const std::string sql = "select group_concat(" + columns + ", char(10)) from " + table;
       std::string plain;
       sqlite3_exec(
@@ -88,39 +84,30 @@ class SqliteInsert : public StoreTest {
 TEST_F(SqliteInsert, TextsThatLookAlmostRenderedMeanWhatTheySay) {
   std::ifstream texts(VORN_TEST_SOURCES "/store/almost_rendered.sql");
   int count = 0;
-  for (std::string sql; std::getline(texts, sql); ++count) {
-    EXPECT_TRUE(sameOutcome(sql));
-  }
+  for (std::string sql; std::getline(texts, sql); ++count) { EXPECT_TRUE(sameOutcome(sql)); }
   EXPECT_GT(count, 50);
   compareTables();
 }
 
 TEST_F(SqliteInsert, RandomTextsStoreWhatThePlainRoadStores) {
   const char* seedText = std::getenv("VORN_TEST_SEED");
-  const unsigned seed =
-      seedText == nullptr ? std::random_device{}() : static_cast<unsigned>(std::stoul(seedText));
+  const unsigned seed = seedText == nullptr ? std::random_device{}() : static_cast<unsigned>(std::stoul(seedText));
   SCOPED_TRACE("VORN_TEST_SEED=" + std::to_string(seed));
   std::mt19937 random(seed);
-  const auto below = [&random](std::size_t limit) {
-    return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
-  };
+  const auto below = [&random](std::size_t limit) { return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random); };
   const char* const pieces[] = {"'",  "''", "a", " ", ",", ")", "(",    "--", "\\", "\xc3\xa4", "?",
                                 "%f", ";",  "0", "1", ".", "-", "NULL", "x'", "e5", "\n",       "cast"};
-  const char* const targets[] = {
-      "affinity (i,t,r,n,b,x)", "keyed (t,u)", "strict_one (i,t,r)", "computed (a,b)", "bare",
-      "spoken (a,b)",           "seen (a,b)",  "affinity (x)"};
+  const char* const targets[] = {"affinity (i,t,r,n,b,x)", "keyed (t,u)", "strict_one (i,t,r)", "computed (a,b)", "bare",
+                                 "spoken (a,b)",           "seen (a,b)",  "affinity (x)"};
   const std::size_t widths[] = {6, 2, 3, 2, 2, 2, 2, 1};
   const auto literal = [&]() -> std::string {
     const std::size_t kind = below(8);
     std::string text;
     if (kind == 0) return "NULL";
-    if (kind <= 2)
-      return std::to_string(static_cast<long>(random()) * static_cast<long>(random()) *
-                            (below(2) == 0 ? 1 : -1));
+    if (kind <= 2) return std::to_string(static_cast<long>(random()) * static_cast<long>(random()) * (below(2) == 0 ? 1 : -1));
     if (kind <= 4) {
       char buffer[400];
-      const double value =
-          std::ldexp(static_cast<double>(random()) - 2147483648.0, static_cast<int>(below(80)) - 40);
+      const double value = std::ldexp(static_cast<double>(random()) - 2147483648.0, static_cast<int>(below(80)) - 40);
       std::snprintf(buffer, sizeof buffer, "%.*f", static_cast<int>(below(20)), value);
       return buffer;
     }

@@ -7,9 +7,7 @@ class Statements : public StoreTest, public testing::WithParamInterface<StoreKin
  protected:
   void SetUp() override {
     useStore(GetParam().freshUrl());
-    ASSERT_EQ(
-        run(db, "create table p (id int, name varchar(40), kind char(1), age int, price double precision)"),
-        kSuccess);
+    ASSERT_EQ(run(db, "create table p (id int, name varchar(40), kind char(1), age int, price double precision)"), kSuccess);
     ASSERT_EQ(run(db,
                   "insert into p values(1,'ann','a',18,0.5),(2,'it''s','b',30,1.5),(3,'bob','a',30,-2.25),"
                   "(4,NULL,'c',65,NULL)"),
@@ -89,10 +87,8 @@ TEST_P(Statements, SelectorsJoinCompoundOrderAndLimit) {
   const struct {
     ENUM_COMPOUND_OP op;
     const char* rows;
-  } compounds[] = {{COMPOUND_UNION, "1;2;3;4"},
-                   {COMPOUND_UNION_ALL, "1;1;2;3;3;3;4"},
-                   {COMPOUND_INTERSECT, "1;3"},
-                   {COMPOUND_EXCEPT, "2;4"}};
+  } compounds[] = {
+      {COMPOUND_UNION, "1;2;3;4"}, {COMPOUND_UNION_ALL, "1;1;2;3;3;3;4"}, {COMPOUND_INTERSECT, "1;3"}, {COMPOUND_EXCEPT, "2;4"}};
   for (const auto& each : compounds) {
     CVORNSelector left;
     left.table("p");
