@@ -16,7 +16,7 @@ namespace vorn {
 namespace {
 
 // COPY passes over insert rules and over the refusal of values for columns that are always generated, and the
-// server refuses it for views and under row security. Asked anew each time, a round trip before the copy.
+// server refuses it for views and under row security. Asked anew each time, as a table may change.
 constexpr char kCanCopy[] =
     "select c.relkind in ('r', 'p') and not c.relrowsecurity"
     " and not exists (select 1 from pg_catalog.pg_rewrite r where r.ev_class = c.oid and r.ev_type = '3')"
@@ -43,8 +43,9 @@ ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
   if (!result.succeeded()) return result;
 
   result = plain ? insertColumns(table, rows) : runRowByRow(sql, rows);
-  if (result.succeeded())
+  if (result.succeeded()) {
     result = nested ? m_connection.run("release savepoint vorn_batch") : m_connection.commit();
+  }
   if (result.succeeded()) return result;
   rows = 0;
   if (!m_connection.inTransaction()) return result;
@@ -123,9 +124,9 @@ ExecResult PostgresBatch::columnTypes(const std::string& target, std::vector<std
   }
   PGconn* handle = m_connection.handle();
   PostgresResult described(PQprepare(handle, "", (sql + ")").c_str(), 0, nullptr));
-  if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) return failure(described);
+  if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) return postgresFailure(described.get(), handle);
   described.reset(PQdescribePrepared(handle, ""));
-  if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) return failure(described);
+  if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) return postgresFailure(described.get(), handle);
   for (int index = 0; index < PQnparams(described.get()); ++index) {
     std::vector<std::string> row;
     ExecResult result = queryRow(kTypeName, {std::to_string(PQparamtype(described.get(), index))}, row);
@@ -133,10 +134,6 @@ ExecResult PostgresBatch::columnTypes(const std::string& target, std::vector<std
     types.push_back(row.at(0));
   }
   return {};
-}
-
-ExecResult PostgresBatch::failure(const PostgresResult& result) const {
-  return result ? postgresFailure(result.get()) : postgresConnectionLost(m_connection.handle());
 }
 
 ExecResult PostgresBatch::send(const std::string& sql, const std::vector<std::string>& parameters) {
@@ -166,7 +163,7 @@ ExecResult PostgresBatch::runRowByRow(const std::string& sql, std::uint64_t& row
   if (!result.succeeded()) return result;
   PGconn* handle = m_connection.handle();
   const PostgresResult prepared(PQprepare(handle, "", numbered.c_str(), 0, nullptr));
-  if (PQresultStatus(prepared.get()) != PGRES_COMMAND_OK) return failure(prepared);
+  if (PQresultStatus(prepared.get()) != PGRES_COMMAND_OK) return postgresFailure(prepared.get(), handle);
   if (PQenterPipelineMode(handle) != 1) return postgresConnectionLost(handle);
   for (std::size_t first = 0; first < m_columns.rows() && result.succeeded(); first += kRowsInFlight) {
     result = runRows(first, std::min(first + kRowsInFlight, m_columns.rows()), rows);
@@ -210,7 +207,7 @@ ExecResult PostgresBatch::collectRows(std::uint64_t& rows) {
     if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) {
       rows += PostgresConnection::rowsWritten(answer.get());
     } else {
-      outcome = postgresFailure(answer.get());
+      outcome = postgresFailure(answer.get(), handle);
     }
   }
 }

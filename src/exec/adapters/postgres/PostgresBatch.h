@@ -29,7 +29,6 @@ class PostgresBatch {
   ExecResult runRows(std::size_t first, std::size_t last, std::uint64_t& rows);
   ExecResult collectRows(std::uint64_t& rows);
   ExecResult send(const std::string& sql, const std::vector<std::string>& parameters);
-  ExecResult failure(const PostgresResult& result) const;
   ExecResult queryRow(const std::string& sql, const std::vector<std::string>& parameters,
                       std::vector<std::string>& row);
 

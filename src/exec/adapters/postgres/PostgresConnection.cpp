@@ -82,7 +82,8 @@ ExecResult PostgresConnection::open(const PostgresSettings& settings,
 ExecResult PostgresConnection::configure() {
   PQsetNoticeReceiver(handle(), receiveNotice, this);
   const PostgresResult result(PQexec(handle(), kSessionSettings));
-  return PQresultStatus(result.get()) == PGRES_COMMAND_OK ? ExecResult() : postgresFailure(result.get());
+  return PQresultStatus(result.get()) == PGRES_COMMAND_OK ? ExecResult()
+                                                          : postgresFailure(result.get(), handle());
 }
 
 void PostgresConnection::receiveNotice(void* self, const PGresult* notice) {
@@ -106,8 +107,8 @@ void PostgresConnection::receiveNotice(void* self, const PGresult* notice) {
 }
 
 bool PostgresConnection::usable() {
-  // Whatever arrives while a cursor streams is its rows.
-  if (m_streaming != nullptr) return !m_broken && PQstatus(handle()) == CONNECTION_OK;
+  // Whatever arrives while a cursor streams, or has left rows behind, is its rows.
+  if (m_streaming != nullptr || m_abandoned) return !m_broken && PQstatus(handle()) == CONNECTION_OK;
   // An exception may have cut off a conversation with the server.
   if (PQtransactionStatus(handle()) == PQTRANS_ACTIVE) return false;
   if (!m_broken && PQstatus(handle()) == CONNECTION_OK && Clock::now() - m_answered < kFresh) return true;
@@ -147,6 +148,7 @@ ExecResult PostgresConnection::commit() {
 }
 
 ExecResult PostgresConnection::rollback() {
+  if (m_abandoned) cancel();
   return run("rollback");
 }
 
@@ -180,6 +182,8 @@ ExecResult PostgresConnection::run(const std::string& sql) {
 
 ExecResult PostgresConnection::send(const std::string& sql, int count, const char* const* values) {
   if (m_streaming != nullptr) m_streaming->moveToMemory();
+  // A failure on the way failed the transaction, and shows there.
+  if (std::exchange(m_abandoned, false)) static_cast<void>(finish(PostgresResult(PQgetResult(handle()))));
   m_transactionBefore = inTransaction();
   m_lastTag.clear();
   // The extended protocol has the server itself refuse a second statement.
@@ -213,7 +217,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
         if (m_broken) return step;
         break;
       default:
-        step = postgresFailure(result.get());
+        step = postgresFailure(result.get(), handle());
     }
     if (outcome.succeeded()) outcome = std::move(step);
   }
@@ -239,11 +243,9 @@ ExecResult PostgresConnection::refuseCopy(ExecStatusType status) {
 
 void PostgresConnection::abandonRead() {
   if (takeRest(kAbandonPatience)) return;
-  if (m_transactionBefore) {
-    // A cancelled read would take the whole transaction along.
-    static_cast<void>(finish(PostgresResult(PQgetResult(handle()))));
-    return;
-  }
+  // A cancelled read would take the whole transaction along.
+  m_abandoned = m_transactionBefore;
+  if (m_abandoned) return;
   cancel();
   if (!takeRest(kCancelPatience)) m_broken = true;
 }

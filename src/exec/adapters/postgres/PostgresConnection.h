@@ -49,7 +49,8 @@ class PostgresConnection : public StoreConnection {
   /// For the cursor that still waits for rows of the server.
   void setStreaming(PostgresCursor* cursor) { m_streaming = cursor; }
 
-  /// Gets rid of what is left of a read: takes it if it is little, and cancels the read otherwise.
+  /// Gets rid of what is left of a read: takes it if it is little, and cancels the read otherwise, or in a
+  /// transaction leaves the rows until the connection is needed.
   void abandonRead();
 
  private:
@@ -70,9 +71,10 @@ class PostgresConnection : public StoreConnection {
   std::unique_ptr<PGconn, Closer> m_handle;
   PostgresCursor* m_streaming = nullptr;
   bool m_transactionBefore = false;  ///< whether a transaction was open when the statement in work was sent
+  bool m_abandoned = false;          ///< whether rows of a read that was given up are still to come
   bool m_broken = false;
   Clock::time_point m_answered;  ///< when the server last completed an answer
-  std::string m_lastTag;  ///< the server's word for the last statement that succeeded
+  std::string m_lastTag;         ///< the server's word for the last statement that succeeded
 };
 
 }  // namespace vorn

@@ -70,7 +70,8 @@ ExecResult postgresFailure(const char* state, const std::string& message) {
   return makeFailure(ErrorFamily::PostgreSql, sqlStateNumber(state), message);
 }
 
-ExecResult postgresFailure(const PGresult* result) {
+ExecResult postgresFailure(const PGresult* result, const PGconn* connection) {
+  if (result == nullptr) return postgresConnectionLost(connection);
   const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
   if (state == nullptr) return makeFailure(LayerError::ConnectionLost, PQresultErrorMessage(result));
   const char* primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);

@@ -24,7 +24,8 @@ ExecResult postgresFailure(const char* state, const std::string& message);
 /// @return the failure that the server, or the client library in its place, reported: its SQLSTATE and its
 ///         primary message, without pieces of the statement's text. A failure without an SQLSTATE is a lost
 ///         connection.
-ExecResult postgresFailure(const PGresult* result);
+/// @param result  null where there was no answer at all
+ExecResult postgresFailure(const PGresult* result, const PGconn* connection);
 
 /// @return the failure of a connection that gave no answer
 ExecResult postgresConnectionLost(const PGconn* connection);
