@@ -8,6 +8,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import textwrap
 
 LIBRARY = "vorn"
 
@@ -190,7 +191,7 @@ def machine(arguments, results):
     return (f"{processor()}, {os.cpu_count()} cores, {int(memory) / 1048576:.0f} GiB; "
             f"Linux {os.uname().release}; {compiler(arguments.build)}; SQLite {facts.get('sqlite', '?')}; "
             f"data files on {file_system(arguments.directory)}; "
-            f"load average when the report was written {os.getloadavg()[0]:.1f}.")
+            f"load average before the first program {arguments.load}, after the last {os.getloadavg()[0]:.2f}.")
 
 
 def claims_table(results):
@@ -211,21 +212,19 @@ def claims_table(results):
 
 
 def other_claims(results):
+    runs = range(1, results.runs + 1)
     rows = []
-    memory = [r["figures"] for run in range(1, results.runs + 1) for r in results.figures("sqlite", "memory", run)]
-    if memory:
-        most = max(memory, key=lambda figures: figures["rows"])["rows"]
-        largest = [f["batch"] for f in memory if f["rows"] == most]
-        rows.append([f"Memory of a batch of {count(most)} rows beside its values", "constant",
-                     span(largest, "{:,.0f}") + " KiB"])
-    checkouts = []
-    for run in range(1, results.runs + 1):
-        for measurement in results.measurements("pool", "pool", run):
-            checkouts.append(measurement["series"][0]["median"] * 1e9 / measurement["operations"])
+    memory = [r["figures"] for run in runs for r in results.figures("sqlite", "memory", run)]
+    for rows_of_batch in sorted({f["rows"] for f in memory})[-2:]:
+        same = [f for f in memory if f["rows"] == rows_of_batch]
+        rows.append([f"Memory of a batch of {count(rows_of_batch)} rows beside its values", "constant",
+                     span([f["batch"] for f in same], "{:,.0f}") + " KiB; by hand " +
+                     span([f["batch_by_hand"] for f in same], "{:,.0f}") + " KiB"])
+    checkouts = [m["series"][0]["median"] * 1e9 / m["operations"]
+                 for run in runs for m in results.measurements("pool", "pool", run)]
     if checkouts:
-        rows.append(["Uncontended checkout from the pool, on this machine", "at most 100 ns",
-                     span(checkouts, "{:.0f}") + " ns"])
-    return table(["Other figures", "required", "measured"], rows)
+        rows.append(["Uncontended checkout from the pool", "at most 100 ns", span(checkouts, "{:.0f}") + " ns"])
+    return table(["Other figures, on this machine", "required", "measured"], rows) if rows else ""
 
 
 def measurement_table(measurement):
@@ -277,7 +276,7 @@ def section(results, store, group, heading, text, plots):
 
 
 PREAMBLE = """# Benchmarks
-
+{warning}
 Only the ratios below are claimed: they compare the library with a peer in the same run. Absolute times are this
 machine's and serve to reproduce, not to promise.
 
@@ -305,9 +304,12 @@ All of this page: `scripts/bench{options}`. The command under each heading repea
 def page(arguments, results):
     facts = {k: v for k, v in results.facts("sqlite").items() if k not in ("sqlite", "rounds")}
     settings = ", ".join(f"{name} {value}" for name, value in facts.items())
+    settings = textwrap.fill(settings, 110)
     runs = (f"The range over {results.runs} runs; the tables further down are those of the first."
             if results.runs > 1 else "One run; `scripts/bench --runs 3` shows the range over three.")
-    text = PREAMBLE.format(claims=claims_table(results), other=other_claims(results), runs=runs,
+    quick = any(" --quick" in command for command in results.commands)
+    warning = "\n**A smoke run on small data: the figures mean nothing.**\n" if quick else ""
+    text = PREAMBLE.format(warning=warning, claims=claims_table(results), other=other_claims(results), runs=runs,
                            machine=machine(arguments, results), settings=settings,
                            options=f" --runs {results.runs}" if results.runs > 1 else "")
     return "\n".join([text] + [part for part in (section(results, *s) for s in SECTIONS) if part])
@@ -472,6 +474,7 @@ def main():
     for name in ("results", "build", "output"):
         parser.add_argument("--" + name, type=pathlib.Path, required=True)
     parser.add_argument("--directory", required=True, help="where the data files were")
+    parser.add_argument("--load", required=True, help="the load average before the measurements")
     arguments = parser.parse_args()
     results = Results(arguments.results)
     plots = arguments.output / "plots"
