@@ -8,7 +8,6 @@ import pathlib
 import re
 import subprocess
 import sys
-import textwrap
 
 LIBRARY = "vorn"
 
@@ -60,8 +59,8 @@ SECTIONS = [
     ("sqlite", "memory", "Memory",
      "The peak of the resident set during one call, less the resident set before it, in a fresh process. For a "
      "batch that is what it needs beside its own values. What grows slowly with the rows is the mapped index of "
-     "SQLite's write-ahead log, 32 KiB for each 16 MiB written; the rest is its page cache. *By hand*: the same through "
-     "the C interface.", ["memory"]),
+     "SQLite's write-ahead log, 32 KiB for each 16 MiB written; the rest is its page cache. *By hand*: the same "
+     "through the C interface.", ["memory"]),
     ("sqlite", "lookup", "Look-ups by primary key",
      "One row of 100,000 by its key, a call each. The text is rendered beforehand. *Same text*, *32 texts in turn* "
      "and *changing text* differ in what a cache of prepared statements can do for them.", ["lookup"]),
@@ -76,8 +75,8 @@ SECTIONS = [
      "writer inserts single rows, 100 a transaction, synced, until the readers are done. The library's threads "
      "share its pool; by hand, each thread has a connection and prepares each text.", ["threads"]),
     ("sqlite", "rows", "By number of rows",
-     "Rows a statement. The C interface prepares its statement once for each batch and each read. Inside a "
-     "transaction, its begin and commit not timed.", ["rows"]),
+     "Rows a statement; batches inside a transaction, whose begin and commit are not timed. The C interface prepares "
+     "its statement for each batch and each read, or keeps it for all.", ["rows"]),
     ("sqlite", "columns", "By number of columns",
      "One million values in all. The columns are, in turn, integer, text of 16 bytes, integer, real.", ["columns"]),
     ("sqlite", "text", "By length of texts", "Rows of an integer and a text.", ["text"]),
@@ -247,6 +246,24 @@ def measurement_table(measurement):
     return (f"{count(operations)} {unit}s a round, {rounds} rounds.\n\n" + table(header, rows))
 
 
+def compact_table(measurements):
+    """One line for each measurement and peer: what belongs together stays on one screen."""
+    rows = []
+    for m in measurements:
+        library = m["series"][0]
+        for series in m["series"][1:]:
+            ratio = series["library_to_this"]
+            row = [m["name"], series["name"], nanoseconds(library["median"], m["operations"]),
+                   nanoseconds(series["median"], m["operations"]), f"{ratio['of_medians']:.2f}",
+                   f"{ratio['pairs_median']:.2f} ({ratio['pairs_min']:.2f} – {ratio['pairs_max']:.2f})"]
+            if m["side_unit"]:
+                row[0] += f"; {m['side_unit']}: {count(middle(library['side']))}, {count(middle(series['side']))}"
+            rows.append(row)
+    unit, rounds = measurements[0]["unit"], len(measurements[0]["series"][0]["seconds"])
+    header = ["", "peer", f"vorn, ns per {unit}", f"peer, ns per {unit}", "medians", "pairs"]
+    return f"{rounds} rounds.\n\n" + table(header, rows)
+
+
 def figures_table(figures):
     names = ["batch", "batch_by_hand", "read", "read_by_hand"]
     return table(["rows, KiB at the peak"] + [name.replace("_", " ") for name in names],
@@ -267,7 +284,10 @@ def section(results, store, group, heading, text, plots):
         return ""
     parts = [f"## {heading}\n", text + "\n", f"    {results.command(store, group)}\n"]
     parts += [f"![{heading}](plots/{plot}.svg)\n" for plot in plots]
-    parts += [measurement_table(measurement) for measurement in measurements]
+    if len(measurements) > 5:
+        parts.append(compact_table(measurements))
+    else:
+        parts += [measurement_table(measurement) for measurement in measurements]
     if figures:
         parts.append(figures_table(figures))
     if group == "session":
@@ -291,7 +311,9 @@ from round to round, after a round that does not count; the tables show the medi
 the greatest. *Of the medians* divides the library's median by the peer's; *pairs* divides round by round and shows
 the median of these ratios: what slows the machine for a while slows both. Every competitor's data are checked to be
 the same. On SQLite each competitor gets a fresh file in each round, with the same settings, read back through each
-interface before anything is measured: {settings}. The library is linked as its users link it, as `libvorn.so`.
+interface before anything is measured. The library is linked as its users link it, as `libvorn.so`.
+
+**Settings of every connection to SQLite.** {settings}.
 
 **Peers.** Debian's own packages: SQLite's C interface, SQLiteCpp (`libsqlitecpp-dev`), SOCI (`libsoci-dev`).
 sqlite_orm is in no package of Debian 12 and is not measured.
@@ -304,7 +326,6 @@ All of this page: `scripts/bench{options}`. The command under each heading repea
 def page(arguments, results):
     facts = {k: v for k, v in results.facts("sqlite").items() if k not in ("sqlite", "rounds")}
     settings = ", ".join(f"{name} {value}" for name, value in facts.items())
-    settings = textwrap.fill(settings, 110)
     runs = (f"The range over {results.runs} runs; the tables further down are those of the first."
             if results.runs > 1 else "One run; `scripts/bench --runs 3` shows the range over three.")
     quick = any(" --quick" in command for command in results.commands)
@@ -326,6 +347,7 @@ set key top left Left reverse samplen 2 spacing 1.2
 set style line 1 lc rgb '#0b5fa5' lw 2.5 pt 7 ps 0.8
 set style line 2 lc rgb '#d9822b' lw 2 pt 5 ps 0.8
 set style line 3 lc rgb '#0b5fa5' lw 2 dt 2 pt 6 ps 0.8
+set style line 5 lc rgb '#7a7a7a' lw 1.5 dt 3 pt 9 ps 0.8
 set style line 4 lc rgb '#d9822b' lw 2 dt 2 pt 4 ps 0.8
 """
 
@@ -354,8 +376,8 @@ def bars(measurement, index):
                      series["max"] * scale, 0 if position == 0 else 1, label(series["name"])])
     most = max(row[3] for row in rows)
     script = data_block(f"d{index}", rows)
-    script += f"set title '{measurement['name']}' font ',14'\nset xlabel 'ns per {measurement['unit']} (bars: median; " \
-              f"lines: least to greatest round)'\n"
+    script += f"set title '{measurement['name']}' font ',14'\nset xlabel 'ns per {measurement['unit']} " \
+              f"(bars: median; lines: least to greatest round)'\n"
     script += f"set xrange [0:{most * 1.12}]\nset yrange [0.4:{len(rows) + 0.6}]\n"
     script += "set style fill solid 0.85 noborder\nunset key\n"
     script += (f"plot $d{index} using ($2*0.5):1:($2*0.5):(0.32):($5 == 0 ? 0x0b5fa5 : 0xb8b8b8):ytic(6) "
@@ -401,7 +423,7 @@ def plot_sweep(directory, results, group, xlabel, ylabel, amount=lambda x: 1):
               "set format x '%.0s%c'\nset format y '%.0s%c'\nset key bottom right\n")
     everything = []
     for what in ("batch", "read"):
-        for peer in (0, 1):
+        for peer in (0, 1, 2):
             rows = sweep_rows(measurements, what, peer, amount)
             everything += rows
             script += data_block(f"{what}{peer}", rows)
@@ -413,7 +435,8 @@ def plot_sweep(directory, results, group, xlabel, ylabel, amount=lambda x: 1):
     for what in ("batch", "read"):
         script += f"set title '{what}' font ',14'\n"
         script += (f"plot ${what}0 using ($1*0.97):2:3:4 with yerrorlines ls 1 title 'vorn', "
-                   f"${what}1 using ($1*1.03):2:3:4 with yerrorlines ls 2 title 'C interface'\n")
+                   f"${what}1 using ($1*1.03):2:3:4 with yerrorlines ls 2 title 'C, prepared each time', "
+                   f"${what}2 using ($1*1.06):2:3:4 with yerrorlines ls 5 title 'C, prepared once'\n")
     plot(directory, group, "900,400", script + "unset multiplot\n")
 
 
@@ -422,7 +445,7 @@ def plot_threads(directory, results):
     if not measurements:
         return
     script = ("set multiplot layout 1,2\nset logscale x 2\nset format y '%.0s%c'\nset xlabel 'readers'\n"
-              "set ylabel 'rows read a second, all readers together'\nset key bottom left\n")
+              "set ylabel 'rows read a second, all readers together'\nset key bottom right\n")
     highest = 0
     for writers in (0, 1):
         for peer in (0, 1):
