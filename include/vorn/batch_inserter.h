@@ -90,8 +90,8 @@ class VORN_API BatchInserter : public CVORNBase {
     CurrentEntry() = default;
     CurrentEntry(const CurrentEntry&) noexcept {}
     CurrentEntry(CurrentEntry&& other) noexcept { other.column = nullptr; }
-    CurrentEntry& operator=(const CurrentEntry&) noexcept {
-      column = nullptr;
+    CurrentEntry& operator=(const CurrentEntry& other) noexcept {
+      if (this != &other) column = nullptr;
       return *this;
     }
     CurrentEntry& operator=(CurrentEntry&& other) noexcept {

@@ -101,6 +101,7 @@ class VORN_API CVORNReader {
   CVORNReader& operator>>(CVORNNull& marker);
 
  private:
+  bool fetchFirstRow();
   vorn::RowValue* nextValue();
   template <typename Target>
   CVORNReader& extract(Target& value);

@@ -18,11 +18,11 @@ CVORNTable CVORNDeleter::table(const std::string& name) {
 }
 
 void CVORNDeleter::where(const CVORNCriterion& condition) {
-  m_where = vorn::concatenate({keyword::kWhere, vorn::TextAccess::of(condition)});
+  m_where = vorn::concatenate(keyword::kWhere, vorn::TextAccess::of(condition));
 }
 
 std::string CVORNDeleter::toString() const {
-  return vorn::concatenate({m_attachSQL, keyword::kDeleteFrom, m_tableList, m_where, m_detachSQL});
+  return vorn::concatenate(m_attachSQL, keyword::kDeleteFrom, m_tableList, m_where, m_detachSQL);
 }
 
 void CVORNDeleter::clear() {

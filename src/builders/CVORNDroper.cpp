@@ -29,8 +29,8 @@ void CVORNDroper::index(const std::string& name) {
 std::string CVORNDroper::toString() const {
   const std::string_view kind = m_isTable ? keyword::kTable : keyword::kView;
   // The database stands before the kind of the object, not before its name.
-  return vorn::concatenate({keyword::kDrop, m_database, m_database.empty() ? "" : ".",
-                            m_table.empty() ? std::string_view() : kind, m_table});
+  return vorn::concatenate(keyword::kDrop, m_database, m_database.empty() ? "" : ".",
+                           m_table.empty() ? std::string_view() : kind, m_table);
 }
 
 void CVORNDroper::clear() {

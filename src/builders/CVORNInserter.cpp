@@ -115,7 +115,7 @@ CVORNInserter& CVORNInserter::operator<<(const double& value) {
 
 std::string CVORNInserter::toString() const {
   // The last parenthesis closes the values and stands even where none were given.
-  return vorn::concatenate({m_insertInto, m_table, m_columns, m_columns.empty() ? "" : ")", m_values, ")"});
+  return vorn::concatenate(m_insertInto, m_table, m_columns, m_columns.empty() ? "" : ")", m_values, ")");
 }
 
 void CVORNInserter::clear() {

@@ -79,7 +79,7 @@ void CVORNSelector::orderBy(const CVORNColumn& column, bool ascending) {
 }
 
 void CVORNSelector::where(const CVORNCriterion& condition) {
-  m_where = vorn::concatenate({keyword::kWhere, vorn::TextAccess::of(condition)});
+  m_where = vorn::concatenate(keyword::kWhere, vorn::TextAccess::of(condition));
 }
 
 void CVORNSelector::limit(unsigned int count, unsigned int offset) {
@@ -90,13 +90,13 @@ void CVORNSelector::limit(unsigned int count, unsigned int offset) {
 }
 
 void CVORNSelector::compound(const CVORNSelector& other, ENUM_COMPOUND_OP op) {
-  m_compound = vorn::concatenate({compoundFragment(op), other.toString()});
+  m_compound = vorn::concatenate(compoundFragment(op), other.toString());
 }
 
 std::string CVORNSelector::toString() const {
   const std::string_view columns = m_columns.empty() ? keyword::kAllColumns : m_columns;
-  return vorn::concatenate({m_attachSQL, keyword::kSelect, m_distinct, columns, keyword::kFrom, m_tableList,
-                            m_where, m_compound, m_orderBy, m_limit, m_detachSQL});
+  return vorn::concatenate(m_attachSQL, keyword::kSelect, m_distinct, columns, keyword::kFrom, m_tableList,
+                           m_where, m_compound, m_orderBy, m_limit, m_detachSQL);
 }
 
 void CVORNSelector::clear() {

@@ -85,11 +85,11 @@ void CVORNUpdater::assign(const CVORNNull& /*value*/) {
 }
 
 void CVORNUpdater::where(const CVORNCriterion& condition) {
-  m_where = vorn::concatenate({keyword::kWhere, vorn::TextAccess::of(condition)});
+  m_where = vorn::concatenate(keyword::kWhere, vorn::TextAccess::of(condition));
 }
 
 std::string CVORNUpdater::toString() const {
-  return vorn::concatenate({m_update, m_table, m_setList, m_where});
+  return vorn::concatenate(m_update, m_table, m_setList, m_where);
 }
 
 void CVORNUpdater::clear() {

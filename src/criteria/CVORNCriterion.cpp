@@ -16,7 +16,11 @@ void join(std::string& text, std::string_view joiner, const std::string& other) 
 
 }  // namespace
 
-CVORNCriterion::CVORNCriterion(const std::string& text) : m_text(text) {}
+CVORNCriterion::CVORNCriterion(const std::string& text) {
+  // A condition is usually joined next: what does not fit the short string gets room for that at once.
+  if (text.size() > m_text.capacity()) m_text.reserve(2 * text.size() + 16);
+  m_text = text;
+}
 
 std::string CVORNCriterion::toString() const {
   return m_text;

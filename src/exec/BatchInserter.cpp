@@ -33,8 +33,8 @@ void BatchInserter::GetParam(std::map<std::string, BaseTypeVector>& out) const {
 }
 
 std::string BatchInserter::toString() const {
-  std::string columns = vorn::concatenate({vorn::keyword::kInsertInto, m_table, " ("});
-  std::string placeholders = vorn::concatenate({")", vorn::keyword::kValues});
+  std::string columns = vorn::concatenate(vorn::keyword::kInsertInto, m_table, " (");
+  std::string placeholders = vorn::concatenate(")", vorn::keyword::kValues);
   const char* separator = "";
   for (const auto& [name, column] : m_paramMap) {
     columns.append(separator).append(name);

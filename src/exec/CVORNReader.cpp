@@ -1,5 +1,6 @@
 #include "vorn/reader.h"
 
+#include <memory>
 #include <new>
 
 #include "exec/field_conversion.h"
@@ -46,10 +47,19 @@ void CVORNReader::clear() noexcept {
   m_fetched = false;
 }
 
+// Kept out of the way of the fields of a row that is there.
+[[gnu::noinline, gnu::cold]] bool CVORNReader::fetchFirstRow() {
+  return hasNextElement();
+}
+
 /// @return the next field of the current row, or null; the first one fetches the first row
-vorn::RowValue* CVORNReader::nextValue() {
-  if (!m_fetched && !hasNextElement()) return nullptr;
-  return m_fieldIndex < m_row.size() ? &m_row[m_fieldIndex++] : nullptr;
+inline vorn::RowValue* CVORNReader::nextValue() {
+  if (!m_fetched && !fetchFirstRow()) return nullptr;
+  // Compared as addresses: the number of values would cost a division for every field.
+  vorn::RowValue* const value = m_row.data() + m_fieldIndex;
+  if (value >= std::to_address(m_row.end())) return nullptr;
+  ++m_fieldIndex;
+  return value;
 }
 
 std::string CVORNReader::getNextField() {
@@ -64,16 +74,21 @@ CVORNReader& CVORNReader::operator>>(CVORNNull& marker) {
 }
 
 /// Tells a waiting marker whether its field was empty. A marker watches one field only.
-void CVORNReader::endExtraction(bool empty) {
+inline void CVORNReader::endExtraction(bool empty) {
   if (empty && m_nullFlag != nullptr) *m_nullFlag = true;
   m_nullFlag = nullptr;
 }
 
 template <typename Target>
-CVORNReader& CVORNReader::extract(Target& value) {
+inline CVORNReader& CVORNReader::extract(Target& value) {
   const vorn::RowValue* const field = nextValue();
+  // A field that converts directly is not empty.
+  if (field != nullptr && vorn::convertDirectly(*field, value)) {
+    m_nullFlag = nullptr;
+    return *this;
+  }
   const bool empty = field == nullptr || vorn::isEmptyField(*field);
-  if (!empty) vorn::convertField(*field, value);
+  if (!empty) vorn::convertThroughText(*field, value);
   endExtraction(empty);
   return *this;
 }
@@ -113,7 +128,7 @@ CVORNReader& CVORNReader::operator>>(std::string& value) {
     value.clear();
   }
   // The stores write a single blank for an empty text.
-  if (value == " ") value.clear();
+  if (value.size() == 1 && value.front() == ' ') value.clear();
   endExtraction(value.empty());
   return *this;
 }

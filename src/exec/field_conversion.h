@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -35,6 +36,18 @@ bool parseWhole(const std::string& text, Number& number) noexcept {
   return error == std::errc() && stop == end;
 }
 
+/// Takes the digits before the point. Where there are any and they are exact, up to 2^53, the text of a real
+/// is in plain notation, and no conversion to an integer reads beyond its point.
+template <typename Integer>
+bool wholeDigits(double real, Integer& digits) noexcept {
+  const double magnitude = std::fabs(real);
+  if (real != 0 && !(magnitude >= 1 && magnitude < 0x1p53)) return false;
+  const auto whole = static_cast<std::int64_t>(real);
+  if (!std::in_range<Integer>(whole)) return false;
+  digits = static_cast<Integer>(whole);
+  return true;
+}
+
 /// Converts without making a text of a number, where that comes to the same.
 /// @return false when the text has to decide; the target is untouched then
 template <typename Target>
@@ -50,8 +63,11 @@ bool convertDirectly(const RowValue& value, Target& target) noexcept {
       number = static_cast<Parsed>(value.integer());
       break;
     case RowValue::Kind::Real:
-      if constexpr (std::is_integral_v<Target>) return false;
-      number = static_cast<Parsed>(value.real());
+      if constexpr (std::is_integral_v<Target>) {
+        if (!wholeDigits(value.real(), number)) return false;
+      } else {
+        number = value.real();
+      }
       break;
     case RowValue::Kind::Text:
       if (!parseWhole(value.textBytes(), number)) return false;
@@ -78,10 +94,9 @@ inline bool isEmptyField(const RowValue& value) noexcept {
          (value.kind() == RowValue::Kind::Text && value.textBytes().empty());
 }
 
-/// Converts a field that is not empty.
+/// Converts a field that is not empty as its text says.
 template <typename Target>
-void convertField(const RowValue& value, Target& target) {
-  if (convertDirectly(value, target)) return;
+[[gnu::noinline]] void convertThroughText(const RowValue& value, Target& target) {
   RowValue::TextBuffer buffer;
   convertText(value.textView(buffer), target);
 }

@@ -12,10 +12,10 @@ std::string CVORNColumn::getTableName() const {
 std::string CVORNColumn::getColumnName() const {
   // A column without a table has no suffix in a qualified name.
   if (m_tableName.empty()) return {};
-  return vorn::concatenate({".", m_columnName});
+  return vorn::concatenate(".", m_columnName);
 }
 
 std::string CVORNColumn::toString() const {
   if (m_tableName.empty()) return {};
-  return vorn::concatenate({m_tableName, ".", m_columnName});
+  return vorn::concatenate(m_tableName, ".", m_columnName);
 }

@@ -1,170 +1,133 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <new>
+#include <tuple>
 
 #include "scripted/scripted_platform.h"
 #include "vorn/batch_inserter.h"
 #include "vorn/database.h"
 #include "vorn/reader.h"
 
-namespace {
+static bool nothrowNewFails = false;
 
-bool nothrowNewFails = false;
-
-}  // namespace
-
-// The reader alone in these tests asks for memory without an exception.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return nothrowNewFails ? nullptr : ::operator new(size);
-}
+// Of what these tests run, the reader alone asks for memory in this way.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return nothrowNewFails ? nullptr : ::operator new(size); }
 
 namespace {
 
-using Events = std::vector<std::string>;
 using scripted::platform;
+using scripted::takeEvents;
 
-class ExecutorTest : public scripted::PlatformTest {
- protected:
-  static CVORNsqlstr sql(const std::string& text) {
+struct ExecutorTest : scripted::PlatformTest {
+  /// Runs the operation that the letter stands for: begin, commit, rollback, write, read, insert a batch.
+  unsigned long run(char operation, MIRAsqlDB db = MIRAsqlDB(false)) {
     CVORNsqlstr statement;
     statement.assign(text);
-    return statement;
+    if (operation == 'b') return db.beginTransaction();
+    if (operation == 'c') return db.commitTransaction();
+    if (operation == 'r') return db.rollbackTransaction();
+    if (operation == 'W') return db.execWriteSQL(statement);
+    return operation == 'R' ? db.execReadSQL(statement, reader) : db.ExecBatchInserter(batch);
   }
 
-  MIRAsqlDB m_db{false};
-  CVORNReader m_reader;
+  std::string text = "sql";
+  CVORNReader reader;
+  BatchInserter batch;
 };
 
-const vorn::ExecResult kFailed(-3, 0x100000801, "UNIQUE constraint failed");
-const vorn::ExecResult kFailedSilently(1, 77, std::nullopt);
-
 TEST_F(ExecutorTest, ChoosesTheSessionNameByFlagAndProcess) {
-  const struct {
-    bool flag;
-    std::uint32_t process;
-    const char* name;
-    int processIdCalls;
-  } cases[] = {
-      {false, 4073, "default", 0},           {false, 1, "default", 0},
-      {true, 4073, "NeBackupDB", 1},         {true, 4222, "NeBackupDB", 2},
-      {true, 4073 + 65536, "NeBackupDB", 1}, {true, 4222 + 7 * 65536, "NeBackupDB", 2},
-      {true, 1, "NeUpgradeDB", 2},           {true, 4074, "NeUpgradeDB", 2},
-      {true, 0xFFFFFFFF, "NeUpgradeDB", 2},
+  const std::tuple<bool, std::uint32_t, const char*, int> cases[] = {
+      {false, 4073, "default", 0},    {false, 1, "default", 0},
+      {true, 4073, "NeBackupDB", 1},  {true, 4073 + 65536, "NeBackupDB", 1},
+      {true, 4222, "NeBackupDB", 2},  {true, 4222 + 7 * 65536, "NeBackupDB", 2},
+      {true, 4074, "NeUpgradeDB", 2}, {true, 0xFFFFFFFF, "NeUpgradeDB", 2},
   };
-  BatchInserter batch;
   batch["a"] << 1;
-  for (const auto& c : cases) {
-    const std::string open = std::string("open ") + c.name;
-    MIRAsqlDB db(c.flag);
-    CVORNReader reader;
-    const std::function<unsigned long()> operations[] = {
-        [&] { return db.beginTransaction(); },       [&] { return db.commitTransaction(); },
-        [&] { return db.rollbackTransaction(); },    [&] { return db.execWriteSQL(sql("w")); },
-        [&] { return db.ExecBatchInserter(batch); }, [&] { return db.execReadSQL(sql("r"), reader); },
-    };
-    for (const auto& operation : operations) {
-      platform() = scripted::Platform();
-      platform().processId = c.process;
-      EXPECT_EQ(operation(), 0u);
-      const Events& events = platform().events;
-      EXPECT_EQ(std::count(events.begin(), events.end(), open), 1) << open << ' ' << c.process;
-      EXPECT_EQ(platform().processIdCalls, c.processIdCalls);
+  for (const auto& [flag, process, name, calls] : cases) {
+    for (const char operation : std::string("bcrWRI")) {
+      platform().processId = process;
+      platform().processIdCalls = 0;
+      EXPECT_EQ(run(operation, MIRAsqlDB(flag)), 0u);
+      EXPECT_NE(takeEvents().find(std::string("open ") + name + "; "), std::string::npos) << operation;
+      EXPECT_EQ(platform().processIdCalls, calls);
+      reader.clear();
     }
   }
 }
 
-TEST_F(ExecutorTest, RunsEachTransactionStepOnAFreshSessionAndLogsNothing) {
-  // A step that succeeds with a code returns the code all the same.
-  platform().results = {kFailed, {0, 5, std::nullopt}, {}};
-  EXPECT_EQ(m_db.beginTransaction(), kFailed.errorCode());
-  EXPECT_EQ(m_db.commitTransaction(), 5u);
-  EXPECT_EQ(m_db.rollbackTransaction(), 0u);
-  EXPECT_EQ(platform().events, (Events{"open default", "begin default", "close default",   //
-                                       "open default", "commit default", "close default",  //
-                                       "open default", "rollback default", "close default"}));
-}
-
-TEST_F(ExecutorTest, Writes) {
-  const struct {
-    const char* text;
-    vorn::ExecResult result;
-    unsigned long code;
-    const char* lastLog;
-  } cases[] = {
-      {"delete from t", {}, 0, nullptr},
-      {"delete from t", {0, 9, "a remark"}, 0, nullptr},
-      {"x", kFailed, kFailed.errorCode(),
-       "info scrubbed [VORNLib]UNIQUE constraint failed @MiraDB:execWriteSQL:86"},
-      {"x", kFailedSilently, 77, "info scrubbed [VORNLib] @MiraDB:execWriteSQL:86"},
-      {"x", {2, 0, ""}, 0, "info scrubbed [VORNLib] @MiraDB:execWriteSQL:86"},
+TEST_F(ExecutorTest, ReportsEveryOutcome) {
+  const vorn::ExecResult done, remark(0, 5, "remark"), failed(-3, 99, "broken"), silent(1, 77, {});
+  const std::string write = "open default; execute default MiraDB:execWriteSQL:84 4 sql; close default";
+  const std::string read = "trace @MiraDB:execReadSQL:55; open default; execute default MiraDB:execReadSQL:63 0 sql";
+  const std::string insert =
+      "open default; execute default MiraDB:ExecBatchInserter:147 1 insert into t (a) values({a}); close "
+      "default";
+  const std::string info = "; info scrubbed [VORNLib]";
+  const std::tuple<char, vorn::ExecResult, unsigned long, std::string> cases[] = {
+      {'b', failed, 99, "open default; begin default; close default"},
+      {'c', remark, 5, "open default; commit default; close default"},  // the code, even of a success
+      {'r', done, 0, "open default; rollback default; close default"},
+      {'W', done, 0, write},
+      {'W', remark, 0, write},
+      {'W', failed, 99, write + info + "broken @MiraDB:execWriteSQL:86"},
+      {'W', silent, 77, write + info + " @MiraDB:execWriteSQL:86"},
+      {'R', done, 0, read},
+      {'R', remark, 0, read},
+      {'R', failed, 99, read + info + "broken @MiraDB:execReadSQL:65"},
+      {'R', silent, 77, read + info + " @MiraDB:execReadSQL:65"},
+      {'I', done, 0, insert},
+      {'I', remark, 0, insert},
+      {'I', failed, 99, insert + info + "broken @MiraDB:ExecBatchInserter:149"},
+      {'I', silent, 77, insert + info + " @MiraDB:ExecBatchInserter:149"},
   };
-  for (const auto& c : cases) {
-    platform() = scripted::Platform();
-    platform().results = {c.result};
-    EXPECT_EQ(m_db.execWriteSQL(sql(c.text)), c.code);
-    Events expected{"open default", std::string("execute default MiraDB:execWriteSQL:84 4 ") + c.text,
-                    "close default"};
-    if (c.lastLog != nullptr) expected.emplace_back(c.lastLog);
-    EXPECT_EQ(platform().events, expected);
-  }
-}
-
-TEST_F(ExecutorTest, ReadsAndLeavesTheSessionWithTheReader) {
-  platform().rows = {scripted::row(1)};
-  EXPECT_EQ(m_db.execReadSQL(sql("select 1"), m_reader), 0u);
-  EXPECT_TRUE(m_reader());
-  EXPECT_EQ(m_db.execReadSQL(sql("select 2"), m_reader), 0u) << "an uncleared reader keeps its session";
-  m_reader.clear();
-  platform().results = {kFailed, kFailedSilently};
-  EXPECT_EQ(m_db.execReadSQL(sql("x"), m_reader), kFailed.errorCode());
-  EXPECT_EQ(m_db.execReadSQL(sql("y"), m_reader), 77u);
-  EXPECT_EQ(platform().openSessions, 1) << "a failed read keeps its session";
-  EXPECT_EQ(platform().events,
-            (Events{"trace @MiraDB:execReadSQL:55", "open default",
-                    "execute default MiraDB:execReadSQL:63 0 select 1", "fetch default 105 100",
-                    "trace @MiraDB:execReadSQL:55", "execute default MiraDB:execReadSQL:63 0 select 2",
-                    "close default", "trace @MiraDB:execReadSQL:55", "open default",
-                    "execute default MiraDB:execReadSQL:63 0 x",
-                    "info scrubbed [VORNLib]UNIQUE constraint failed @MiraDB:execReadSQL:65",
-                    "trace @MiraDB:execReadSQL:55", "execute default MiraDB:execReadSQL:63 0 y",
-                    "info scrubbed [VORNLib] @MiraDB:execReadSQL:65"}));
-}
-
-TEST_F(ExecutorTest, RefusesEmptyStatementsAndUnboundReaders) {
-  EXPECT_EQ(m_db.execWriteSQL(CVORNsqlstr()), 1u);
-  EXPECT_EQ(m_db.execReadSQL(CVORNsqlstr(), m_reader), 1u);
-  nothrowNewFails = true;
-  EXPECT_EQ(m_db.execReadSQL(sql("select 1"), m_reader), 1u);
-  nothrowNewFails = false;
-  EXPECT_EQ(platform().events,
-            (Events{"error 1 scrubbed [VORNLib]execWriteSQL! strSQL is empty string! @MiraDB:execWriteSQL:80",
-                    "trace @MiraDB:execReadSQL:55",
-                    "error 1 scrubbed [VORNLib]Exception! strSQL is empty string! @MiraDB:execReadSQL:58",
-                    "trace @MiraDB:execReadSQL:55",
-                    "error 1 scrubbed [VORNLib]Exception! strSQL is empty string! @MiraDB:execReadSQL:69"}));
-}
-
-TEST_F(ExecutorTest, ReleasesItsSessionWhenTheLayerThrows) {
-  platform().onExecute = [](const std::string&, const vorn::TypedRef*) { throw std::bad_alloc(); };
-  BatchInserter batch;
+  batch.table("t");
   batch["a"] << 1;
-  EXPECT_THROW(m_db.execWriteSQL(sql("x")), std::bad_alloc);
-  EXPECT_THROW(m_db.ExecBatchInserter(batch), std::bad_alloc);
-  EXPECT_EQ(platform().openSessions, 0);
-  EXPECT_TRUE(platform().logs.empty());
+  for (const auto& [operation, result, code, events] : cases) {
+    platform().results = {result};
+    EXPECT_EQ(run(operation), code);
+    EXPECT_EQ(takeEvents(), events);
+    EXPECT_EQ(platform().openSessions, operation == 'R' ? 1 : 0) << "only a reader keeps its session";
+    reader.clear();
+    platform().events.clear();
+  }
+  platform().onExecute = [](const std::string&, const vorn::TypedRef*) { throw std::bad_alloc(); };
+  EXPECT_THROW(run('W'), std::bad_alloc);
+  EXPECT_THROW(run('I'), std::bad_alloc);
+  EXPECT_EQ(takeEvents(), write + "; " + insert);
 }
 
-TEST_F(ExecutorTest, GuardHandsOutADatabaseThatIgnoresTheName) {
+TEST_F(ExecutorTest, RefusesWhatItCannotRun) {
+  struct : BatchInserter {
+    std::string toString() const override { return {}; }
+  } wordless;
+  const std::string trace = "trace @MiraDB:execReadSQL:55; ", refused = "error 1 scrubbed [VORNLib]";
+  nothrowNewFails = true;
+  EXPECT_EQ(run('R'), 1u);
+  nothrowNewFails = false;
+  EXPECT_EQ(takeEvents(), trace + refused + "Exception! strSQL is empty string! @MiraDB:execReadSQL:69");
+  text.clear();
+  EXPECT_EQ(run('R'), 1u);
+  EXPECT_EQ(takeEvents(), trace + refused + "Exception! strSQL is empty string! @MiraDB:execReadSQL:58");
+  EXPECT_EQ(run('W'), 1u);
+  EXPECT_EQ(takeEvents(), refused + "execWriteSQL! strSQL is empty string! @MiraDB:execWriteSQL:80");
+  EXPECT_EQ(MIRAsqlDB(true).ExecBatchInserter(wordless), 1u);
+  EXPECT_EQ(takeEvents(), refused + "ExecBatchInserter! strSQL is empty string! @MiraDB:ExecBatchInserter:97");
+  EXPECT_EQ(run('I'), 0u) << "a batch without columns is a success";
+  EXPECT_EQ(takeEvents(), "info scrubbed [VORNLib]ExecBatchInserter! paramMap is empty! @MiraDB:ExecBatchInserter:105");
+  batch["b"] << 1 << 2;
+  batch["a"] << 1 << 2 << 3;
+  EXPECT_EQ(run('I'), 1u);
+  batch["b"] << 3 << 4;
+  EXPECT_EQ(run('I'), 1u);
+  platform().events.pop_back();
+  EXPECT_EQ(takeEvents(), refused + "ExecBatchInserter! paramMap is error! @MiraDB:ExecBatchInserter:141");
+}
+
+TEST_F(ExecutorTest, GuardHandsOutADatabaseAndIgnoresTheName) {
   CVORN* db = nullptr;
   platform().processId = 4222;
-  {
-    const GuardDB guard("TaskDB", db, true);
-    ASSERT_NE(dynamic_cast<MIRAsqlDB*>(db), nullptr);
-    EXPECT_EQ(db->commitTransaction(), 0u);
-  }
-  EXPECT_NE(db, nullptr) << "the caller's pointer is not reset";
-  EXPECT_EQ(platform().events.front(), "open NeBackupDB");
+  const GuardDB guard("TaskDB", db, true);
+  ASSERT_NE(dynamic_cast<MIRAsqlDB*>(db), nullptr);
+  EXPECT_EQ(db->commitTransaction(), 0u);
+  EXPECT_EQ(takeEvents(), "open NeBackupDB; commit NeBackupDB; close NeBackupDB");
 }
 
 }  // namespace

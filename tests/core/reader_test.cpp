@@ -1,35 +1,10 @@
 #include "vorn/reader.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <cmath>
-#include <cstdlib>
-#include <limits>
 #include <locale>
-#include <new>
+#include <sstream>
 
 #include "scripted/scripted_platform.h"
-
-namespace {
-
-long allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* const memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -38,296 +13,126 @@ using scripted::row;
 
 /// Writes 1234.5 as 1.234,5.
 class CommaPunctuation : public std::numpunct<char> {
- protected:
   char do_decimal_point() const override { return ','; }
   char do_thousands_sep() const override { return '.'; }
   std::string do_grouping() const override { return "\3"; }
 };
 
 /// Every conversion here runs while the process writes its numbers in another way.
-class ReaderTest : public scripted::PlatformTest {
- protected:
-  ReaderTest() : m_before(std::locale::global(std::locale(std::locale(), new CommaPunctuation))) {
-    m_reader.initializeSession("default");
-  }
-  ~ReaderTest() override { std::locale::global(m_before); }
+struct ReaderTest : scripted::PlatformTest {
+  ReaderTest() { reader.initializeSession("default"); }
+  ~ReaderTest() override { std::locale::global(before); }
 
-  void deliver(scripted::Row next) {
-    platform().rows.push_back(std::move(next));
-    ASSERT_TRUE(m_reader.hasNextElement());
-  }
-
+  /// Reads each FIELD of a list of FIELD>RESULT into a variable that holds `initial`.
+  ///
+  /// FIELD is a text, `null`, or a number after `i:` or `r:`. RESULT is `!` for a marked field, then the
+  /// variable unless it kept its value. `_` stands for a blank and `~` for a zero byte.
   template <typename Value>
-  struct Case {
-    vorn::RowValue field;
-    Value value;
-    bool null = false;
-  };
-
-  /// Reads each field into a variable that holds 77 (or "old") before.
-  template <typename Value>
-  void expect(Value before, const std::vector<Case<Value>>& cases) {
-    for (const Case<Value>& c : cases) {
-      deliver(row("in front", c.field, 5));
+  void expect(Value initial, const std::string& list) {
+    std::istringstream cases(list);
+    for (std::string token; cases >> token;) {
+      const std::size_t arrow = token.find('>');
+      platform().rows.push_back(row("in front", decode(token.substr(0, arrow)), 5));
+      ASSERT_TRUE(reader.hasNextElement());
       std::string front;
-      Value value = before;
+      Value value = initial;
       CVORNNull null;
       int behind = 0;
-      m_reader >> front >> null >> value >> behind;
-      EXPECT_EQ(value, c.value) << "from '" << c.field.text() << "'";
-      EXPECT_EQ(null, c.null) << "from '" << c.field.text() << "'";
+      reader >> front >> null >> value >> behind;
+      std::ostringstream result;
+      result.imbue(std::locale::classic());
+      result.precision(17);
+      if (null) result << '!';
+      if (value != initial) result << value;
+      EXPECT_EQ(result.str(), decode(token.substr(arrow + 1)).text()) << token << " as " << typeid(Value).name();
       EXPECT_EQ(behind, 5);
     }
   }
 
-  CVORNReader m_reader;
+  static vorn::RowValue decode(std::string text) {
+    if (text == "null") return scripted::value(nullptr);
+    if (text.starts_with("i:")) return scripted::value(std::stol(text.substr(2)));
+    if (text.starts_with("r:")) return scripted::value(std::strtod(text.c_str() + 2, nullptr));
+    for (char& byte : text) byte = byte == '_' ? ' ' : byte == '~' ? '\0' : byte;
+    return scripted::value(text);
+  }
 
- private:
-  std::locale m_before;
+  std::locale before = std::locale::global(std::locale(std::locale(), new CommaPunctuation));
+  CVORNReader reader;
 };
 
-vorn::RowValue field(const char* text) {
-  return scripted::value(text);
-}
-template <typename Value>
-vorn::RowValue field(Value value) {
-  return scripted::value(value);
-}
-
-const char kHuge[] = "99999999999999999999";
-const std::string kWithZeroByte(
-    "12\0"
-    "34",
-    5);
-
-TEST_F(ReaderTest, ConvertsToSmallIntegers) {
-  expect<short>(77, {{field("12"), 12},
-                     {field("-12"), -12},
-                     {field(" +7x"), 7},
-                     {field("007"), 7},
-                     {field("32768"), 32767},
-                     {field("-32769"), -32768},
-                     {field(40000), 32767},
-                     {field(kHuge), 32767},
-                     {field("x"), 0},
-                     {field("true"), 0},
-                     {field("0x10"), 0},
-                     {field("1.234"), 1},
-                     {field("  "), 77},
-                     {field(""), 77, true},
-                     {field(nullptr), 77, true},
-                     {field(3.75), 3},
-                     {field(kWithZeroByte), 12}});
-  expect<unsigned short>(77, {{field("65535"), 65535},
-                              {field("65536"), 65535},
-                              {field("-1"), 65535},
-                              {field(-1), 65535},
-                              {field("true"), 0},
-                              {field(" "), 77},
-                              {field(nullptr), 77, true}});
-  expect<char>('c', {{field("xyz"), 'x'},
-                     {field(" "), ' '},
-                     {field(-5), '-'},
-                     {field(2.5), '2'},
-                     {field(std::string(1, '\0')), '\0'},
-                     {field(""), 'c', true},
-                     {field(nullptr), 'c', true}});
-}
-
-TEST_F(ReaderTest, ConvertsToIntegersThatKnowBooleanWords) {
-  expect<int>(77, {{field("TRUE"), 1},
-                   {field("true"), 1},
-                   {field("FALSE"), 0},
-                   {field("false"), 0},
-                   {field("True"), 0},
-                   {field("true "), 0},
-                   {field("2147483647"), INT_MAX},
-                   {field("2147483648"), INT_MAX},
-                   {field(std::int64_t{INT_MIN} - 1), INT_MIN},
-                   {field("1.234.567"), 1},
-                   {field("\t42"), 42},
-                   {field(100000.0), 100000},
-                   {field("\n "), 77},
-                   {field(""), 77, true},
-                   {field(nullptr), 77, true}});
-  expect<unsigned int>(77, {{field("true"), 1},
-                            {field("FALSE"), 0},
-                            {field("-1"), UINT_MAX},
-                            {field(-2), UINT_MAX - 1},
-                            {field(std::int64_t{1} << 32), UINT_MAX},
-                            {field("4294967295"), UINT_MAX},
-                            {field("-"), 0},
-                            {field(nullptr), 77, true}});
-}
-
-TEST_F(ReaderTest, ConvertsToLongIntegers) {
-  expect<long>(77, {{field(INT64_MIN), LONG_MIN},
-                    {field("9223372036854775807"), LONG_MAX},
-                    {field(kHuge), LONG_MAX},
-                    {field("-9223372036854775809"), LONG_MIN},
-                    {field("true"), 0},
-                    {field("  -8,5"), -8},
-                    {field("1.234.567"), 1},
-                    {field("  "), 0},
-                    {field("12e3"), 12},
-                    {field(kWithZeroByte), 12},
-                    {field(123456789012.0), 123456789012},
-                    {field(""), 77, true},
-                    {field(nullptr), 77, true}});
-  expect<unsigned long>(77, {{field("18446744073709551615"), ULONG_MAX},
-                             {field(kHuge), ULONG_MAX},
-                             {field(-1), ULONG_MAX},
-                             {field("-1"), ULONG_MAX},
-                             {field(INT64_MIN), 1UL << 63},
-                             {field(INT64_MAX), ULONG_MAX / 2},
-                             {field("true"), 0},
-                             {field(nullptr), 77, true}});
-}
-
-TEST_F(ReaderTest, ConvertsToReals) {
-  const double infinity = std::numeric_limits<double>::infinity();
-  expect<double>(77, {{field("1.5"), 1.5},
-                      {field("1,5"), 1},
-                      {field(" 0x1p4z"), 16},
-                      {field("1e400"), infinity},
-                      {field("-inf"), -infinity},
-                      {field(infinity), infinity},
-                      {field("x"), 0},
-                      {field("true"), 0},
-                      {field(INT64_MAX), 9223372036854775807.0},
-                      {field(0.1), 0.1},
-                      {field("2.2250738585072011e-308"), 2.2250738585072011e-308},
-                      {field("5e-324"), 5e-324},
-                      {field(" "), 0},
-                      {field(""), 77, true},
-                      {field(nullptr), 77, true}});
-  expect<float>(77, {{field("0.1"), 0.1F},
-                     {field(0.1), 0.1F},
-                     {field(16777217), 16777216.0F},
-                     {field("1e39"), std::numeric_limits<float>::infinity()},
-                     {field(""), 77, true},
-                     // Narrowed from double: rounding once, straight to float, would give the next one up.
-                     {field("1.00000005960464477540"), 1.0F},
-                     {field(nullptr), 77, true}});
-  deliver(row("nan", std::nan("")));
-  double text = 0;
-  double real = 0;
-  m_reader >> text >> real;
-  EXPECT_TRUE(std::isnan(text) && std::isnan(real));
-}
-
-TEST_F(ReaderTest, ConvertsToStrings) {
-  expect<std::string>("old", {{field("plain"), "plain"},
-                              {field(" "), "", true},
-                              {field("  "), "  "},
-                              {field(kWithZeroByte), kWithZeroByte},
-                              {field(1234567), "1234567"},
-                              {field(1234.5), "1234.5"},
-                              {field(3.0), "3.0"},
-                              {field(""), "", true},
-                              {field(nullptr), "", true}});
+TEST_F(ReaderTest, Converts) {
+  expect<char>('c', "xyz>x _>_ i:-5>- r:2.5>2 ~>~ >! null>!");
+  expect<short>(77, R"(12>12 -12>-12 _+7x>7 007>7 32768>32767 -32769>-32768 i:40000>32767 x>0 true>0 0x10>0
+    99999999999999999999>32767 1.234>1 __> >! null>! r:3.75>3 12~34>12 1e3>1)");
+  expect<unsigned short>(77, "65535>65535 65536>65535 -1>65535 i:-1>65535 -65536>65535 true>0 _> >! null>!");
+  expect<int>(77, R"(TRUE>1 true>1 FALSE>0 false>0 True>0 true_>0 _true>0 2147483647>2147483647 __> >! null>!
+    2147483648>2147483647 i:-2147483649>-2147483648 1.234.567>1 _42>42 r:100000>100000 r:1e20>1)");
+  expect<unsigned int>(77, R"(true>1 FALSE>0 -1>4294967295 i:-2>4294967294 i:4294967296>4294967295
+    4294967295>4294967295 ->0 _> >! null>!)");
+  expect<long>(77, R"(i:-9223372036854775808>-9223372036854775808 9223372036854775807>9223372036854775807
+    99999999999999999999>9223372036854775807 -9223372036854775809>-9223372036854775808 true>0 _-8,5>-8
+    1.234.567>1 __>0 12e3>12 12~34>12 r:123456789012>123456789012 >! null>!)");
+  expect<unsigned long>(77,
+                        R"(18446744073709551615>18446744073709551615 18446744073709551616>18446744073709551615
+    i:-1>18446744073709551615 -1>18446744073709551615 i:9223372036854775807>9223372036854775807 true>0
+    i:-9223372036854775808>9223372036854775808 __>0 >! null>!)");
+  expect<double>(77,
+                 R"(1.5>1.5 1,5>1 _0x1p4z>16 1e400>inf -inf>-inf r:inf>inf x>0 true>0 r:0.5>0.5 _>0 nan>nan
+    r:nan>nan i:9223372036854775807>9.2233720368547758e+18 5e-324>4.9406564584124654e-324 >! null>!)");
+  // The last but one is narrowed from double; rounded once it would be the next float.
+  expect<float>(77, R"(0.5>0.5 0.1>0.10000000149011612 r:0.1>0.10000000149011612 i:16777217>16777216 1e39>inf
+    1.00000005960464477540>1 >! null>!)");
+  expect<std::string>("old", R"(plain>plain _>! __>__ 12~34>12~34 i:1234567>1234567 r:1234.5>1234.5 r:3>3.0
+    true>true r:-0.0>-0.0 r:0.1>0.1 r:100000>100000.0 r:9999999999999998>9999999999999998.0 r:1e16>1e+16
+    r:18014398509481984>1.8014398509481984e+16
+    r:1e20>1e+20 r:0.0001>0.0001 r:-0.00012345678901234567>-0.00012345678901234567 r:0.00001>1e-05
+    r:-1.7976931348623157e308>-1.7976931348623157e+308 r:5e-324>5e-324 r:inf>inf r:-inf>-inf r:-nan>nan
+    >! null>!)");
 }
 
 TEST_F(ReaderTest, MarksOnlyTheNextFieldAndLeavesWhatIsBehindTheRow) {
-  deliver(row("a", nullptr, 3));
-  std::string first = "x";
-  int second = 77;
-  int third = 77;
+  std::string first = "x", text = "x";
+  int second = 77, third = 77;
   long fourth = 77;
-  std::string fifth = "x";
-  CVORNNull beforeFirst;
-  CVORNNull beforeFourth;
-  m_reader >> beforeFirst >> first >> second >> third >> beforeFourth >> fourth >> fifth;
-  EXPECT_FALSE(beforeFirst);
-  EXPECT_TRUE(beforeFourth);
-  EXPECT_EQ(second, 77);
-  EXPECT_EQ(third, 3);
-  EXPECT_EQ(fourth, 77);
-  EXPECT_EQ(fifth, "");
-  EXPECT_EQ(m_reader.getNextField(), "");
-
-  CVORNNull kept;
-  deliver(row(nullptr, 2));
-  m_reader >> kept >> second >> kept >> third;
-  EXPECT_TRUE(kept) << "a marker whose field is not empty keeps its value";
-  deliver(row("text", nullptr));
-  CVORNNull waiting;
-  m_reader >> waiting;
-  EXPECT_EQ(m_reader.getNextField(), "text") << "the plain field does not use up the marker";
-  m_reader >> second;
-  EXPECT_TRUE(waiting);
+  CVORNNull full, missing, waiting;
+  platform().rows = {row("a", nullptr, 3), row("text", nullptr, 4)};
+  reader >> full >> first >> second >> third >> missing >> fourth >> text;
+  EXPECT_EQ(first + std::to_string(second) + std::to_string(third) + std::to_string(fourth), "a77377");
+  EXPECT_TRUE(!full && missing && text.empty());
+  EXPECT_TRUE(reader.getNextField().empty() && reader());
+  reader >> waiting;
+  EXPECT_EQ(reader.getNextField(), "text") << "the plain field does not use up the marker";
+  reader >> second >> missing >> third;
+  EXPECT_TRUE(waiting && missing) << "a marker whose field is not empty keeps its value";
 }
 
-TEST_F(ReaderTest, StepsThroughRows) {
-  platform().rows = {row(1, 2), row(3), row()};
-  int value = 0;
-  m_reader >> value;  // fetches the first row by itself
-  EXPECT_EQ(value, 1);
-  EXPECT_TRUE(m_reader());
-  m_reader >> value;
-  EXPECT_EQ(value, 3) << "a row left early is skipped, and its values are gone";
-  EXPECT_EQ(m_reader.getNextField(), "");
-  EXPECT_TRUE(m_reader.hasNextElement()) << "a row without columns is a row";
-  EXPECT_EQ(m_reader.getNextField(), "");
-  EXPECT_FALSE(m_reader.hasNextElement());
-}
-
-TEST_F(ReaderTest, KeepsTheOldRowUntilTheNextFetch) {
-  deliver(row(1, 2, 3));
-  int value = 0;
-  m_reader >> value;
-  EXPECT_FALSE(m_reader.hasNextElement());
-  m_reader >> value;
-  EXPECT_EQ(value, 2) << "the end of the result leaves the row";
-  vorn::DataSession* const session = m_reader.initializeSession("other");
-  m_reader >> value;
-  EXPECT_EQ(value, 3) << "a second query without clear() too";
-  EXPECT_EQ(session, m_reader.initializeSession("third"));
-  m_reader.clear();
-  EXPECT_EQ(platform().openSessions, 0);
-  m_reader.initializeSession("other");
-  platform().rows = {row(9)};
-  m_reader >> value;
-  EXPECT_EQ(value, 9);
-  const std::vector<std::string> events{
-      "open default", "fetch default 105 100", "fetch default 105 100", "close default",
-      "open other",   "fetch other 105 100"};
-  EXPECT_EQ(platform().events, events);
-}
-
-TEST_F(ReaderTest, ReadsNothingWithoutASession) {
-  platform().rows = {row(1)};
-  CVORNReader reader;
-  int number = 77;
-  std::string text = "x";
-  CVORNNull null;
-  reader >> null >> number >> text;
-  EXPECT_TRUE(null);
-  EXPECT_EQ(number, 77);
-  EXPECT_EQ(text, "");
-  EXPECT_FALSE(reader.hasNextElement());
-  EXPECT_FALSE(reader());
-  EXPECT_EQ(reader.initializeSession("late") != nullptr && reader.getNextField().empty(), true)
-      << "a fetch was attempted already, so only hasNextElement() fetches";
+TEST_F(ReaderTest, StepsThroughRowsAndSessions) {
+  const auto next = [&] { return reader.getNextField(); };
+  platform().rows = {row(1, 2), row(3), row(), row(4, 5, 6)};
+  EXPECT_EQ(next(), "1") << "the first extraction fetches the first row";
+  EXPECT_TRUE(reader());
+  EXPECT_EQ(next() + next(), "3") << "a row left early is gone";
+  EXPECT_TRUE(reader.hasNextElement()) << "a row without columns is a row";
+  EXPECT_EQ(next(), "");
   EXPECT_TRUE(reader.hasNextElement());
-}
-
-TEST_F(ReaderTest, AllocatesNothingOnceWarm) {
-  const std::string longText(100, 'x');
-  short s;
-  unsigned long ul;
-  float f;
-  double d;
-  std::string text(200, ' ');
-  std::string real(200, ' ');
-  CVORNNull null;
-  for (int round = 0; round < 2; ++round) {
-    deliver(row("+7", -1, " 1.5", longText, 2.5, 0.1));
-    const long before = allocations;
-    m_reader >> s >> null >> ul >> f >> text >> real >> d;
-    EXPECT_EQ(round * (allocations - before), 0) << "in round " << round;
-  }
-  EXPECT_EQ(text, longText);
+  EXPECT_EQ(next(), "4");
+  EXPECT_FALSE(reader.hasNextElement());
+  EXPECT_EQ(next(), "5") << "the end of the result leaves the row";
+  EXPECT_EQ(reader.initializeSession("ignored"), reader.initializeSession("too"));
+  EXPECT_EQ(next(), "6") << "and so does a second query without clear()";
+  platform().rows = {row(0), row(7)};
+  reader.clear();
+  reader.initializeSession("default");
+  EXPECT_EQ(next(), "0") << "a cleared reader fetches by itself again";
+  scripted::takeEvents();
+  reader.clear();
+  EXPECT_EQ(next(), "") << "not bound";
+  reader.initializeSession("other");
+  EXPECT_EQ(next(), "") << "a fetch was tried already";
+  EXPECT_TRUE(reader.hasNextElement());
+  EXPECT_EQ(next(), "7");
+  EXPECT_EQ(scripted::takeEvents(), "close default; open other; fetch other 105 100");
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ std::string place(const vorn::SourceLocation& location) {
 
 vorn::ExecResult nextResult() {
   if (platform().results.empty()) return {};
-  const vorn::ExecResult result = platform().results.front();
+  vorn::ExecResult result = platform().results.front();
   platform().results.pop_front();
   return result;
 }
@@ -37,38 +37,11 @@ Platform& platform() {
   return instance;
 }
 
-PlatformTest::PlatformTest() {
-  platform() = Platform();
-}
-
-vorn::RowValue value(std::nullptr_t) {
-  return {};
-}
-
-vorn::RowValue value(std::int64_t integer) {
-  vorn::RowValue result;
-  result.setInteger(integer);
-  return result;
-}
-
-vorn::RowValue value(int integer) {
-  return value(std::int64_t{integer});
-}
-
-vorn::RowValue value(double real) {
-  vorn::RowValue result;
-  result.setReal(real);
-  return result;
-}
-
-vorn::RowValue value(const std::string& text) {
-  vorn::RowValue result;
-  result.setText(text.data(), text.size());
-  return result;
-}
-
-vorn::RowValue value(const char* text) {
-  return value(std::string(text));
+std::string takeEvents() {
+  std::string text;
+  for (const std::string& event : platform().events) text += (text.empty() ? "" : "; ") + event;
+  platform().events.clear();
+  return text;
 }
 
 }  // namespace scripted
@@ -79,19 +52,8 @@ using scripted::platform;
 
 class DataSession::Impl {
  public:
-  explicit Impl(const char* sessionName) : m_name(sessionName) {
-    record("open");
-    ++platform().openSessions;
-  }
-  ~Impl() {
-    record("close");
-    --platform().openSessions;
-  }
-  Impl(const Impl&) = delete;
-  Impl& operator=(const Impl&) = delete;
-
   void record(const std::string& action, const std::string& details = {}) const {
-    platform().events.push_back(action + ' ' + m_name + details);
+    platform().events.push_back(action + ' ' + name + details);
   }
 
   ExecResult act(const std::string& action) const {
@@ -99,50 +61,46 @@ class DataSession::Impl {
     return scripted::nextResult();
   }
 
-  ExecResult execute(const std::string& id, SqlKind kind, const std::string& sql,
-                     const TypedRef* parameters) {
+  ExecResult execute(const std::string& id, SqlKind kind, const std::string& sql, const TypedRef* parameters) {
     record("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
     if (platform().onExecute) platform().onExecute(sql, parameters);
     return scripted::nextResult();
   }
 
-  bool fetchRow(const TypedRef& target, int hint) const {
-    record("fetch", ' ' + std::to_string(target.type.code) + ' ' + std::to_string(hint));
-    if (platform().rows.empty()) return false;
-    *static_cast<scripted::Row*>(target.object) = platform().rows.front();
-    platform().rows.pop_front();
-    return true;
-  }
-
- private:
-  std::string m_name;
+  std::string name;
 };
 
-DataSession::DataSession(const char* sessionName) : m_impl(std::make_unique<Impl>(sessionName)) {}
-DataSession::~DataSession() = default;
-ExecResult DataSession::beginTransaction() {
-  return m_impl->act("begin");
-}
-ExecResult DataSession::commit() {
-  return m_impl->act("commit");
-}
-ExecResult DataSession::rollback() {
-  return m_impl->act("rollback");
+DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) {
+  m_impl->record("open");
+  ++platform().openSessions;
 }
 
-ExecResult DataSession::execute(const std::string& statementId, SqlKind kind, const std::string& sqlText,
-                                NoParametersType) {
-  return m_impl->execute(statementId, kind, sqlText, nullptr);
+DataSession::~DataSession() {
+  m_impl->record("close");
+  --platform().openSessions;
 }
 
-ExecResult DataSession::execute(const std::string& statementId, SqlKind kind, const std::string& sqlText,
-                                const TypedRef& parameters) {
-  return m_impl->execute(statementId, kind, sqlText, &parameters);
+ExecResult DataSession::beginTransaction() { return m_impl->act("begin"); }
+
+ExecResult DataSession::commit() { return m_impl->act("commit"); }
+
+ExecResult DataSession::rollback() { return m_impl->act("rollback"); }
+
+ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, NoParametersType) {
+  return m_impl->execute(id, kind, sql, nullptr);
 }
 
-bool DataSession::fetchRow(ExecResult& status, const TypedRef& rowTarget, int hint) {
+ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, const TypedRef& parameters) {
+  return m_impl->execute(id, kind, sql, &parameters);
+}
+
+bool DataSession::fetchRow(ExecResult& status, const TypedRef& target, int hint) {
   status = ExecResult();
-  return m_impl->fetchRow(rowTarget, hint);
+  m_impl->record("fetch", ' ' + std::to_string(target.type.code) + ' ' + std::to_string(hint));
+  if (platform().rows.empty()) return false;
+  *static_cast<scripted::Row*>(target.object) = platform().rows.front();
+  platform().rows.pop_front();
+  return true;
 }
 
 std::string makeStatementId(const char* sourceName, const char* functionName, int line) {
@@ -159,34 +117,26 @@ void Logger::info(const std::string& text, const SourceLocation& location) {
   platform().logs.push_back({LogLevel::Info, 0, text, location});
 }
 
-std::string LogScrubber::scrub(const std::string& text) {
-  return scripted::kScrubbed + text;
-}
+std::string LogScrubber::scrub(const std::string& text) { return scripted::kScrubbed + text; }
 
-FunctionTrace::FunctionTrace(const SourceLocation& location) {
-  platform().events.push_back("trace" + scripted::place(location));
-}
+FunctionTrace::FunctionTrace(const SourceLocation& location) { platform().events.push_back("trace" + scripted::place(location)); }
 
 std::uint32_t currentProcessId() {
   ++platform().processIdCalls;
   return platform().processId;
 }
 
-std::string escapeSingleQuotes(const std::string& text) {
-  return scripted::doubleQuotes(text);
-}
-std::string escapeLikePattern(const std::string& pattern) {
-  return scripted::doubleQuotes(pattern);
-}
+std::string escapeSingleQuotes(const std::string& text) { return scripted::doubleQuotes(text); }
+std::string escapeLikePattern(const std::string& pattern) { return scripted::doubleQuotes(pattern); }
 
-int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format,
-               ...) {
+int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format, ...) {
   if (platform().snprintfFails || maximumCount >= destinationSize) {
     destination[0] = '\0';
     return -1;
   }
   std::va_list arguments;
   va_start(arguments, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started above
   const int length = std::vsnprintf(destination, maximumCount + 1, format, arguments);
   va_end(arguments);
   return length > static_cast<int>(maximumCount) ? -1 : length;

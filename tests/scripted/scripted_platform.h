@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "vorn/platform/data_session.h"
@@ -47,14 +48,20 @@ inline constexpr char kScrubbed[] = "scrubbed ";
 
 Platform& platform();
 
-vorn::RowValue value(std::nullptr_t);
-vorn::RowValue value(std::int64_t integer);
-vorn::RowValue value(int integer);
-vorn::RowValue value(double real);
-vorn::RowValue value(const std::string& text);
-vorn::RowValue value(const char* text);
-inline vorn::RowValue value(const vorn::RowValue& ready) {
-  return ready;
+template <typename Value>
+vorn::RowValue value(const Value& value) {
+  vorn::RowValue result;
+  if constexpr (std::is_same_v<Value, vorn::RowValue>) {
+    result = value;
+  } else if constexpr (std::is_floating_point_v<Value>) {
+    result.setReal(value);
+  } else if constexpr (std::is_integral_v<Value>) {
+    result.setInteger(value);
+  } else if constexpr (!std::is_null_pointer_v<Value>) {
+    const std::string text = value;
+    result.setText(text.data(), text.size());
+  }
+  return result;
 }
 
 /// @return a row of null, integer, real and text values
@@ -63,10 +70,12 @@ Row row(const Values&... values) {
   return Row{value(values)...};
 }
 
+/// @return the events since the last call, with "; " between them, and forgets them
+std::string takeEvents();
+
 /// Starts each test on a platform without script and record.
-class PlatformTest : public ::testing::Test {
- protected:
-  PlatformTest();
+struct PlatformTest : ::testing::Test {
+  PlatformTest() { platform() = Platform(); }
 };
 
 }  // namespace scripted

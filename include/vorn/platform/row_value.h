@@ -56,9 +56,17 @@ class VORN_API RowValue {
 
   /// Moves the value's text into `target` and leaves the old storage of `target` here for the next row.
   /// The value is spent afterwards: its text is unspecified until it is set again.
-  void takeText(std::string& target);
+  void takeText(std::string& target) {
+    if (m_kind == Kind::Text) {
+      target.swap(m_text);
+    } else {
+      writeNumber(target);
+    }
+  }
 
  private:
+  void writeNumber(std::string& target) const;
+
   union Number {
     std::int64_t integer;
     double real;

@@ -7,8 +7,8 @@ namespace vorn {
 namespace {
 
 bool isKnownElement(std::uint32_t code) {
-  return code == element_code::kString || code == element_code::kSigned64 || code == element_code::kUnsigned64 ||
-         code == element_code::kFloat || code == element_code::kDouble;
+  return code == element_code::kString || code == element_code::kSigned64 ||
+         code == element_code::kUnsigned64 || code == element_code::kFloat || code == element_code::kDouble;
 }
 
 }  // namespace
@@ -28,9 +28,9 @@ ExecResult BatchColumns::read(const TypedRef& parameters, BatchColumns& result) 
     }
     const std::size_t rows = record->count(reference.object);
     if (!result.m_columns.empty() && rows != result.m_rows) {
-      return makeFailure(LayerError::ParameterMismatch, "parameter '" + name + "' has " + std::to_string(rows) +
-                                                            " values where others have " +
-                                                            std::to_string(result.m_rows));
+      return makeFailure(LayerError::ParameterMismatch,
+                         "parameter '" + name + "' has " + std::to_string(rows) +
+                             " values where others have " + std::to_string(result.m_rows));
     }
     result.m_rows = rows;
     result.m_columns.push_back({&name, record->elementCode, record->first(reference.object)});

@@ -31,7 +31,9 @@ std::size_t identifierEnd(const std::string& text, std::size_t at) {
   return end;
 }
 
-bool isIdentifier(const std::string& text) { return !text.empty() && identifierEnd(text, 0) == text.size(); }
+bool isIdentifier(const std::string& text) {
+  return !text.empty() && identifierEnd(text, 0) == text.size();
+}
 
 // A name, alone or qualified: a, b.a
 bool isTableName(const std::string& text) {
@@ -100,7 +102,8 @@ ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& column
     } else if (sql[at] == '{') {
       const std::size_t column = columnAt(sql, at, columns);
       if (column == columns.size()) {
-        return makeFailure(LayerError::ParameterMismatch, "a placeholder of the statement names no parameter");
+        return makeFailure(LayerError::ParameterMismatch,
+                           "a placeholder of the statement names no parameter");
       }
       used[column] = true;
       result.append(1, marker).append(std::to_string(column + 1));
@@ -112,7 +115,8 @@ ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& column
   const auto unused = std::find(used.begin(), used.end(), false);
   if (unused == used.end()) return {};
   const auto& name = *columns[static_cast<std::size_t>(unused - used.begin())].name;
-  return makeFailure(LayerError::ParameterMismatch, "no placeholder of the statement names parameter '" + name + "'");
+  return makeFailure(LayerError::ParameterMismatch,
+                     "no placeholder of the statement names parameter '" + name + "'");
 }
 
 }  // namespace vorn

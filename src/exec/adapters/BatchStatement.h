@@ -16,6 +16,7 @@ bool isPlainBatchInsert(const std::string& sql, const BatchColumns& columns, std
 /// Replaces every `{name}` outside of literals, quoted identifiers and comments by `marker` and the column's
 /// number from 1 on (`?1`, `$1`).
 /// @return a failure for a placeholder without a column, or a column without a placeholder
-ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, char marker, std::string& result);
+ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, char marker,
+                              std::string& result);
 
 }  // namespace vorn

@@ -1,6 +1,7 @@
 #include "vorn/platform/data_session.h"
 
 #include <chrono>
+#include <utility>
 
 #include "exec/adapters/LayerError.h"
 #include "exec/adapters/StatementStatistics.h"
@@ -53,24 +54,23 @@ class DataSession::Impl {
   std::unique_ptr<StoreCursor>& cursor() { return m_cursor; }
 
   bool fetch(ExecResult& status, const TypedRef& rowTarget) {
-    if (rowTarget.type.code != type_code::kRow || rowTarget.object == nullptr) {
-      status = note(makeFailure(LayerError::InvalidReference, "the row target does not refer to a row"));
-      return false;
+    if (!m_cursor || m_forks != StoreTable::forks() || rowTarget.type.code != type_code::kRow ||
+        rowTarget.object == nullptr) {
+      return refuseFetch(status, rowTarget);
     }
-    if (m_forks != StoreTable::forks() && m_cursor) {
-      status = note(makeFailure(LayerError::ForkedSession, "the result was opened by the parent process"));
-      return failFetch(status);
-    }
-    status = ExecResult();
-    const StoreCursor::Fetch fetched =
-        m_cursor ? m_cursor->fetch(*static_cast<std::vector<RowValue>*>(rowTarget.object), status)
-                 : StoreCursor::Fetch::End;
-    m_context->setLast(status);
+    auto& row = *static_cast<std::vector<RowValue>*>(rowTarget.object);
+    const StoreCursor::Fetch fetched = m_cursor->fetch(row, m_fetchFailure);
     if (fetched == StoreCursor::Fetch::Row) {
+      setSuccess(status);
       StatementCounters::add(m_counters->rows, 1);
       return true;
     }
-    return fetched == StoreCursor::Fetch::Failed && failFetch(status);
+    if (fetched == StoreCursor::Fetch::End) {
+      setSuccess(status);
+      return false;
+    }
+    status = note(std::exchange(m_fetchFailure, ExecResult()));
+    return failFetch(status);
   }
 
  private:
@@ -85,6 +85,25 @@ class DataSession::Impl {
     result = run(*connection, rows);
     m_shared->statementRan(result);
     return result;
+  }
+
+  // The outcome of nearly every fetch, and usually what both places hold already.
+  void setSuccess(ExecResult& status) {
+    if (!status.succeeded() || status.errorCode() != 0 || status.detail()) status = ExecResult();
+    m_context->setLastToSuccess();
+  }
+
+  bool refuseFetch(ExecResult& status, const TypedRef& rowTarget) {
+    if (rowTarget.type.code != type_code::kRow || rowTarget.object == nullptr) {
+      status = note(makeFailure(LayerError::InvalidReference, "the row target does not refer to a row"));
+      return false;
+    }
+    if (m_cursor) {
+      status = note(makeFailure(LayerError::ForkedSession, "the result was opened by the parent process"));
+      return failFetch(status);
+    }
+    setSuccess(status);  // no statement was executed, or its result is over
+    return false;
   }
 
   // The rows before the failure were handed out already, so only the log and lastResult() can tell.
@@ -109,6 +128,7 @@ class DataSession::Impl {
   std::shared_ptr<ThreadSession> m_shared;
   std::unique_ptr<StoreCursor> m_cursor;
   StatementCounters* m_counters = nullptr;
+  ExecResult m_fetchFailure;
   std::uint32_t m_forks;
 };
 

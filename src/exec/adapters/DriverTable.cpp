@@ -1,6 +1,9 @@
 #include "exec/adapters/DriverTable.h"
 
 #include "exec/adapters/LayerError.h"
+#ifdef VORN_WITH_POSTGRES
+#include "exec/adapters/postgres/PostgresDriver.h"
+#endif
 #include "exec/adapters/sqlite/SqliteDriver.h"
 
 namespace vorn {
@@ -14,6 +17,9 @@ struct DriverEntry {
 
 constexpr DriverEntry kDrivers[] = {
     {"sqlite", makeSqliteDriver},
+#ifdef VORN_WITH_POSTGRES
+    {"postgresql", makePostgresDriver},
+#endif
 };
 
 }  // namespace

@@ -2,6 +2,9 @@
 #include <string>
 
 #include "exec/adapters/LayerError.h"
+#ifdef VORN_WITH_POSTGRES
+#include "exec/adapters/postgres/PostgresError.h"
+#endif
 #include "exec/adapters/sqlite/SqliteError.h"
 #include "vorn/platform/stores.h"
 
@@ -22,6 +25,12 @@ std::string describeError(std::uint64_t code) {
   switch (static_cast<ErrorFamily>(code >> 32)) {
     case ErrorFamily::Sqlite:
       return describe("sqlite", std::to_string(native), sqliteErrorName(native));
+#ifdef VORN_WITH_POSTGRES
+    case ErrorFamily::PostgreSql: {
+      const std::string state = sqlStateText(native);
+      return describe("postgresql", state, sqlStateName(state));
+    }
+#endif
     case ErrorFamily::Layer:
       return describe("vorn", std::to_string(native), layerErrorName(native));
     default:

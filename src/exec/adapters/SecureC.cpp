@@ -66,13 +66,19 @@ bool formatPlainConversion(const char*& conversion, va_list arguments, NumberTex
 
 // Formats a text with exactly one plain conversion and no other percent sign.
 int formatFast(char* destination, std::size_t maximumCount, const char* format, va_list arguments) {
-  const char* conversion = std::strchr(format, '%');
-  if (conversion == nullptr) return -1;
-  const std::size_t before = static_cast<std::size_t>(conversion - format);
+  // The formats are a few bytes long: plain loops beat the library's searches.
+  std::size_t before = 0;
+  for (; format[before] != '%'; ++before) {
+    if (format[before] == '\0') return -1;
+  }
+  const char* conversion = format + before;
   NumberText text;
   if (!formatPlainConversion(conversion, arguments, text)) return -1;
-  const std::size_t after = std::strlen(conversion);
-  if (std::strchr(conversion, '%') != nullptr || before + text.size + after > maximumCount) return -1;
+  std::size_t after = 0;
+  for (; conversion[after] != '\0'; ++after) {
+    if (conversion[after] == '%') return -1;
+  }
+  if (before + text.size + after > maximumCount) return -1;
   std::memcpy(destination, format, before);
   std::memcpy(destination + before, text.bytes, text.size);
   std::memcpy(destination + before + text.size, conversion, after + 1);

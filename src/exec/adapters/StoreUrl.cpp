@@ -57,6 +57,7 @@ ExecResult parseQuery(const std::string& query, std::map<std::string, std::strin
 ExecResult StoreUrl::parse(const std::string& url, StoreUrl& result) {
   if (url.find('\0') != std::string::npos) return malformed("the store URL has a zero byte");
   if (url.find('#') != std::string::npos) return malformed("the store URL has a fragment");
+  if (url.find("%00") != std::string::npos) return malformed("the store URL encodes a zero byte");
   if (!percentSignsAreSound(url)) return malformed("the store URL has a '%' without two hexadecimal digits");
   const std::size_t colon = url.find(':');
   if (colon == std::string::npos || !isSchemeName(url.substr(0, colon))) {

@@ -24,10 +24,11 @@ class ThreadContext {
 
   const ExecResult& last() const noexcept { return m_last; }
   void setLast(const ExecResult& result) {
-    // Success follows success nearly always, and says nothing new.
-    if (m_plainSuccess && result.succeeded() && !result.detail()) return;
     m_last = result;
-    m_plainSuccess = result.succeeded() && !result.detail();
+    m_lastIsSuccess = result.succeeded() && !result.detail();
+  }
+  void setLastToSuccess() {
+    if (!m_lastIsSuccess) setLast(ExecResult());
   }
 
  private:
@@ -35,7 +36,7 @@ class ThreadContext {
 
   std::vector<std::shared_ptr<ThreadSession>> m_sessions;
   ExecResult m_last;
-  bool m_plainSuccess = true;
+  bool m_lastIsSuccess = true;
 };
 
 }  // namespace vorn

@@ -28,7 +28,7 @@ struct SqliteBatchTable::Cursor {
   sqlite3_vtab_cursor base{};
   const BatchColumns* columns = nullptr;
   std::size_t row = 0;
-  std::size_t rows = 0;
+  std::size_t end = 0;
 };
 
 int SqliteBatchTable::provide(sqlite3* database, std::size_t columns, std::string& name) {
@@ -73,9 +73,10 @@ int SqliteBatchTable::closeCursor(sqlite3_vtab_cursor* cursor) {
 
 int SqliteBatchTable::filter(sqlite3_vtab_cursor* base, int, const char*, int, sqlite3_value**) {
   auto* cursor = reinterpret_cast<Cursor*>(base);
-  cursor->columns = reinterpret_cast<Table*>(base->pVtab)->owner->m_shown;
-  cursor->row = 0;
-  cursor->rows = cursor->columns == nullptr ? 0 : cursor->columns->rows();
+  const SqliteBatchTable& owner = *reinterpret_cast<Table*>(base->pVtab)->owner;
+  cursor->columns = owner.m_shown;
+  cursor->row = owner.m_range.first;
+  cursor->end = owner.m_shown == nullptr ? cursor->row : owner.m_range.end;
   return SQLITE_OK;
 }
 
@@ -86,7 +87,7 @@ int SqliteBatchTable::next(sqlite3_vtab_cursor* cursor) {
 
 int SqliteBatchTable::atEnd(sqlite3_vtab_cursor* base) {
   const auto* cursor = reinterpret_cast<Cursor*>(base);
-  return cursor->row >= cursor->rows ? 1 : 0;
+  return cursor->row >= cursor->end ? 1 : 0;
 }
 
 int SqliteBatchTable::column(sqlite3_vtab_cursor* base, sqlite3_context* context, int index) {

@@ -18,8 +18,17 @@ class SqliteBatchTable {
   /// @return an SQLite result code
   int provide(sqlite3* database, std::size_t columns, std::string& name);
 
+  /// Rows from `first` up to, not including, `end`.
+  struct Range {
+    std::size_t first = 0;
+    std::size_t end = 0;
+  };
+
   /// Sets what the table shows; null for nothing.
-  void show(const BatchColumns* columns) { m_shown = columns; }
+  void show(const BatchColumns* columns, Range range) {
+    m_shown = columns;
+    m_range = range;
+  }
 
  private:
   struct Table;
@@ -40,6 +49,7 @@ class SqliteBatchTable {
 
   std::set<std::size_t> m_provided;  ///< the numbers of columns for which there is a table
   const BatchColumns* m_shown = nullptr;
+  Range m_range;
 };
 
 }  // namespace vorn

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <utility>
 
 #include "exec/adapters/BatchStatement.h"
@@ -10,6 +11,7 @@
 #include "exec/adapters/sqlite/SqliteCursor.h"
 #include "exec/adapters/sqlite/SqliteDriver.h"
 #include "exec/adapters/sqlite/SqliteError.h"
+#include "exec/adapters/sqlite/SqliteRowIdColumn.h"
 
 namespace vorn {
 
@@ -130,26 +132,66 @@ ExecResult SqliteConnection::abandonBatch(bool ownTransaction, ExecResult failur
 
 ExecResult SqliteConnection::insertColumns(const std::string& table, const BatchColumns& columns,
                                            std::uint64_t& rows) {
+  const std::vector<std::size_t> order = inTableOrder(table, columns);
+  const std::size_t rowId = findSequentialRowId(m_database.get(), table, columns);
+  if (rowId == columns.size()) return insertRows(table, columns, order, rowId, {0, columns.rows()}, rows);
+
+  // The first row says where the numbering begins, which SQLite then carries on.
+  std::uint64_t first = 0;
+  ExecResult result = insertRows(table, columns, order, columns.size(), {0, 1}, first);
+  if (result.succeeded()) result = insertRows(table, columns, order, rowId, {1, columns.rows()}, rows);
+  rows += first;
+  return result;
+}
+
+ExecResult SqliteConnection::insertRows(const std::string& table, const BatchColumns& columns,
+                                        const std::vector<std::size_t>& order, std::size_t numbered,
+                                        SqliteBatchTable::Range range, std::uint64_t& rows) {
   std::string source;
   if (m_batchTable.provide(m_database.get(), columns.size(), source) != SQLITE_OK) {
     return sqliteFailure(m_database.get());
   }
   std::string targets;
   std::string values;
-  for (std::size_t column = 0; column < columns.size(); ++column) {
-    const char* separator = column == 0 ? "" : ",";
+  for (const std::size_t column : order) {
+    const char* separator = targets.empty() ? "" : ",";
     targets.append(separator).append(*columns[column].name);
-    values.append(separator).append("c").append(std::to_string(column));
+    values.append(separator);
+    column == numbered ? values.append("null") : values.append("c").append(std::to_string(column));
   }
   const std::string sql =
       "insert into " + table + " (" + targets + ") select " + values + " from temp." + source;
   SqliteStatement statement;
   ExecResult result = prepare(sql, statement);
   if (!result.succeeded()) return result;
-  m_batchTable.show(&columns);
+  m_batchTable.show(&columns, range);
   result = runToEnd(statement, rows);
-  m_batchTable.show(nullptr);
+  m_batchTable.show(nullptr, {});
   return result;
+}
+
+// Values that arrive in the order of the table's columns are written without being moved once more.
+std::vector<std::size_t> SqliteConnection::inTableOrder(const std::string& table,
+                                                        const BatchColumns& columns) {
+  std::vector<std::size_t> order(columns.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  SqliteStatement everything;
+  if (!prepare("select * from " + table, everything).succeeded()) return order;
+  const int count = sqlite3_column_count(everything.get());
+  const auto place = [&](std::size_t column) {
+    int at = 0;
+    while (at < count &&
+           sqlite3_stricmp(sqlite3_column_name(everything.get(), at), columns[column].name->c_str()) != 0) {
+      ++at;
+    }
+    return at;
+  };
+  std::vector<int> places(columns.size());
+  std::transform(order.begin(), order.end(), places.begin(), place);
+  std::stable_sort(order.begin(), order.end(),
+                   [&places](std::size_t left, std::size_t right) { return places[left] < places[right]; });
+  finish(std::move(everything));
+  return order;
 }
 
 ExecResult SqliteConnection::runRowByRow(const std::string& sql, const BatchColumns& columns,

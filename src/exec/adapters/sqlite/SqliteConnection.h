@@ -57,6 +57,10 @@ class SqliteConnection : public StoreConnection {
   ExecResult run(const std::string& sql);
   ExecResult runToEnd(SqliteStatement& statement, std::uint64_t& rows);
   ExecResult insertColumns(const std::string& table, const BatchColumns& columns, std::uint64_t& rows);
+  ExecResult insertRows(const std::string& table, const BatchColumns& columns,
+                        const std::vector<std::size_t>& order, std::size_t numbered,
+                        SqliteBatchTable::Range range, std::uint64_t& rows);
+  std::vector<std::size_t> inTableOrder(const std::string& table, const BatchColumns& columns);
   ExecResult runRowByRow(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows);
   ExecResult abandonBatch(bool ownTransaction, ExecResult failure);
   void drainCursors();

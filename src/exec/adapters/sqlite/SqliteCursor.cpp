@@ -20,11 +20,17 @@ SqliteCursor::~SqliteCursor() {
 
 ExecResult SqliteCursor::start() {
   step();
+  // Known only now: a statement is prepared again in its first step if the schema has changed.
+  if (m_state == State::AtRow) m_columns = sqlite3_data_count(m_statement.get());
   return m_failure;
 }
 
 void SqliteCursor::step() {
-  const int code = sqlite3_step(m_statement.get());
+  note(sqlite3_step(m_statement.get()));
+}
+
+// Takes note of what a step came to.
+void SqliteCursor::note(int code) {
   if (code == SQLITE_ROW) {
     m_state = State::AtRow;
     return;
@@ -49,37 +55,53 @@ void SqliteCursor::detach() {
   m_connection = nullptr;
 }
 
+namespace {
+
+// A blob's bytes come as they are; a text's too, once it is UTF-8.
+void readBytes(sqlite3_value* value, int type, RowValue& target) {
+  const void* bytes = type == SQLITE_BLOB ? sqlite3_value_blob(value) : sqlite3_value_text(value);
+  const int size = sqlite3_value_bytes(value);
+  if (bytes == nullptr && size > 0) throw std::bad_alloc();
+  target.setText(bytes == nullptr ? "" : static_cast<const char*>(bytes), static_cast<std::size_t>(size));
+}
+
+}  // namespace
+
 void SqliteCursor::readRow(std::vector<RowValue>& row) {
-  sqlite3_stmt* statement = m_statement.get();
-  const int columns = sqlite3_column_count(statement);
-  row.resize(static_cast<std::size_t>(columns));
-  for (int column = 0; column < columns; ++column) {
-    RowValue& target = row[static_cast<std::size_t>(column)];
-    sqlite3_value* value = sqlite3_column_value(statement, column);
-    switch (sqlite3_value_type(value)) {
-      case SQLITE_INTEGER:
-        target.setInteger(sqlite3_value_int64(value));
-        break;
-      case SQLITE_FLOAT:
-        target.setReal(sqlite3_value_double(value));
-        break;
-      case SQLITE_NULL:
-        target.setNull();
-        break;
-      default:
-        // A blob's bytes come as they are; a text's too, once it is UTF-8.
-        const void* bytes =
-            sqlite3_value_type(value) == SQLITE_BLOB ? sqlite3_value_blob(value) : sqlite3_value_text(value);
-        const int size = sqlite3_value_bytes(value);
-        if (bytes == nullptr && size > 0) throw std::bad_alloc();
-        target.setText(bytes == nullptr ? "" : static_cast<const char*>(bytes),
-                       static_cast<std::size_t>(size));
+  sqlite3_stmt* const statement = m_statement.get();
+  const int columns = m_columns;
+  if (row.size() != static_cast<std::size_t>(columns)) row.resize(static_cast<std::size_t>(columns));
+  RowValue* target = row.data();
+  for (int column = 0; column < columns; ++column, ++target) {
+    // One look-up of the value serves its type and its contents.
+    sqlite3_value* const value = sqlite3_column_value(statement, column);
+    const int type = sqlite3_value_type(value);
+    if (type == SQLITE_INTEGER) {
+      target->setInteger(sqlite3_value_int64(value));
+    } else if (type == SQLITE_FLOAT) {
+      target->setReal(sqlite3_value_double(value));
+    } else if (type == SQLITE_NULL) {
+      target->setNull();
+    } else {
+      readBytes(value, type, *target);
     }
   }
 }
 
 StoreCursor::Fetch SqliteCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
-  if (m_state == State::BetweenRows) step();
+  if (m_state == State::BetweenRows) {
+    const int code = sqlite3_step(m_statement.get());
+    if (code == SQLITE_ROW) {
+      readRow(row);
+      return Fetch::Row;
+    }
+    note(code);
+  }
+  return fetchAtEdge(row, failure);
+}
+
+// The first row, to which start() has stepped, and everything from the last one on.
+StoreCursor::Fetch SqliteCursor::fetchAtEdge(std::vector<RowValue>& row, ExecResult& failure) {
   if (m_state == State::AtRow) {
     readRow(row);
     m_state = State::BetweenRows;

@@ -36,12 +36,15 @@ class SqliteCursor : public StoreCursor {
   enum class State { AtRow, BetweenRows, Ended };
 
   void step();
+  void note(int code);
+  Fetch fetchAtEdge(std::vector<RowValue>& row, ExecResult& failure);
   void readRow(std::vector<RowValue>& row);
   void end();
 
   SqliteConnection* m_connection;
   SqliteStatement m_statement;
   State m_state = State::BetweenRows;
+  int m_columns = 0;
   RowBuffer m_buffer;
   bool m_buffered = false;
   ExecResult m_failure;  ///< why the statement ended early

@@ -16,7 +16,7 @@ char* writeReal(char* first, char* last, double real) {
   if (std::isnan(real)) return std::to_chars(first, last, std::abs(real)).ptr;
   const double magnitude = std::fabs(real);
   const bool plain = magnitude == 0 || (magnitude >= kPlainFrom && magnitude < kPlainBelow);
-  if (!plain) return std::to_chars(first, last, real).ptr;
+  if (!plain) return std::to_chars(first, last, real, std::chars_format::scientific).ptr;
   char* end = std::to_chars(first, last, real, std::chars_format::fixed).ptr;
   if (real == std::trunc(real)) {
     *end++ = '.';
@@ -52,11 +52,7 @@ std::string RowValue::text() const {
   return std::string(textView(buffer));
 }
 
-void RowValue::takeText(std::string& target) {
-  if (m_kind == Kind::Text) {
-    target.swap(m_text);
-    return;
-  }
+void RowValue::writeNumber(std::string& target) const {
   TextBuffer buffer;
   target.assign(textView(buffer));
 }

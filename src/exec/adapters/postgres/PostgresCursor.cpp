@@ -1,0 +1,151 @@
+#include "exec/adapters/postgres/PostgresCursor.h"
+
+#include <charconv>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <utility>
+
+#include "exec/adapters/LayerError.h"
+#include "exec/adapters/postgres/PostgresConnection.h"
+
+namespace vorn {
+
+namespace {
+
+// The built-in types whose numbers are part of the protocol's contract.
+constexpr Oid kBool = 16;
+constexpr Oid kBytea = 17;
+constexpr Oid kInt8 = 20;
+constexpr Oid kInt2 = 21;
+constexpr Oid kInt4 = 23;
+constexpr Oid kFloat4 = 700;
+constexpr Oid kFloat8 = 701;
+
+template <typename Number>
+bool parseAll(const char* text, std::size_t size, Number& number) {
+  const auto [stop, error] = std::from_chars(text, text + size, number);
+  return error == std::errc() && stop == text + size;
+}
+
+void setBytes(RowValue& target, const char* text) {
+  std::size_t size = 0;
+  const std::unique_ptr<unsigned char, void (*)(void*)> bytes(
+      PQunescapeBytea(reinterpret_cast<const unsigned char*>(text), &size), PQfreemem);
+  if (!bytes) throw std::bad_alloc();
+  target.setText(reinterpret_cast<const char*>(bytes.get()), size);
+}
+
+}  // namespace
+
+PostgresCursor::PostgresCursor(PostgresConnection& connection) : m_connection(&connection) {
+  connection.setStreaming(this);
+}
+
+PostgresCursor::~PostgresCursor() {
+  if (m_connection == nullptr) return;
+  m_connection->setStreaming(nullptr);
+  m_connection->abandonRead();
+}
+
+void PostgresCursor::detach() {
+  m_failure = makeFailure(LayerError::ConnectionLost, "the connection of the result was closed");
+  m_row.reset();
+  m_connection = nullptr;
+}
+
+ExecResult PostgresCursor::start() {
+  advance();
+  return m_failure;
+}
+
+// Behind the last row comes the outcome of the statement, and with it the connection is free again.
+void PostgresCursor::advance() {
+  m_row.reset(PQgetResult(m_connection->handle()));
+  if (PQresultStatus(m_row.get()) == PGRES_SINGLE_TUPLE) return;
+  m_failure = m_connection->finish(std::move(m_row));
+  m_connection->setStreaming(nullptr);
+  m_connection = nullptr;
+}
+
+StoreCursor::Fetch PostgresCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
+  if (m_connection != nullptr && !m_row) advance();
+  if (m_row) {
+    readRow(row);
+    m_row.reset();
+    return Fetch::Row;
+  }
+  if (m_buffered && m_buffer.pop(row)) return Fetch::Row;
+  if (m_failure.succeeded()) return Fetch::End;
+  failure = m_failure;
+  return Fetch::Failed;
+}
+
+ExecResult PostgresCursor::moveToMemory() {
+  m_buffered = true;
+  std::vector<RowValue> row;
+  while (m_connection != nullptr) {
+    if (m_row) {
+      readRow(row);
+      m_buffer.push(row);
+    }
+    advance();
+  }
+  return m_failure;
+}
+
+PostgresCursor::Form PostgresCursor::formOf(Oid type) {
+  switch (type) {
+    case kInt2:
+    case kInt4:
+    case kInt8:
+      return Form::Integer;
+    case kFloat4:
+    case kFloat8:
+      return Form::Real;
+    case kBool:
+      return Form::Boolean;
+    case kBytea:
+      return Form::Bytes;
+    default:
+      return Form::Text;
+  }
+}
+
+void PostgresCursor::readRow(std::vector<RowValue>& row) {
+  const PGresult* result = m_row.get();
+  const int columns = PQnfields(result);
+  if (m_forms.empty()) {
+    for (int column = 0; column < columns; ++column) m_forms.push_back(formOf(PQftype(result, column)));
+  }
+  row.resize(static_cast<std::size_t>(columns));
+  for (int column = 0; column < columns; ++column) {
+    const auto index = static_cast<std::size_t>(column);
+    if (PQgetisnull(result, 0, column) != 0) {
+      row[index].setNull();
+    } else {
+      setValue(row[index], m_forms[index], PQgetvalue(result, 0, column),
+               static_cast<std::size_t>(PQgetlength(result, 0, column)));
+    }
+  }
+}
+
+// The server's shortest text of a real(4) is read as a double of the same text, so it prints and narrows as
+// the server means it.
+void PostgresCursor::setValue(RowValue& target, Form form, const char* text, std::size_t size) {
+  std::int64_t integer = 0;
+  double real = 0;
+  if (form == Form::Integer && parseAll(text, size, integer)) {
+    target.setInteger(integer);
+  } else if (form == Form::Real && parseAll(text, size, real)) {
+    target.setReal(real);
+  } else if (form == Form::Boolean) {
+    *text == 't' ? target.setText("true", 4) : target.setText("false", 5);
+  } else if (form == Form::Bytes) {
+    setBytes(target, text);
+  } else {
+    target.setText(text, size);
+  }
+}
+
+}  // namespace vorn

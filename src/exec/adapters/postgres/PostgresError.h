@@ -1,0 +1,36 @@
+#pragma once
+
+#include <libpq-fe.h>
+
+#include <cstdint>
+#include <string>
+
+#include "vorn/platform/data_session.h"
+
+namespace vorn {
+
+/// @return the number that stands for an SQLSTATE: its five characters (0-9, A-Z) read in base 36
+std::uint32_t sqlStateNumber(const char* state);
+
+/// @return the five characters of a number made by sqlStateNumber()
+std::string sqlStateText(std::uint32_t number);
+
+/// @return the name of an SQLSTATE, such as "unique_violation", or null
+const char* sqlStateName(const std::string& state);
+
+/// @return a failure with an SQLSTATE
+ExecResult postgresFailure(const char* state, const std::string& message);
+
+/// @return the failure that the server, or the client library in its place, reported: its SQLSTATE and its
+///         primary message, without pieces of the statement's text. A failure without an SQLSTATE is a lost
+///         connection.
+ExecResult postgresFailure(const PGresult* result);
+
+/// @return the failure of a connection that gave no answer
+ExecResult postgresConnectionLost(const PGconn* connection);
+
+/// @return why a connection could not be made: the server's SQLSTATE if it spoke, which needs the message in
+///         its verbose form, else 08001
+ExecResult postgresConnectFailure(const PGconn* connection);
+
+}  // namespace vorn

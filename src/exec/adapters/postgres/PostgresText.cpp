@@ -1,0 +1,76 @@
+#include "exec/adapters/postgres/PostgresText.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+
+#include "exec/adapters/postgres/PostgresError.h"
+
+namespace vorn {
+
+namespace {
+
+char* writeReal(char* out, double value) {
+  if (std::isfinite(value)) return std::to_chars(out, out + kPostgresNumberSize, value).ptr;
+  const std::string_view word = std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
+  return std::copy(word.begin(), word.end(), out);
+}
+
+void appendQuoted(std::string& out, const std::string& text) {
+  out += '"';
+  for (const char c : text) {
+    if (c == '"' || c == '\\') out += '\\';
+    out += c;
+  }
+  out += '"';
+}
+
+}  // namespace
+
+// A float goes out as the double it equals: that is exact for columns of either width.
+char* writePostgresNumber(char* out, const BatchColumn& column, std::size_t row) {
+  switch (column.elementCode) {
+    case element_code::kSigned64:
+      return std::to_chars(out, out + kPostgresNumberSize, column.signed64(row)).ptr;
+    case element_code::kUnsigned64:
+      return std::to_chars(out, out + kPostgresNumberSize, column.unsigned64(row)).ptr;
+    case element_code::kFloat:
+      return writeReal(out, static_cast<double>(column.float32(row)));
+    default:
+      return writeReal(out, column.float64(row));
+  }
+}
+
+std::string postgresArray(const BatchColumn& column, std::size_t rows) {
+  std::string array;
+  char number[kPostgresNumberSize];
+  for (std::size_t row = 0; row < rows; ++row) {
+    array += row == 0 ? '{' : ',';
+    if (column.elementCode == element_code::kString) {
+      appendQuoted(array, column.text(row));
+    } else {
+      array.append(number, writePostgresNumber(number, column, row));
+    }
+  }
+  return rows == 0 ? "{}" : array + "}";
+}
+
+std::string postgresArray(const std::vector<std::string>& texts) {
+  const std::string unnamed;
+  return postgresArray(BatchColumn{&unnamed, element_code::kString, texts.data()}, texts.size());
+}
+
+ExecResult refuseZeroBytes(const BatchColumns& columns) {
+  for (const BatchColumn& column : columns) {
+    if (column.elementCode != element_code::kString) continue;
+    for (std::size_t row = 0; row < columns.rows(); ++row) {
+      if (column.text(row).find('\0') != std::string::npos) {
+        return postgresFailure("22021", "invalid byte sequence for encoding \"UTF8\": 0x00");
+      }
+    }
+  }
+  return {};
+}
+
+}  // namespace vorn

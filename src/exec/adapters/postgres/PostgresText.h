@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "exec/adapters/BatchColumns.h"
+
+namespace vorn {
+
+/// Enough for the text of any number.
+constexpr std::size_t kPostgresNumberSize = 40;
+
+/// Writes a number of a column, which is none of texts, as the server reads it back exactly.
+/// @param out  kPostgresNumberSize bytes
+/// @return the end of what was written
+char* writePostgresNumber(char* out, const BatchColumn& column, std::size_t row);
+
+/// @return an array literal of a whole column
+std::string postgresArray(const BatchColumn& column, std::size_t rows);
+
+/// @return an array literal of texts
+std::string postgresArray(const std::vector<std::string>& texts);
+
+/// Texts that travel as parameters end at a zero byte, which would cut them off unseen.
+/// @return the failure that the server has for a zero byte, or success
+ExecResult refuseZeroBytes(const BatchColumns& columns);
+
+}  // namespace vorn

@@ -1,0 +1,292 @@
+#include <chrono>
+#include <cmath>
+#include <limits>
+
+#include "postgres/PostgresServer.h"
+#include "store/store_fixture.h"
+
+namespace {
+
+using vorn::LogLevel;
+
+class PostgresStore : public StoreTest {
+ protected:
+  void SetUp() override {
+    m_url = sharedPostgresServer().freshDatabase();
+    useStore(m_url + "?pool_size=2");
+  }
+
+  template <typename... Values>
+  std::string batch(const std::string& table, const std::string& column, Values... values) {
+    BatchInserter inserter;
+    inserter.table(table);
+    (inserter[column] << ... << values);
+    return describe(db->ExecBatchInserter(inserter));
+  }
+
+  std::string m_url;
+};
+
+TEST_F(PostgresStore, UrlsAreCheckedBeforeAnythingIsOpened) {
+  const std::string invalid = "vorn 1 INVALID_URL";
+  const struct {
+    const char* url;
+    std::string outcome;
+  } cases[] = {{"postgresql://h1:1,h2:2/db?target_session_attrs=read-write&pool_size=3", kSuccess},
+               {"postgresql://me:p%40ss@[::1]:5432/d%20b?options=-c%20geqo%3Doff&sslmode=verify-full", kSuccess},
+               {"postgresql://?host=%2Fvar%2Frun&ssl=true", kSuccess},
+               {"postgresql:host=h", invalid},
+               {"postgresql://h:1,geheim:70000/", invalid},
+               {"postgresql://u:geheim@h/d?colour=red", invalid},
+               {"postgresql://u:geheim@h/d?sslmode=maybe", invalid},
+               {"postgresql://u:geheim@h/d?target_session_attrs=best", invalid},
+               {"postgresql://u:geheim@h/d?connect_timeout=soon", invalid},
+               {"postgresql://u:geheim@h/d?client_encoding=LATIN1", invalid},
+               {"postgresql://u:geheim@h/d?application_name=a%00b", invalid}};
+  for (const auto& each : cases) {
+    const vorn::ExecResult result = vorn::bindStore("default", each.url);
+    EXPECT_EQ(describe(result.errorCode()), each.outcome) << each.url;
+    EXPECT_EQ(result.detail().value_or("").find("geheim"), std::string::npos) << each.url;
+  }
+}
+
+TEST_F(PostgresStore, OptionsOfTheUriReachTheServer) {
+  useStore(m_url + "?application_name=a%26b%3Dc%20%25&options=-c%20datestyle%3DGerman%20-c%20bytea_output%3Descape");
+  EXPECT_EQ(rowsOf(db, "show application_name"), "a&b=c %");
+  EXPECT_EQ(rowsOf(db, "select date '2024-02-03', '\\x00ff5c'::bytea", 2), std::string("2024-02-03|\0\xff\\", 14));
+}
+
+TEST_F(PostgresStore, ValuesHaveOneTextForm) {
+  const struct {
+    const char* sql;
+    std::string text;
+  } cases[] = {{"true", "true"},
+               {"1 = 2", "false"},
+               {"null::bool", "~"},
+               {"''::text", "~"},
+               {"'\\x00ff5c27'::bytea", std::string("\0\xff\\'", 4)},
+               {"''::bytea", "~"},
+               {"-9223372036854775808", "-9223372036854775808"},
+               {"32767::int2", "32767"},
+               {"0.1::float4", "0.1"},
+               {"16777217::float4", "16777216.0"},
+               {"1::float8/3", "0.3333333333333333"},
+               {"'-infinity'::float8", "-inf"},
+               {"'nan'::float4", "nan"},
+               {"12345678901234567890.1230::numeric", "12345678901234567890.1230"},
+               {"timestamptz '2024-02-03 04:05:06.789+00'", "2024-02-03 04:05:06.789+00"},
+               {"interval '1 day 2 hours'", "1 day 02:00:00"},
+               {"array[1,null,3]", "{1,NULL,3}"},
+               {"array['a\"b']", "{\"a\\\"b\"}"},
+               {"'{\"a\": [1, 2]}'::jsonb", "{\"a\": [1, 2]}"},
+               {"'it''s \\n'", "it's \\n"},
+               {"'x'::char(3)", "x  "}};
+  ASSERT_EQ(run(db, "set timezone to 'UTC'"), kSuccess);
+  for (const auto& each : cases) EXPECT_EQ(rowsOf(db, std::string("select ") + each.sql), each.text) << each.sql;
+}
+
+TEST_F(PostgresStore, RefusalsHaveCodesAndLeaveNothing) {
+  ASSERT_EQ(run(db, "create table t(n int primary key deferrable initially deferred)"), kSuccess);
+  const struct {
+    const char* sql;
+    const char* outcome;
+  } cases[] = {{"insert into t values(1); insert into t values(2)", "vorn 4 MULTIPLE_STATEMENTS"},
+               {"insert into t values(1); commit", "vorn 4 MULTIPLE_STATEMENTS"},
+               {"insert into t values(1); bogus", "postgresql 42601 syntax_error"},
+               {"insert into t select 1, pg_sleep(0), 'gehe''im", "postgresql 42601 syntax_error"},
+               {"select 1 'geheim'", "postgresql 42601 syntax_error"},
+               {"; -- nothing", "vorn 6 EMPTY_STATEMENT"},
+               {"insert into t values($1)", "postgresql 08P01 protocol_violation"},
+               {"insert into t values(1),(1)", "postgresql 23505 unique_violation"},
+               {"insert into t values('geheim')", "postgresql 22P02 invalid_text_representation"},
+               {"insert into t values(3000000000)", "postgresql 22003 numeric_value_out_of_range"},
+               {"copy t from stdin", "vorn 16 NOT_SUPPORTED"},
+               {"copy (select generate_series(1, 10000000)) to stdout", "vorn 16 NOT_SUPPORTED"},
+               {"copy t to stdout", "vorn 16 NOT_SUPPORTED"}};
+  for (const auto& each : cases) {
+    EXPECT_EQ(run(db, each.sql), each.outcome) << each.sql;
+    EXPECT_EQ(log.texts(LogLevel::Info).find("geheim"), std::string::npos) << each.sql;
+    CVORNReader reader;
+    EXPECT_EQ(describe(db->execReadSQL(raw(each.sql), reader)), each.outcome) << each.sql;
+    reader.clear();
+    ASSERT_EQ(db->beginTransaction(), 0U);
+    const bool atCommit = std::string(each.outcome).find("23505") != std::string::npos;
+    EXPECT_EQ(run(db, each.sql), atCommit ? kSuccess : each.outcome) << each.sql;
+    EXPECT_EQ(db->rollbackTransaction(), 0U) << each.sql;
+    EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0") << each.sql;
+  }
+}
+
+TEST_F(PostgresStore, CommitOfAFailedTransactionIsAFailure) {
+  ASSERT_EQ(run(db, "create table t(n int)"), kSuccess);
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  ASSERT_EQ(run(db, "insert into t values(1)"), kSuccess);
+  EXPECT_EQ(run(db, "select 1 / 0"), "postgresql 22012 division_by_zero");
+  EXPECT_EQ(run(db, "insert into t values(2)"), "postgresql 25P02 in_failed_sql_transaction");
+  EXPECT_EQ(describe(db->commitTransaction()), "postgresql 25P02 in_failed_sql_transaction");
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
+  EXPECT_EQ(db->beginTransaction(), 0U);
+  EXPECT_EQ(db->commitTransaction(), 0U);
+}
+
+TEST_F(PostgresStore, NoticesAreLoggedOnOneLine) {
+  ASSERT_EQ(run(db, "do $$ begin raise warning 'ab%c', chr(10); end $$"), kSuccess);
+  EXPECT_EQ(log.texts(LogLevel::Info), "[VORNLib]postgresql WARNING: ab\\nc\n");
+}
+
+TEST_F(PostgresStore, AbandonedReadEndsInMillisecondsAndUndoesNoWrite) {
+  ASSERT_EQ(run(db, "create table t(n bigint)"), kSuccess);
+  const auto readOne = [this](const std::string& sql) {
+    CVORNReader reader;
+    long n = 0;
+    EXPECT_EQ(db->execReadSQL(raw(sql), reader), 0U);
+    EXPECT_TRUE(reader.hasNextElement());
+    reader >> n;
+    const auto start = std::chrono::steady_clock::now();
+    reader.clear();
+    const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(n, 1);
+    return taken.count();
+  };
+  const std::string process = rowsOf(db, "select pg_backend_pid()");
+  EXPECT_LT(readOne("select generate_series(1, 100000000) as n"), 200);
+  EXPECT_EQ(rowsOf(db, "select pg_backend_pid()"), process) << "the connection is kept";
+  readOne("/* x */ insert into t select generate_series(1, 100000) returning n");
+  readOne("with w as (insert into t select generate_series(1, 100000) returning n) select n from w");
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "200000");
+
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  ASSERT_EQ(run(db, "insert into t values(0)"), kSuccess);
+  readOne("select generate_series(1, 1000000) as n");
+  ASSERT_EQ(db->commitTransaction(), 0U);
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "200001");
+}
+
+TEST_F(PostgresStore, BatchGoesWhereTheInsertWouldGo) {
+  const struct {
+    const char* target;
+    const char* define;
+    const char* contents;  // of 1 and 2
+    const char* outcome;
+  } cases[] = {{"p",
+                "create table p(n int) partition by range(n); create table p1 partition of p for values from (0) to "
+                "(2);"
+                "create table p2 partition of p default",
+                "select tableoid::regclass, n from p order by n", "p1|1;p2|2"},
+               {"v", "create table tv(n int, m int default 7); create view v as select n, m from tv", "select m, n from tv", "7|1;7|2"},
+               {"r",
+                "create table r(n int); create table rl(n int); create rule x as on insert to r do also insert into "
+                "rl "
+                "values(new.n)",
+                "select r.n, rl.n from r join rl using(n)", "1|1;2|2"},
+               {"i",
+                "create table ib(n int); create rule y as on insert to ib do instead nothing; create view i as select "
+                "* "
+                "from ib",
+                "select n, n from ib", ""},
+               {"d", "create table d(n int default 3, z int generated always as identity)", "select n, z from d", "1|1;2|2"},
+               {"\"Q t\"", "create table \"Q t\"(n numeric(5,2), e int[])", "select n, e from \"Q t\"", "1.00|~;2.00|~"},
+               {"tr",
+                "create table tr(n int); create function f() returns trigger language plpgsql as 'begin new.n = new.n "
+                "* "
+                "10; return new; end'; create trigger g before insert on tr for each row execute function f()",
+                "select n, n from tr", "10|10;20|20"},
+               {"b", "create table b(n bool)", "", "postgresql 22P02 invalid_text_representation"},
+               {"nowhere", "select 1", "", "postgresql 42P01 undefined_table"},
+               {"ga", "create table ga(n int generated always as identity)", "", "postgresql 428C9 generated_always"}};
+  for (const auto& each : cases) {
+    sharedPostgresServer().query(each.define, m_url.substr(m_url.rfind('/') + 1));
+    for (const bool nested : {false, true}) {
+      if (nested) { ASSERT_EQ(db->beginTransaction(), 0U); }
+      const bool refused = *each.contents == '\0';
+      EXPECT_EQ(batch(each.target, "n", 1L, 2L), refused ? each.outcome : kSuccess) << each.target;
+      if (!refused) {
+        EXPECT_EQ(rowsOf(db, each.contents, 2), each.outcome) << each.target;
+        if (!nested)
+          run(db, std::string("truncate ") +
+                      (*each.target == 'v'   ? "tv"
+                       : *each.target == 'i' ? "ib"
+                                             : each.target) +
+                      (*each.target == 'r' ? ", rl" : "") + " restart identity");
+      }
+      if (nested) {
+        EXPECT_EQ(rowsOf(db, "select 1"), "1") << "the transaction survives";
+        ASSERT_EQ(db->commitTransaction(), 0U);
+      }
+    }
+  }
+}
+
+TEST_F(PostgresStore, BatchUnderRowSecurityKeepsThePolicy) {
+  const std::string name = m_url.substr(m_url.rfind('/') + 1);
+  sharedPostgresServer().query(
+      "create role limited login password 'x'; create table t(n int, s text); alter table t enable row level "
+      "security;"
+      "create policy p on t with check (n < 10); create policy q on t for select using (true);"
+      "grant all on t to limited",
+      name);
+  useStore("postgresql://limited:x@" + sharedPostgresServer().host() + "/" + name);
+  EXPECT_EQ(batch("t", "n", 1L, 12L), "postgresql 42501 insufficient_privilege");
+  EXPECT_EQ(batch("t", "s", std::string("\",\\{}'NULL")), "postgresql 42501 insufficient_privilege");
+  EXPECT_EQ(batch("t", "n", 1L, 2L), kSuccess);
+  EXPECT_EQ(rowsOf(db, "select n from t"), "1;2");
+}
+
+TEST_F(PostgresStore, BatchValuesAreExactOnEveryRoad) {
+  ASSERT_EQ(run(db, "create table t(s text, d float8, f float4, n numeric)"), kSuccess);
+  ASSERT_EQ(run(db, "create view v as select * from t"), kSuccess);
+  std::string all;
+  for (int byte = 1; byte < 128; ++byte) all += static_cast<char>(byte);
+  const std::vector<std::string> texts = {all, "", "NULL", "\\N", std::string(70000, '\\') + "\n", "\xf0\x9f\x98\x80{}"};
+  const double infinity = std::numeric_limits<double>::infinity();
+  const std::vector<double> reals = {0.1, -infinity, std::nan(""), 5e-324, -0.0, 1e22};
+  const std::vector<float> floats = {0.1F, 16777216.F, std::nanf(""), 1e-45F, -3.4028235e38F, 1.0F / 3};
+  for (const char* target : {"t", "v"}) {
+    BatchInserter inserter;
+    inserter.table(target);
+    for (std::size_t row = 0; row < texts.size(); ++row) {
+      inserter["s"] << texts[row];
+      inserter["d"] << reals[row];
+      inserter["f"] << floats[row];
+      inserter["n"] << std::numeric_limits<unsigned long>::max() - row;
+    }
+    ASSERT_EQ(describe(db->ExecBatchInserter(inserter)), kSuccess) << target;
+    CVORNReader reader;
+    ASSERT_EQ(db->execReadSQL(raw("select s, d, f, n from t"), reader), 0U);
+    for (std::size_t row = 0; row < texts.size(); ++row) {
+      std::string text;
+      double real = 0;
+      float single = 0;
+      unsigned long number = 0;
+      ASSERT_TRUE(reader.hasNextElement());
+      reader >> text >> real >> single >> number;
+      EXPECT_EQ(text, texts[row]) << target;
+      EXPECT_TRUE(real == reals[row] || (std::isnan(real) && std::isnan(reals[row]))) << real;
+      EXPECT_TRUE(single == floats[row] || (std::isnan(single) && std::isnan(floats[row]))) << single;
+      EXPECT_EQ(number, std::numeric_limits<unsigned long>::max() - row);
+    }
+    reader.clear();
+    ASSERT_EQ(run(db, "delete from t"), kSuccess);
+  }
+}
+
+TEST_F(PostgresStore, BatchRefusedForAValueLeavesNothingAndTheTransaction) {
+  ASSERT_EQ(run(db, "create table t(s varchar(5), n bigint)"), kSuccess);
+  ASSERT_EQ(run(db, "create view v as select * from t"), kSuccess);
+  const std::string good = "ok";
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  for (const std::string target : {"t", "v"}) {
+    const std::string encoding = "postgresql 22021 character_not_in_repertoire";
+    EXPECT_EQ(batch(target, "s", good, std::string("a\0b", 3)), encoding) << target;
+    EXPECT_EQ(batch(target, "s", good, std::string("a\xff")), encoding) << target;
+    EXPECT_EQ(batch(target, "s", good, std::string("toolong")), "postgresql 22001 string_data_right_truncation");
+    EXPECT_EQ(batch(target, "n", 1UL, 9223372036854775808UL), "postgresql 22003 numeric_value_out_of_range");
+    EXPECT_EQ(batch(target, "x", 1L), "postgresql 42703 undefined_column");
+    EXPECT_EQ(batch(target, "n", 1.0, 1.5), "postgresql 22P02 invalid_text_representation");
+    EXPECT_EQ(batch(target, "s", std::string("kept")), kSuccess);
+  }
+  ASSERT_EQ(db->commitTransaction(), 0U);
+  EXPECT_EQ(rowsOf(db, "select s, n from t", 2), "kept|~;kept|~");
+}
+
+}  // namespace
