@@ -12,7 +12,7 @@ import sys
 LIBRARY = "vorn"
 
 # What is claimed: a title, the most that the ratio library / peer may be (None: measured, nothing claimed), and
-# where to find it: store, group, name, peer.
+# where to find it: store, group, name (None: the group's only one), peer.
 CLAIMS = [
     ("Reading typed rows, against the C interface", 1.15, "sqlite", "read", "typed rows", "C interface"),
     ("Reading typed rows, against SQLiteCpp", 1.0, "sqlite", "read", "typed rows", "SQLiteCpp"),
@@ -31,6 +31,14 @@ CLAIMS = [
      "sqlite", "batch", "with begin and commit", "C, prepared loop"),
     ("Batch with begin and commit, against SOCI's bulk insert", None,
      "sqlite", "batch", "with begin and commit", "SOCI, bulk"),
+    ("PostgreSQL: batch, against libpqxx's stream", None, "postgres", "batch", None, "libpqxx, stream_to"),
+    ("PostgreSQL: batch, against `COPY` by hand over libpq", None,
+     "postgres", "batch", None, "libpq, COPY by hand"),
+    ("PostgreSQL: reading rows, against libpqxx", None, "postgres", "read", None, "libpqxx, exec"),
+    ("PostgreSQL: reading rows, against libpq in single-row mode", None,
+     "postgres", "read", None, "libpq, single-row mode"),
+    ("PostgreSQL: look-ups on eight threads, against libpq", None,
+     "postgres", "threads", None, "libpq, a connection a thread"),
 ]
 
 STORES = {"rendering": "rendering_bench", "pool": "pool_bench", "sqlite": "sqlite_bench", "postgres": "postgres_bench"}
@@ -80,6 +88,15 @@ SECTIONS = [
     ("sqlite", "columns", "By number of columns",
      "One million values in all. The columns are, in turn, integer, text of 16 bytes, integer, real.", ["columns"]),
     ("sqlite", "text", "By length of texts", "Rows of an integer and a text.", ["text"]),
+    ("postgres", "batch", "PostgreSQL: batches",
+     "`ExecBatchInserter` of a filled `BatchInserter`, against `COPY` written by hand over libpq and libpqxx's "
+     "`stream_to`.", ["postgres_batch"]),
+    ("postgres", "read", "PostgreSQL: reading rows",
+     "All rows into typed variables, against libpq in single-row mode and libpqxx's `exec()`, which holds the whole "
+     "result.", ["postgres_read"]),
+    ("postgres", "threads", "PostgreSQL: look-ups on eight threads",
+     "One row by its key, a call each, from eight threads at once. The library's threads share its pool; by hand, each "
+     "thread has a connection.", ["postgres_threads"]),
 ]
 
 
@@ -121,7 +138,7 @@ class Results:
         for run in range(1, self.runs + 1):
             for measurement in self.measurements(store, group, run):
                 for series in measurement["series"]:
-                    if measurement["name"] == name and series["name"] == peer:
+                    if name in (None, measurement["name"]) and series["name"] == peer:
                         found.append(series["library_to_this"])
         return found
 
@@ -315,7 +332,8 @@ interface before anything is measured. The library is linked as its users link i
 
 **Settings of every connection to SQLite.** {settings}.
 
-**Peers.** Debian's own packages: SQLite's C interface, SQLiteCpp (`libsqlitecpp-dev`), SOCI (`libsoci-dev`).
+{server}**Peers.** Debian's own packages: SQLite's C interface, SQLiteCpp (`libsqlitecpp-dev`), SOCI (`libsoci-dev`),
+libpq and libpqxx (`libpqxx-dev`).
 sqlite_orm is in no package of Debian 12 and is not measured.
 
 All of this page: `scripts/bench{options}`. The command under each heading repeats that section alone, once
@@ -328,9 +346,11 @@ def page(arguments, results):
     settings = ", ".join(f"{name} {value}" for name, value in facts.items())
     runs = (f"The range over {results.runs} runs; the tables further down are those of the first."
             if results.runs > 1 else "One run; `scripts/bench --runs 3` shows the range over three.")
+    server = results.facts("postgres")
+    server = "**PostgreSQL.** " + ", ".join(f"{k}: {v}" for k, v in server.items()) + ".\n\n" if server else ""
     quick = any(" --quick" in command for command in results.commands)
     warning = "\n**A smoke run on small data: the figures mean nothing.**\n" if quick else ""
-    text = PREAMBLE.format(warning=warning, claims=claims_table(results), other=other_claims(results), runs=runs,
+    text = PREAMBLE.format(warning=warning, server=server, claims=claims_table(results), other=other_claims(results), runs=runs,
                            machine=machine(arguments, results), settings=settings,
                            options=f" --runs {results.runs}" if results.runs > 1 else "")
     return "\n".join([text] + [part for part in (section(results, *s) for s in SECTIONS) if part])
@@ -482,9 +502,9 @@ def plot_memory(directory, results):
 
 
 def plot_all(directory, results):
-    for name, store in (("rendering", "rendering"), ("read", "sqlite"), ("write", "sqlite"), ("batch", "sqlite"),
-                        ("lookup", "sqlite")):
-        plot_bars(directory, results, name, store, name)
+    for store, group in (("rendering", "rendering"), ("sqlite", "read"), ("sqlite", "write"), ("sqlite", "batch"),
+                         ("sqlite", "lookup"), ("postgres", "batch"), ("postgres", "read"), ("postgres", "threads")):
+        plot_bars(directory, results, f"postgres_{group}" if store == "postgres" else group, store, group)
     plot_sweep(directory, results, "rows", "rows a statement", "rows a second")
     plot_sweep(directory, results, "columns", "columns", "values a second")
     plot_sweep(directory, results, "text", "bytes of each text", "rows a second")
