@@ -29,6 +29,11 @@ Harness::Round Harness::runRound(Competitor& competitor) {
 }
 
 void Harness::measure(Workload& workload) {
+  if (!m_options.competitor.empty()) {
+    std::erase_if(workload.competitors,
+                  [this](const auto& one) { return one->name() != m_options.competitor; });
+    if (workload.competitors.empty()) return;
+  }
   std::vector<Series> series;
   for (const auto& competitor : workload.competitors) series.push_back({competitor->name(), {}, {}, {}});
   std::vector<std::size_t> order(workload.competitors.size());

@@ -12,7 +12,8 @@ namespace {
 
 [[noreturn]] void usage(const char* program) {
   std::fprintf(stderr,
-               "usage: %s [--quick] [--rounds N] [--json FILE] [--dir DIRECTORY] [--only GROUP,GROUP...]\n",
+               "usage: %s [--quick] [--rounds N] [--json FILE] [--dir DIRECTORY] [--only GROUP,GROUP...]\n"
+               "       [--competitor NAME]\n",
                program);
   std::exit(2);
 }
@@ -42,6 +43,8 @@ Options Options::parse(int argc, char** argv) {
       options.json = value;
     else if (name == "--dir")
       options.directory = value;
+    else if (name == "--competitor")
+      options.competitor = value;
     else if (name == "--only")
       options.only = splitAtCommas(value);
     else if (name == "--rounds" && std::atoi(value.c_str()) > 0)

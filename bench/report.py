@@ -12,7 +12,7 @@ import sys
 LIBRARY = "vorn"
 
 # What is claimed: a title, the most that the ratio library / peer may be (None: measured, nothing claimed), and
-# where to find it: store, group, name, peer.
+# where to find it: store, group, name (None: the group's only one), peer.
 CLAIMS = [
     ("Reading typed rows, against the C interface", 1.15, "sqlite", "read", "typed rows", "C interface"),
     ("Reading typed rows, against SQLiteCpp", 1.0, "sqlite", "read", "typed rows", "SQLiteCpp"),
@@ -31,6 +31,7 @@ CLAIMS = [
      "sqlite", "batch", "with begin and commit", "C, prepared loop"),
     ("Batch with begin and commit, against SOCI's bulk insert", None,
      "sqlite", "batch", "with begin and commit", "SOCI, bulk"),
+<<<<<<< HEAD
     ("PostgreSQL: batch, against a COPY by hand", 1.15, "postgres", "batch", "typed rows", "libpq, COPY by hand"),
     ("PostgreSQL: batch, against libpqxx's `stream_to`", 0.6, "postgres", "batch", "typed rows", "libpqxx, stream_to"),
     ("PostgreSQL: reading, against libpq in single-row mode", 1.15,
@@ -38,6 +39,16 @@ CLAIMS = [
     ("PostgreSQL: reading, against libpqxx", 0.75, "postgres", "read", "typed rows", "libpqxx, exec"),
     ("PostgreSQL: eight threads, against a connection each by hand", 1.1,
      "postgres", "threads", "look-ups by key", "libpq, a connection a thread"),
+=======
+    ("PostgreSQL: batch, against libpqxx's stream", None, "postgres", "batch", None, "libpqxx, stream_to"),
+    ("PostgreSQL: batch, against `COPY` by hand over libpq", None,
+     "postgres", "batch", None, "libpq, COPY by hand"),
+    ("PostgreSQL: reading rows, against libpqxx", None, "postgres", "read", None, "libpqxx, exec"),
+    ("PostgreSQL: reading rows, against libpq in single-row mode", None,
+     "postgres", "read", None, "libpq, single-row mode"),
+    ("PostgreSQL: look-ups on eight threads, against libpq", None,
+     "postgres", "threads", None, "libpq, a connection a thread"),
+>>>>>>> main
 ]
 
 STORES = {"rendering": "rendering_bench", "pool": "pool_bench", "sqlite": "sqlite_bench", "postgres": "postgres_bench"}
@@ -66,8 +77,8 @@ SECTIONS = [
     ("sqlite", "memory", "Memory",
      "The peak of the resident set during one call, less the resident set before it, in a fresh process. For a "
      "batch that is what it needs beside its own values. What grows slowly with the rows is the mapped index of "
-     "SQLite's write-ahead log, 32 KiB for each 16 MiB written; the rest is its page cache. *By hand*: the same through "
-     "the C interface.", ["memory"]),
+     "SQLite's write-ahead log, 32 KiB for each 16 MiB written; the rest is its page cache. *By hand*: the same "
+     "through the C interface.", ["memory"]),
     ("sqlite", "lookup", "Look-ups by primary key",
      "One row of 100,000 by its key, a call each. The text is rendered beforehand. *Same text*, *32 texts in turn* "
      "and *changing text* differ in what a cache of prepared statements can do for them.", ["lookup"]),
@@ -82,12 +93,13 @@ SECTIONS = [
      "writer inserts single rows, 100 a transaction, synced, until the readers are done. The library's threads "
      "share its pool; by hand, each thread has a connection and prepares each text.", ["threads"]),
     ("sqlite", "rows", "By number of rows",
-     "Rows a statement. The C interface prepares its statement once for each batch and each read. Inside a "
-     "transaction, its begin and commit not timed.", ["rows"]),
+     "Rows a statement; batches inside a transaction, whose begin and commit are not timed. The C interface prepares "
+     "its statement for each batch and each read, or keeps it for all.", ["rows"]),
     ("sqlite", "columns", "By number of columns",
      "One million values in all. The columns are, in turn, integer, text of 16 bytes, integer, real.", ["columns"]),
     ("sqlite", "text", "By length of texts", "Rows of an integer and a text.", ["text"]),
     ("postgres", "batch", "PostgreSQL: batches",
+<<<<<<< HEAD
      "Rows of (id, text, level, ratio) into an empty table of a server on the same machine, over loopback TCP, with "
      "`fsync` and `synchronous_commit` off: `ExecBatchInserter` of a filled batch, against a COPY written by hand over "
      "libpq and libpqxx's `stream_to`.", []),
@@ -97,6 +109,16 @@ SECTIONS = [
     ("postgres", "threads", "PostgreSQL: eight threads",
      "One row of 100,000 by its key, a call each, on eight threads: the library's pool, against a connection for each "
      "thread and `PQexecParams()`.", []),
+=======
+     "`ExecBatchInserter` of a filled `BatchInserter`, against `COPY` written by hand over libpq and libpqxx's "
+     "`stream_to`.", ["postgres_batch"]),
+    ("postgres", "read", "PostgreSQL: reading rows",
+     "All rows into typed variables, against libpq in single-row mode and libpqxx's `exec()`, which holds the whole "
+     "result.", ["postgres_read"]),
+    ("postgres", "threads", "PostgreSQL: look-ups on eight threads",
+     "One row by its key, a call each, from eight threads at once. The library's threads share its pool; by hand, each "
+     "thread has a connection.", ["postgres_threads"]),
+>>>>>>> main
 ]
 
 
@@ -138,7 +160,7 @@ class Results:
         for run in range(1, self.runs + 1):
             for measurement in self.measurements(store, group, run):
                 for series in measurement["series"]:
-                    if measurement["name"] == name and series["name"] == peer:
+                    if name in (None, measurement["name"]) and series["name"] == peer:
                         found.append(series["library_to_this"])
         return found
 
@@ -207,7 +229,7 @@ def machine(arguments, results):
     return (f"{processor()}, {os.cpu_count()} cores, {int(memory) / 1048576:.0f} GiB; "
             f"Linux {os.uname().release}; {compiler(arguments.build)}; SQLite {facts.get('sqlite', '?')}; "
             f"data files on {file_system(arguments.directory)}; "
-            f"load average when the report was written {os.getloadavg()[0]:.1f}.")
+            f"load average before the first program {arguments.load}, after the last {os.getloadavg()[0]:.2f}.")
 
 
 def claims_table(results):
@@ -228,21 +250,19 @@ def claims_table(results):
 
 
 def other_claims(results):
+    runs = range(1, results.runs + 1)
     rows = []
-    memory = [r["figures"] for run in range(1, results.runs + 1) for r in results.figures("sqlite", "memory", run)]
-    if memory:
-        most = max(memory, key=lambda figures: figures["rows"])["rows"]
-        largest = [f["batch"] for f in memory if f["rows"] == most]
-        rows.append([f"Memory of a batch of {count(most)} rows beside its values", "constant",
-                     span(largest, "{:,.0f}") + " KiB"])
-    checkouts = []
-    for run in range(1, results.runs + 1):
-        for measurement in results.measurements("pool", "pool", run):
-            checkouts.append(measurement["series"][0]["median"] * 1e9 / measurement["operations"])
+    memory = [r["figures"] for run in runs for r in results.figures("sqlite", "memory", run)]
+    for rows_of_batch in sorted({f["rows"] for f in memory})[-2:]:
+        same = [f for f in memory if f["rows"] == rows_of_batch]
+        rows.append([f"Memory of a batch of {count(rows_of_batch)} rows beside its values", "constant",
+                     span([f["batch"] for f in same], "{:,.0f}") + " KiB; by hand " +
+                     span([f["batch_by_hand"] for f in same], "{:,.0f}") + " KiB"])
+    checkouts = [m["series"][0]["median"] * 1e9 / m["operations"]
+                 for run in runs for m in results.measurements("pool", "pool", run)]
     if checkouts:
-        rows.append(["Uncontended checkout from the pool, on this machine", "at most 100 ns",
-                     span(checkouts, "{:.0f}") + " ns"])
-    return table(["Other figures", "required", "measured"], rows)
+        rows.append(["Uncontended checkout from the pool", "at most 100 ns", span(checkouts, "{:.0f}") + " ns"])
+    return table(["Other figures, on this machine", "required", "measured"], rows) if rows else ""
 
 
 def measurement_table(measurement):
@@ -265,6 +285,24 @@ def measurement_table(measurement):
     return (f"{count(operations)} {unit}s a round, {rounds} rounds.\n\n" + table(header, rows))
 
 
+def compact_table(measurements):
+    """One line for each measurement and peer: what belongs together stays on one screen."""
+    rows = []
+    for m in measurements:
+        library = m["series"][0]
+        for series in m["series"][1:]:
+            ratio = series["library_to_this"]
+            row = [m["name"], series["name"], nanoseconds(library["median"], m["operations"]),
+                   nanoseconds(series["median"], m["operations"]), f"{ratio['of_medians']:.2f}",
+                   f"{ratio['pairs_median']:.2f} ({ratio['pairs_min']:.2f} – {ratio['pairs_max']:.2f})"]
+            if m["side_unit"]:
+                row[0] += f"; {m['side_unit']}: {count(middle(library['side']))}, {count(middle(series['side']))}"
+            rows.append(row)
+    unit, rounds = measurements[0]["unit"], len(measurements[0]["series"][0]["seconds"])
+    header = ["", "peer", f"vorn, ns per {unit}", f"peer, ns per {unit}", "medians", "pairs"]
+    return f"{rounds} rounds.\n\n" + table(header, rows)
+
+
 def figures_table(figures):
     names = ["batch", "batch_by_hand", "read", "read_by_hand"]
     return table(["rows, KiB at the peak"] + [name.replace("_", " ") for name in names],
@@ -285,7 +323,10 @@ def section(results, store, group, heading, text, plots):
         return ""
     parts = [f"## {heading}\n", text + "\n", f"    {results.command(store, group)}\n"]
     parts += [f"![{heading}](plots/{plot}.svg)\n" for plot in plots]
-    parts += [measurement_table(measurement) for measurement in measurements]
+    if len(measurements) > 5:
+        parts.append(compact_table(measurements))
+    else:
+        parts += [measurement_table(measurement) for measurement in measurements]
     if figures:
         parts.append(figures_table(figures))
     if group == "session":
@@ -294,7 +335,7 @@ def section(results, store, group, heading, text, plots):
 
 
 PREAMBLE = """# Benchmarks
-
+{warning}
 Only the ratios below are claimed: they compare the library with a peer in the same run. Absolute times are this
 machine's and serve to reproduce, not to promise.
 
@@ -309,9 +350,12 @@ from round to round, after a round that does not count; the tables show the medi
 the greatest. *Of the medians* divides the library's median by the peer's; *pairs* divides round by round and shows
 the median of these ratios: what slows the machine for a while slows both. Every competitor's data are checked to be
 the same. On SQLite each competitor gets a fresh file in each round, with the same settings, read back through each
-interface before anything is measured: {settings}. The library is linked as its users link it, as `libvorn.so`.
+interface before anything is measured. The library is linked as its users link it, as `libvorn.so`.
 
-**Peers.** Debian's own packages: SQLite's C interface, SQLiteCpp (`libsqlitecpp-dev`), SOCI (`libsoci-dev`).
+**Settings of every connection to SQLite.** {settings}.
+
+{server}**Peers.** Debian's own packages: SQLite's C interface, SQLiteCpp (`libsqlitecpp-dev`), SOCI (`libsoci-dev`),
+libpq and libpqxx (`libpqxx-dev`).
 sqlite_orm is in no package of Debian 12 and is not measured.
 
 All of this page: `scripts/bench{options}`. The command under each heading repeats that section alone, once
@@ -324,7 +368,11 @@ def page(arguments, results):
     settings = ", ".join(f"{name} {value}" for name, value in facts.items())
     runs = (f"The range over {results.runs} runs; the tables further down are those of the first."
             if results.runs > 1 else "One run; `scripts/bench --runs 3` shows the range over three.")
-    text = PREAMBLE.format(claims=claims_table(results), other=other_claims(results), runs=runs,
+    server = results.facts("postgres")
+    server = "**PostgreSQL.** " + ", ".join(f"{k}: {v}" for k, v in server.items()) + ".\n\n" if server else ""
+    quick = any(" --quick" in command for command in results.commands)
+    warning = "\n**A smoke run on small data: the figures mean nothing.**\n" if quick else ""
+    text = PREAMBLE.format(warning=warning, server=server, claims=claims_table(results), other=other_claims(results), runs=runs,
                            machine=machine(arguments, results), settings=settings,
                            options=f" --runs {results.runs}" if results.runs > 1 else "")
     return "\n".join([text] + [part for part in (section(results, *s) for s in SECTIONS) if part])
@@ -341,6 +389,7 @@ set key top left Left reverse samplen 2 spacing 1.2
 set style line 1 lc rgb '#0b5fa5' lw 2.5 pt 7 ps 0.8
 set style line 2 lc rgb '#d9822b' lw 2 pt 5 ps 0.8
 set style line 3 lc rgb '#0b5fa5' lw 2 dt 2 pt 6 ps 0.8
+set style line 5 lc rgb '#7a7a7a' lw 1.5 dt 3 pt 9 ps 0.8
 set style line 4 lc rgb '#d9822b' lw 2 dt 2 pt 4 ps 0.8
 """
 
@@ -369,8 +418,8 @@ def bars(measurement, index):
                      series["max"] * scale, 0 if position == 0 else 1, label(series["name"])])
     most = max(row[3] for row in rows)
     script = data_block(f"d{index}", rows)
-    script += f"set title '{measurement['name']}' font ',14'\nset xlabel 'ns per {measurement['unit']} (bars: median; " \
-              f"lines: least to greatest round)'\n"
+    script += f"set title '{measurement['name']}' font ',14'\nset xlabel 'ns per {measurement['unit']} " \
+              f"(bars: median; lines: least to greatest round)'\n"
     script += f"set xrange [0:{most * 1.12}]\nset yrange [0.4:{len(rows) + 0.6}]\n"
     script += "set style fill solid 0.85 noborder\nunset key\n"
     script += (f"plot $d{index} using ($2*0.5):1:($2*0.5):(0.32):($5 == 0 ? 0x0b5fa5 : 0xb8b8b8):ytic(6) "
@@ -416,7 +465,7 @@ def plot_sweep(directory, results, group, xlabel, ylabel, amount=lambda x: 1):
               "set format x '%.0s%c'\nset format y '%.0s%c'\nset key bottom right\n")
     everything = []
     for what in ("batch", "read"):
-        for peer in (0, 1):
+        for peer in (0, 1, 2):
             rows = sweep_rows(measurements, what, peer, amount)
             everything += rows
             script += data_block(f"{what}{peer}", rows)
@@ -428,7 +477,8 @@ def plot_sweep(directory, results, group, xlabel, ylabel, amount=lambda x: 1):
     for what in ("batch", "read"):
         script += f"set title '{what}' font ',14'\n"
         script += (f"plot ${what}0 using ($1*0.97):2:3:4 with yerrorlines ls 1 title 'vorn', "
-                   f"${what}1 using ($1*1.03):2:3:4 with yerrorlines ls 2 title 'C interface'\n")
+                   f"${what}1 using ($1*1.03):2:3:4 with yerrorlines ls 2 title 'C, prepared each time', "
+                   f"${what}2 using ($1*1.06):2:3:4 with yerrorlines ls 5 title 'C, prepared once'\n")
     plot(directory, group, "900,400", script + "unset multiplot\n")
 
 
@@ -437,7 +487,7 @@ def plot_threads(directory, results):
     if not measurements:
         return
     script = ("set multiplot layout 1,2\nset logscale x 2\nset format y '%.0s%c'\nset xlabel 'readers'\n"
-              "set ylabel 'rows read a second, all readers together'\nset key bottom left\n")
+              "set ylabel 'rows read a second, all readers together'\nset key bottom right\n")
     highest = 0
     for writers in (0, 1):
         for peer in (0, 1):
@@ -474,9 +524,9 @@ def plot_memory(directory, results):
 
 
 def plot_all(directory, results):
-    for name, store in (("rendering", "rendering"), ("read", "sqlite"), ("write", "sqlite"), ("batch", "sqlite"),
-                        ("lookup", "sqlite")):
-        plot_bars(directory, results, name, store, name)
+    for store, group in (("rendering", "rendering"), ("sqlite", "read"), ("sqlite", "write"), ("sqlite", "batch"),
+                         ("sqlite", "lookup"), ("postgres", "batch"), ("postgres", "read"), ("postgres", "threads")):
+        plot_bars(directory, results, f"postgres_{group}" if store == "postgres" else group, store, group)
     plot_sweep(directory, results, "rows", "rows a statement", "rows a second")
     plot_sweep(directory, results, "columns", "columns", "values a second")
     plot_sweep(directory, results, "text", "bytes of each text", "rows a second")
@@ -489,6 +539,7 @@ def main():
     for name in ("results", "build", "output"):
         parser.add_argument("--" + name, type=pathlib.Path, required=True)
     parser.add_argument("--directory", required=True, help="where the data files were")
+    parser.add_argument("--load", required=True, help="the load average before the measurements")
     arguments = parser.parse_args()
     results = Results(arguments.results)
     plots = arguments.output / "plots"

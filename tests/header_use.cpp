@@ -6,12 +6,11 @@
 
 [[maybe_unused]] static std::string useConditions(CVORNTable t, CVORNCriterionItem a, CVORNCriterionItem b) {
   const CVORNSelector sub;
-  const CVORNCriterion conditions[] = {
-      t["level"] == 3,  t["name"] == "disk", t["on"] == 'y',    t["id"] == 5L,          a == b,
-      t["level"] != 0,  t["name"] != "disk", t["on"] != 'y',    t["id"] != 5UL,         a != b,
-      t["level"] <= 0,  t["name"] <= "disk", t["x"] == 1.5F,    t["id"] == 5U,          t["x"] != 1.5,
-      t["level"] >= 65, t["name"] >= "disk", t["x"] <= sub,     t["name"].like("a%"),   a == t["b"],
-      t["id"].in(sub),  t["id"].in("1,2"),   t["id"].notIn(""), t["a"] == std::string()};
+  const CVORNCriterion conditions[] = {t["level"] == 3,  t["name"] == "disk", t["on"] == 'y',    t["id"] == 5L,          a == b,
+                                       t["level"] != 0,  t["name"] != "disk", t["on"] != 'y',    t["id"] != 5UL,         a != b,
+                                       t["level"] <= 0,  t["name"] <= "disk", t["x"] == 1.5F,    t["id"] == 5U,          t["x"] != 1.5,
+                                       t["level"] >= 65, t["name"] >= "disk", t["x"] <= sub,     t["name"].like("a%"),   a == t["b"],
+                                       t["id"].in(sub),  t["id"].in("1,2"),   t["id"].notIn(""), t["a"] == std::string()};
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wparentheses"
   return (t["x"] == 1 && t["y"] <= 9 || t["z"].in("1,2")).toString() + conditions[0].toString();

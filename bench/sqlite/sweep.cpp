@@ -93,11 +93,21 @@ void bindRow(RawStore& store, sqlite3_stmt* statement, const Table& table, std::
   }
 }
 
-void insertRows(RawStore& store, const Table& table) {
-  const RawStore::Statement statement = store.prepare(table.insertText());
+void insertRows(RawStore& store, sqlite3_stmt* statement, const Table& table) {
   for (std::size_t row = 0; row < table.rows; ++row) {
-    bindRow(store, statement.get(), table, row);
-    store.check(sqlite3_step(statement.get()), SQLITE_DONE);
+    bindRow(store, statement, table, row);
+    store.check(sqlite3_step(statement), SQLITE_DONE);
+    store.check(sqlite3_reset(statement));
+  }
+}
+
+/// Calls `use` with a statement for each repetition, the same one or a new one each time.
+template <typename Use>
+void repeat(RawStore& store, const Table& table, const std::string& text, bool keep, const Use& use) {
+  RawStore::Statement statement = store.prepare(text);
+  for (std::size_t i = 0; i < table.statements; ++i) {
+    if (i > 0 && !keep) statement = store.prepare(text);
+    use(statement.get());
     store.check(sqlite3_reset(statement.get()));
   }
 }
@@ -157,6 +167,9 @@ Workload makeWorkload(const char* what, const std::string& sweep, double x, cons
   return workload;
 }
 
+constexpr const char* kPreparedEachTime = "C, prepared each time";
+constexpr const char* kPreparedOnce = "C, prepared once";
+
 void addBatches(Workload& workload, DataFiles& files, const Table& table, const BatchInserter& batch) {
   const auto yes = InTransaction::Yes;
   workload.add<FileCompetitor<LibraryStore>>("vorn", files, yes, table.verification(),
@@ -165,12 +178,15 @@ void addBatches(Workload& workload, DataFiles& files, const Table& table, const 
                                                  LibraryStore::check(store.db().ExecBatchInserter(batch));
                                                return 0U;
                                              });
-  workload.add<FileCompetitor<RawStore>>("C interface", files, yes, table.verification(),
-                                         [&table](RawStore& store) {
-                                           for (std::size_t i = 0; i < table.statements; ++i)
-                                             insertRows(store, table);
-                                           return 0U;
-                                         });
+  for (const bool keep : {false, true}) {
+    workload.add<FileCompetitor<RawStore>>(
+        keep ? kPreparedOnce : kPreparedEachTime, files, yes, table.verification(),
+        [&table, keep](RawStore& store) {
+          repeat(store, table, table.insertText(), keep,
+                 [&](sqlite3_stmt* statement) { insertRows(store, statement, table); });
+          return 0U;
+        });
+  }
 }
 
 void addReads(Workload& workload, DataFiles& files, const Table& table, const CVORNSelector& selector) {
@@ -184,14 +200,16 @@ void addReads(Workload& workload, DataFiles& files, const Table& table, const CV
     }
     return target.sum;
   });
-  workload.add<FileCompetitor<RawStore>>("C interface", files, no, "",
-                                         [&table, text = selector.toString()](RawStore& store) {
-                                           Target target;
-                                           for (std::size_t i = 0; i < table.statements; ++i) {
-                                             stepThrough(store, store.prepare(text).get(), table, target);
-                                           }
-                                           return target.sum;
-                                         });
+  for (const bool keep : {false, true}) {
+    workload.add<FileCompetitor<RawStore>>(keep ? kPreparedOnce : kPreparedEachTime, files, no, "",
+                                           [&table, keep, text = selector.toString()](RawStore& store) {
+                                             Target target;
+                                             repeat(store, table, text, keep, [&](sqlite3_stmt* statement) {
+                                               stepThrough(store, statement, table, target);
+                                             });
+                                             return target.sum;
+                                           });
+  }
 }
 
 /// Measures one point of a sweep: a batch and a read of the same table.
@@ -204,7 +222,9 @@ void measurePoint(Harness& harness, Scratch& scratch, const std::string& sweep, 
   harness.measure(batches);
 
   const CVORNSelector selector = table.selector();
-  DataFiles filled(scratch, table.schema(), [&table](RawStore& store) { insertRows(store, table); });
+  DataFiles filled(scratch, table.schema(), [&table](RawStore& store) {
+    insertRows(store, store.prepare(table.insertText()).get(), table);
+  });
   Workload reads = makeWorkload("read", sweep, x, unit, operations);
   addReads(reads, filled, table, selector);
   harness.measure(reads);

@@ -118,8 +118,8 @@ TEST_F(BatchTest, PassesItsColumnsAsReadOnlyReferences) {
     for (const auto& [name, column] : *static_cast<const vorn::ParamRefMap*>(parameters->object)) {
       const vorn::ContainerRecord& record = *column.type.record;
       found += ' ' + name;
-      for (const std::size_t number : {std::size_t{column.type.code}, std::size_t{column.type.flags},
-                                       std::size_t{record.elementCode}, record.count(column.object)}) {
+      for (const std::size_t number :
+           {std::size_t{column.type.code}, std::size_t{column.type.flags}, std::size_t{record.elementCode}, record.count(column.object)}) {
         found += '/' + std::to_string(number);
       }
       EXPECT_TRUE(name != "l" || static_cast<long*>(record.first(column.object))[1] == 2);
@@ -140,15 +140,14 @@ const vorn::ContainerRecord& recordOf() {
 template <typename Vector>
 struct RegistryTest : ::testing::Test {};
 
-using VectorTypes = ::testing::Types<std::vector<std::string>, std::vector<long>, std::vector<unsigned long>,
-                                     std::vector<float>, std::vector<double>>;
+using VectorTypes =
+    ::testing::Types<std::vector<std::string>, std::vector<long>, std::vector<unsigned long>, std::vector<float>, std::vector<double>>;
 TYPED_TEST_SUITE(RegistryTest, VectorTypes);
 
 TYPED_TEST(RegistryTest, MakesOneRecordForAllThreads) {
   std::vector<const vorn::ContainerRecord*> records(8);
   std::vector<std::thread> threads(8);
-  for (std::size_t i = 0; i < 8; ++i)
-    threads[i] = std::thread([&, i] { records[i] = &recordOf<TypeParam>(); });
+  for (std::size_t i = 0; i < 8; ++i) threads[i] = std::thread([&, i] { records[i] = &recordOf<TypeParam>(); });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(std::set<const vorn::ContainerRecord*>(records.begin(), records.end()).size(), 1u);
 }
@@ -164,9 +163,7 @@ TYPED_TEST(RegistryTest, WorksOnTheContainerThroughItsRecord) {
   const auto walkBack = [&] {
     TypeParam elements;
     vorn::ContainerCursor* const cursor = record.makeLastCursor(container);
-    for (; cursor->element; record.previous(container, *cursor)) {
-      elements.push_back(*static_cast<Element*>(cursor->element));
-    }
+    for (; cursor->element; record.previous(container, *cursor)) { elements.push_back(*static_cast<Element*>(cursor->element)); }
     record.previous(container, *cursor);
     record.next(container, *cursor);
     EXPECT_EQ(cursor->element, nullptr);
@@ -189,9 +186,7 @@ TYPED_TEST(RegistryTest, WorksOnTheContainerThroughItsRecord) {
   while (record.count(container) > 3) record.removeLast(container);
   TypeParam elements;
   vorn::ContainerCursor cursor{record.first(container)};
-  for (; cursor.element; record.next(container, cursor)) {
-    elements.push_back(*static_cast<Element*>(cursor.element));
-  }
+  for (; cursor.element; record.next(container, cursor)) { elements.push_back(*static_cast<Element*>(cursor.element)); }
   EXPECT_EQ(elements, (TypeParam{zero, one, two}));
   EXPECT_EQ(walkBack(), (TypeParam{two, one, zero}));
   record.removeAll(container);

@@ -40,8 +40,8 @@ TEST_F(BuildersTest, Selector) {
     other.table("b"), other.orderBy("y"), other.select("z");
     s.limit(1, 0), s.orderBy("x"), s.compound(S(), COMPOUND_UNION), s.where(kLevel), s.table("a");
     s.compound(other, static_cast<ENUM_COMPOUND_OP>(op)), s.distinct(), s.select("z");
-    EXPECT_EQ(s.toString(), "select distinct z from a where (level=3) " + operators[op] +
-                                " select z from b order by y order by x LIMIT 1 OFFSET 0");
+    EXPECT_EQ(s.toString(),
+              "select distinct z from a where (level=3) " + operators[op] + " select z from b order by y order by x LIMIT 1 OFFSET 0");
   }
 }
 
@@ -59,8 +59,7 @@ TEST_F(BuildersTest, InserterAndUpdater) {
       {"update t=1 where (level=3)", [](U& u) { u.table("x"), u.table("t"), u.assign(1), u.where(kLevel); }},
       {"update  set a,o''b='''' where ", [](U& u) { u["a"]["o'b"].assign('\''), u.where(kNone); }},
       {"update  set a=4294967294,b=0", [](U& u) { u["a"].assign(4294967294U), u["b"].assign(4294967295U); }},
-      {"update  set a=4294967294,b=0",
-       [](U& u) { u["a"].assign(4294967294UL), u["b"].assign(4294967295UL); }},
+      {"update  set a=4294967294,b=0", [](U& u) { u["a"].assign(4294967294UL), u["b"].assign(4294967295UL); }},
       {"update  set a=-4,b=2.500000", [](U& u) { u["a"].assign(short{-4}), u["b"].assign(2.5F); }},
       {"update t set l=4 where ", [](U& u) { u.table("t"), u["a"].assign(1), u.clear(), u["l"].assign(4); }},
   });

@@ -9,9 +9,7 @@
 static bool nothrowNewFails = false;
 
 // Of what these tests run, the reader alone asks for memory in this way.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return nothrowNewFails ? nullptr : ::operator new(size);
-}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return nothrowNewFails ? nullptr : ::operator new(size); }
 
 namespace {
 
@@ -58,8 +56,7 @@ TEST_F(ExecutorTest, ChoosesTheSessionNameByFlagAndProcess) {
 TEST_F(ExecutorTest, ReportsEveryOutcome) {
   const vorn::ExecResult done, remark(0, 5, "remark"), failed(-3, 99, "broken"), silent(1, 77, {});
   const std::string write = "open default; execute default MiraDB:execWriteSQL:84 4 sql; close default";
-  const std::string read =
-      "trace @MiraDB:execReadSQL:55; open default; execute default MiraDB:execReadSQL:63 0 sql";
+  const std::string read = "trace @MiraDB:execReadSQL:55; open default; execute default MiraDB:execReadSQL:63 0 sql";
   const std::string insert =
       "open default; execute default MiraDB:ExecBatchInserter:147 1 insert into t (a) values({a}); close "
       "default";
@@ -112,11 +109,9 @@ TEST_F(ExecutorTest, RefusesWhatItCannotRun) {
   EXPECT_EQ(run('W'), 1u);
   EXPECT_EQ(takeEvents(), refused + "execWriteSQL! strSQL is empty string! @MiraDB:execWriteSQL:80");
   EXPECT_EQ(MIRAsqlDB(true).ExecBatchInserter(wordless), 1u);
-  EXPECT_EQ(takeEvents(),
-            refused + "ExecBatchInserter! strSQL is empty string! @MiraDB:ExecBatchInserter:97");
+  EXPECT_EQ(takeEvents(), refused + "ExecBatchInserter! strSQL is empty string! @MiraDB:ExecBatchInserter:97");
   EXPECT_EQ(run('I'), 0u) << "a batch without columns is a success";
-  EXPECT_EQ(takeEvents(),
-            "info scrubbed [VORNLib]ExecBatchInserter! paramMap is empty! @MiraDB:ExecBatchInserter:105");
+  EXPECT_EQ(takeEvents(), "info scrubbed [VORNLib]ExecBatchInserter! paramMap is empty! @MiraDB:ExecBatchInserter:105");
   batch["b"] << 1 << 2;
   batch["a"] << 1 << 2 << 3;
   EXPECT_EQ(run('I'), 1u);

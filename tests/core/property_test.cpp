@@ -43,9 +43,7 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
-void append(std::string& list, const std::string& opening, const std::string& part) {
-  list += (list.empty() ? opening : ",") + part;
-}
+void append(std::string& list, const std::string& opening, const std::string& part) { list += (list.empty() ? opening : ",") + part; }
 
 TEST_F(PropertyTest, Selector) {
   CVORNSelector s;
@@ -58,17 +56,14 @@ TEST_F(PropertyTest, Selector) {
     const std::string v = text(), more = tables.find(v) == std::string::npos ? v : "";
     const auto n = static_cast<unsigned>(number());
     const std::string numbers = " LIMIT " + std::to_string(n) + " OFFSET " + std::to_string(~n);
-    callOne([&] { s.table(v), more.empty() ? void() : append(tables, "", more); },
-            [&] { s.select(v), append(columns, "", escaped(v)); },
+    callOne([&] { s.table(v), more.empty() ? void() : append(tables, "", more); }, [&] { s.select(v), append(columns, "", escaped(v)); },
             [&] { s << vornMax(v), append(columns, "", " max(" + escaped(v) + ")"); },
-            [&] {
-              s.orderBy(v, n % 2 != 0), append(keys, " order by ", escaped(v) + (n % 2 != 0 ? "" : " DESC"));
-            },
+            [&] { s.orderBy(v, n % 2 != 0), append(keys, " order by ", escaped(v) + (n % 2 != 0 ? "" : " DESC")); },
             [&] { s.where(v), where = " where " + v; }, [&] { s.limit(n, ~n), limit = numbers; },
             [&] { s.distinct(), distinct = "distinct "; }, [&] { n % 4 == 0 ? clear() : void(); },
             [&] { s.compound(CVORNSelector(), COMPOUND_EXCEPT), compound = " EXCEPT select  *  from "; });
-    EXPECT_EQ(s.toString(), "select " + distinct + (columns.empty() ? " * " : columns) + " from " + tables +
-                                where + compound + keys + limit);
+    EXPECT_EQ(s.toString(),
+              "select " + distinct + (columns.empty() ? " * " : columns) + " from " + tables + where + compound + keys + limit);
   }
 }
 
@@ -80,20 +75,16 @@ TEST_F(PropertyTest, InserterAndUpdater) {
     i[name] << value, append(columns, " (", escaped(name)), append(values, " values(", rendered);
     u[name].assign(value), append(assignments, " set ", escaped(name) + "=" + rendered);
   };
-  const auto clear = [&] {
-    i.clear(), u.clear(), columns.clear(), values.clear(), assignments.clear(), where = " where ";
-  };
+  const auto clear = [&] { i.clear(), u.clear(), columns.clear(), values.clear(), assignments.clear(), where = " where "; };
   for (int call = 0; call < 4000 && !HasFailure(); ++call) {
     const std::string name = text(), v = text();
     const long n = number();
-    callOne(
-        [&] { i.table(name), u.table(name), table = name; }, [&] { add(name, v, "'" + escaped(v) + "'"); },
-        [&] { add(name, v.c_str(), "'" + escaped(v.c_str()) + "'"); },
-        [&] { add(name, v[0], "'" + escaped({v[0]}) + "'"); }, [&] { add(name, n, std::to_string(n)); },
-        [&] { add(name, CVORNNull(), "NULL"); },
-        [&] { add(name, static_cast<unsigned long>(n), std::to_string(n < 0 || n > 4294967294 ? 0 : n)); },
-        [&] { add(name, static_cast<double>(n), std::to_string(static_cast<double>(n))); },
-        [&] { u.where(name), where = " where " + name; }, [&] { n % 4 == 0 ? clear() : void(); });
+    callOne([&] { i.table(name), u.table(name), table = name; }, [&] { add(name, v, "'" + escaped(v) + "'"); },
+            [&] { add(name, v.c_str(), "'" + escaped(v.c_str()) + "'"); }, [&] { add(name, v[0], "'" + escaped({v[0]}) + "'"); },
+            [&] { add(name, n, std::to_string(n)); }, [&] { add(name, CVORNNull(), "NULL"); },
+            [&] { add(name, static_cast<unsigned long>(n), std::to_string(n < 0 || n > 4294967294 ? 0 : n)); },
+            [&] { add(name, static_cast<double>(n), std::to_string(static_cast<double>(n))); },
+            [&] { u.where(name), where = " where " + name; }, [&] { n % 4 == 0 ? clear() : void(); });
     EXPECT_EQ(i.toString(), "insert into " + table + columns + (columns.empty() ? "" : ")") + values + ")");
     EXPECT_EQ(u.toString(), "update " + table + assignments + where);
   }

@@ -44,8 +44,7 @@ struct ReaderTest : scripted::PlatformTest {
       result.precision(17);
       if (null) result << '!';
       if (value != initial) result << value;
-      EXPECT_EQ(result.str(), decode(token.substr(arrow + 1)).text())
-          << token << " as " << typeid(Value).name();
+      EXPECT_EQ(result.str(), decode(token.substr(arrow + 1)).text()) << token << " as " << typeid(Value).name();
       EXPECT_EQ(behind, 5);
     }
   }

@@ -48,8 +48,7 @@ std::string program(const std::string& name) {
 
 }  // namespace
 
-PostgresServer::PostgresServer(Unmade)
-    : m_directory(std::filesystem::temp_directory_path() / "vorn-server-XXXXXX"), m_port(freePort()) {
+PostgresServer::PostgresServer(Unmade) : m_directory(std::filesystem::temp_directory_path() / "vorn-server-XXXXXX"), m_port(freePort()) {
   if (mkdtemp(m_directory.data()) == nullptr) throw std::runtime_error("mkdtemp");
   m_data = m_directory + "/data";
   if (const passwd* user = serverUser()) {
@@ -59,14 +58,13 @@ PostgresServer::PostgresServer(Unmade)
 }
 
 PostgresServer::PostgresServer(const std::string& settings) : PostgresServer(Unmade()) {
-  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256",
-           "--pwfile", m_directory + "/password"});
+  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256", "--pwfile",
+           m_directory + "/password"});
   configure("fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\n" + settings);
   start();
 }
 
-std::unique_ptr<PostgresServer> PostgresServer::standbyOf(const PostgresServer& primary,
-                                                          const std::string& settings) {
+std::unique_ptr<PostgresServer> PostgresServer::standbyOf(const PostgresServer& primary, const std::string& settings) {
   std::unique_ptr<PostgresServer> standby(new PostgresServer(Unmade()));
   standby->execute({"pg_basebackup", "-D", standby->m_data, "-R", "-c", "fast", "-d", primary.url()});
   standby->configure(settings);
@@ -82,8 +80,7 @@ PostgresServer::~PostgresServer() {
 
 void PostgresServer::configure(const std::string& settings) const {
   std::ofstream(m_data + "/postgresql.conf", std::ios::app)
-      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory
-      << "'\n"
+      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory << "'\n"
       << settings;
 }
 
@@ -102,9 +99,7 @@ void PostgresServer::stop(int signal) {
   m_process = -1;
 }
 
-void PostgresServer::promote() const {
-  execute({"pg_ctl", "promote", "-D", m_data});
-}
+void PostgresServer::promote() const { execute({"pg_ctl", "promote", "-D", m_data}); }
 
 std::string PostgresServer::url(const std::string& database) const {
   return std::string("postgresql://vorn:") + kPassword + "@" + host() + "/" + database;
@@ -119,9 +114,7 @@ std::string PostgresServer::freshDatabase() {
 std::string PostgresServer::query(const std::string& sql, const std::string& database) const {
   const std::unique_ptr<PGconn, void (*)(PGconn*)> connection(PQconnectdb(url(database).c_str()), PQfinish);
   const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(connection.get(), sql.c_str()), PQclear);
-  if (PQresultStatus(result.get()) > PGRES_TUPLES_OK) {
-    throw std::runtime_error(sql + ": " + PQerrorMessage(connection.get()));
-  }
+  if (PQresultStatus(result.get()) > PGRES_TUPLES_OK) { throw std::runtime_error(sql + ": " + PQerrorMessage(connection.get())); }
   return PQntuples(result.get()) == 0 ? "" : PQgetvalue(result.get(), 0, 0);
 }
 
@@ -138,9 +131,7 @@ pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
   dup2(log, STDOUT_FILENO);
   dup2(log, STDERR_FILENO);
   for (int file = 3; file < 256; ++file) close(file);
-  if (user != nullptr &&
-      (setgroups(0, nullptr) != 0 || setgid(user->pw_gid) != 0 || setuid(user->pw_uid) != 0))
-    _exit(1);
+  if (user != nullptr && (setgroups(0, nullptr) != 0 || setgid(user->pw_gid) != 0 || setuid(user->pw_uid) != 0)) _exit(1);
   prctl(PR_SET_PDEATHSIG, SIGQUIT);
   execv(path.c_str(), arguments.data());
   _exit(127);

@@ -13,8 +13,7 @@ class PostgresServer {
   /// Makes an empty cluster and starts it. @param settings  lines for postgresql.conf
   explicit PostgresServer(const std::string& settings = "");
   /// Makes and starts a hot standby of a running server.
-  static std::unique_ptr<PostgresServer> standbyOf(const PostgresServer& primary,
-                                                   const std::string& settings = "");
+  static std::unique_ptr<PostgresServer> standbyOf(const PostgresServer& primary, const std::string& settings = "");
   ~PostgresServer();
   PostgresServer(const PostgresServer&) = delete;
   PostgresServer& operator=(const PostgresServer&) = delete;

@@ -32,18 +32,17 @@ TEST_F(PostgresStore, UrlsAreCheckedBeforeAnythingIsOpened) {
   const struct {
     const char* url;
     std::string outcome;
-  } cases[] = {
-      {"postgresql://h1:1,h2:2/db?target_session_attrs=read-write&pool_size=3", kSuccess},
-      {"postgresql://me:p%40ss@[::1]:5432/d%20b?options=-c%20geqo%3Doff&sslmode=verify-full", kSuccess},
-      {"postgresql://?host=%2Fvar%2Frun&ssl=true", kSuccess},
-      {"postgresql:host=h", invalid},
-      {"postgresql://h:1,geheim:70000/", invalid},
-      {"postgresql://u:geheim@h/d?colour=red", invalid},
-      {"postgresql://u:geheim@h/d?sslmode=maybe", invalid},
-      {"postgresql://u:geheim@h/d?target_session_attrs=best", invalid},
-      {"postgresql://u:geheim@h/d?connect_timeout=soon", invalid},
-      {"postgresql://u:geheim@h/d?client_encoding=LATIN1", invalid},
-      {"postgresql://u:geheim@h/d?application_name=a%00b", invalid}};
+  } cases[] = {{"postgresql://h1:1,h2:2/db?target_session_attrs=read-write&pool_size=3", kSuccess},
+               {"postgresql://me:p%40ss@[::1]:5432/d%20b?options=-c%20geqo%3Doff&sslmode=verify-full", kSuccess},
+               {"postgresql://?host=%2Fvar%2Frun&ssl=true", kSuccess},
+               {"postgresql:host=h", invalid},
+               {"postgresql://h:1,geheim:70000/", invalid},
+               {"postgresql://u:geheim@h/d?colour=red", invalid},
+               {"postgresql://u:geheim@h/d?sslmode=maybe", invalid},
+               {"postgresql://u:geheim@h/d?target_session_attrs=best", invalid},
+               {"postgresql://u:geheim@h/d?connect_timeout=soon", invalid},
+               {"postgresql://u:geheim@h/d?client_encoding=LATIN1", invalid},
+               {"postgresql://u:geheim@h/d?application_name=a%00b", invalid}};
   for (const auto& each : cases) {
     const vorn::ExecResult result = vorn::bindStore("default", each.url);
     EXPECT_EQ(describe(result.errorCode()), each.outcome) << each.url;
@@ -52,11 +51,9 @@ TEST_F(PostgresStore, UrlsAreCheckedBeforeAnythingIsOpened) {
 }
 
 TEST_F(PostgresStore, OptionsOfTheUriReachTheServer) {
-  useStore(m_url +
-           "?application_name=a%26b%3Dc%20%25&options=-c%20datestyle%3DGerman%20-c%20bytea_output%3Descape");
+  useStore(m_url + "?application_name=a%26b%3Dc%20%25&options=-c%20datestyle%3DGerman%20-c%20bytea_output%3Descape");
   EXPECT_EQ(rowsOf(db, "show application_name"), "a&b=c %");
-  EXPECT_EQ(rowsOf(db, "select date '2024-02-03', '\\x00ff5c'::bytea", 2),
-            std::string("2024-02-03|\0\xff\\", 14));
+  EXPECT_EQ(rowsOf(db, "select date '2024-02-03', '\\x00ff5c'::bytea", 2), std::string("2024-02-03|\0\xff\\", 14));
 }
 
 TEST_F(PostgresStore, ValuesHaveOneTextForm) {
@@ -85,8 +82,7 @@ TEST_F(PostgresStore, ValuesHaveOneTextForm) {
                {"'it''s \\n'", "it's \\n"},
                {"'x'::char(3)", "x  "}};
   ASSERT_EQ(run(db, "set timezone to 'UTC'"), kSuccess);
-  for (const auto& each : cases)
-    EXPECT_EQ(rowsOf(db, std::string("select ") + each.sql), each.text) << each.sql;
+  for (const auto& each : cases) EXPECT_EQ(rowsOf(db, std::string("select ") + each.sql), each.text) << each.sql;
 }
 
 TEST_F(PostgresStore, RefusalsHaveCodesAndLeaveNothing) {
@@ -178,34 +174,28 @@ TEST_F(PostgresStore, BatchGoesWhereTheInsertWouldGo) {
   } cases[] = {{"p", R"(create table p(n int) partition by range(n);
                create table p1 partition of p for values from (0) to (2); create table p2 partition of p default)",
                 "select tableoid::regclass, n from p order by n", "p1|1;p2|2"},
-               {"v", "create table tv(n int, m int default 7); create view v as select n, m from tv",
-                "select m, n from tv", "7|1;7|2"},
+               {"v", "create table tv(n int, m int default 7); create view v as select n, m from tv", "select m, n from tv", "7|1;7|2"},
                {"r", R"(create table r(n int); create table rl(n int);
                create rule x as on insert to r do also insert into rl values(new.n))",
                 "select r.n, rl.n from r join rl using(n)", "1|1;2|2"},
                {"i", R"(create table ib(n int); create rule y as on insert to ib do instead nothing;
                create view i as select * from ib)",
                 "select n, n from ib", ""},
-               {"d", "create table d(n int default 3, z int generated always as identity)",
-                "select n, z > 0 from d", "1|true;2|true"},
-               {"\"Q t\"", "create table \"Q t\"(n numeric(5,2), e int[])", "select n, e from \"Q t\"",
-                "1.00|~;2.00|~"},
+               {"d", "create table d(n int default 3, z int generated always as identity)", "select n, z > 0 from d", "1|true;2|true"},
+               {"\"Q t\"", "create table \"Q t\"(n numeric(5,2), e int[])", "select n, e from \"Q t\"", "1.00|~;2.00|~"},
                {"tr", R"(create table tr(n int);
                 create function f() returns trigger language plpgsql as 'begin new.n = new.n * 10; return new; end';
                 create trigger g before insert on tr for each row execute function f())",
                 "select n, n from tr", "10|10;20|20"},
                {"b", "create table b(n bool)", nullptr, "postgresql 22P02 invalid_text_representation"},
                {"nowhere", "select 1", nullptr, "postgresql 42P01 undefined_table"},
-               {"ga", "create table ga(n int generated always as identity)", nullptr,
-                "postgresql 428C9 generated_always"}};
+               {"ga", "create table ga(n int generated always as identity)", nullptr, "postgresql 428C9 generated_always"}};
   for (const auto& each : cases) {
     sharedPostgresServer().query(each.define, m_url.substr(m_url.rfind('/') + 1));
     for (const bool nested : {true, false}) {
       if (nested) db->beginTransaction();
-      EXPECT_EQ(batch(each.target, "n", 1L, 2L), each.contents == nullptr ? each.outcome : kSuccess)
-          << each.target;
-      EXPECT_EQ(rowsOf(db, each.contents == nullptr ? "select 1" : each.contents, 2),
-                each.contents == nullptr ? "1|~" : each.outcome)
+      EXPECT_EQ(batch(each.target, "n", 1L, 2L), each.contents == nullptr ? each.outcome : kSuccess) << each.target;
+      EXPECT_EQ(rowsOf(db, each.contents == nullptr ? "select 1" : each.contents, 2), each.contents == nullptr ? "1|~" : each.outcome)
           << each.target << ": also a transaction survives";
       if (nested) db->rollbackTransaction();
     }
@@ -232,8 +222,7 @@ TEST_F(PostgresStore, BatchValuesAreExactOnEveryRoad) {
   ASSERT_EQ(run(db, "create view v as select * from t"), kSuccess);
   std::string all;
   for (int byte = 1; byte < 128; ++byte) all += static_cast<char>(byte);
-  const std::vector<std::string> texts = {
-      all, "", "NULL", "\\N", std::string(70000, '\\') + "\n", "\xf0\x9f\x98\x80{}"};
+  const std::vector<std::string> texts = {all, "", "NULL", "\\N", std::string(70000, '\\') + "\n", "\xf0\x9f\x98\x80{}"};
   const double infinity = std::numeric_limits<double>::infinity();
   const std::vector<double> reals = {0.1, -infinity, std::nan(""), 5e-324, -0.0, 1e22};
   const std::vector<float> floats = {0.1F, 16777216.F, std::nanf(""), 1e-45F, -3.4028235e38F, 1.0F / 3};
@@ -275,8 +264,7 @@ TEST_F(PostgresStore, BatchRefusedForAValueLeavesNothingAndTheTransaction) {
     const std::string encoding = "postgresql 22021 character_not_in_repertoire";
     EXPECT_EQ(batch(target, "s", good, std::string("a\0b", 3)), encoding) << target;
     EXPECT_EQ(batch(target, "s", good, std::string("a\xff")), encoding) << target;
-    EXPECT_EQ(batch(target, "s", good, std::string("toolong")),
-              "postgresql 22001 string_data_right_truncation");
+    EXPECT_EQ(batch(target, "s", good, std::string("toolong")), "postgresql 22001 string_data_right_truncation");
     EXPECT_EQ(batch(target, "n", 1UL, 9223372036854775808UL), "postgresql 22003 numeric_value_out_of_range");
     EXPECT_EQ(batch(target, "x", 1L), "postgresql 42703 undefined_column");
     EXPECT_EQ(batch(target, "n", 1.0, 1.5), "postgresql 22P02 invalid_text_representation");

@@ -61,8 +61,7 @@ class DataSession::Impl {
     return scripted::nextResult();
   }
 
-  ExecResult execute(const std::string& id, SqlKind kind, const std::string& sql,
-                     const TypedRef* parameters) {
+  ExecResult execute(const std::string& id, SqlKind kind, const std::string& sql, const TypedRef* parameters) {
     record("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
     if (platform().onExecute) platform().onExecute(sql, parameters);
     return scripted::nextResult();
@@ -81,25 +80,17 @@ DataSession::~DataSession() {
   --platform().openSessions;
 }
 
-ExecResult DataSession::beginTransaction() {
-  return m_impl->act("begin");
-}
+ExecResult DataSession::beginTransaction() { return m_impl->act("begin"); }
 
-ExecResult DataSession::commit() {
-  return m_impl->act("commit");
-}
+ExecResult DataSession::commit() { return m_impl->act("commit"); }
 
-ExecResult DataSession::rollback() {
-  return m_impl->act("rollback");
-}
+ExecResult DataSession::rollback() { return m_impl->act("rollback"); }
 
-ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql,
-                                NoParametersType) {
+ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, NoParametersType) {
   return m_impl->execute(id, kind, sql, nullptr);
 }
 
-ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql,
-                                const TypedRef& parameters) {
+ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, const TypedRef& parameters) {
   return m_impl->execute(id, kind, sql, &parameters);
 }
 
@@ -126,28 +117,19 @@ void Logger::info(const std::string& text, const SourceLocation& location) {
   platform().logs.push_back({LogLevel::Info, 0, text, location});
 }
 
-std::string LogScrubber::scrub(const std::string& text) {
-  return scripted::kScrubbed + text;
-}
+std::string LogScrubber::scrub(const std::string& text) { return scripted::kScrubbed + text; }
 
-FunctionTrace::FunctionTrace(const SourceLocation& location) {
-  platform().events.push_back("trace" + scripted::place(location));
-}
+FunctionTrace::FunctionTrace(const SourceLocation& location) { platform().events.push_back("trace" + scripted::place(location)); }
 
 std::uint32_t currentProcessId() {
   ++platform().processIdCalls;
   return platform().processId;
 }
 
-std::string escapeSingleQuotes(const std::string& text) {
-  return scripted::doubleQuotes(text);
-}
-std::string escapeLikePattern(const std::string& pattern) {
-  return scripted::doubleQuotes(pattern);
-}
+std::string escapeSingleQuotes(const std::string& text) { return scripted::doubleQuotes(text); }
+std::string escapeLikePattern(const std::string& pattern) { return scripted::doubleQuotes(pattern); }
 
-int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format,
-               ...) {
+int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format, ...) {
   if (platform().snprintfFails || maximumCount >= destinationSize) {
     destination[0] = '\0';
     return -1;

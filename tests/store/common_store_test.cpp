@@ -56,20 +56,11 @@ auto onAnotherThread(Work work) {
 }
 
 TEST_P(CommonStore, KeepsEveryValueThroughInserterAndReader) {
-  const std::string texts[] = {"plain",
-                               "it's",
-                               "''",
-                               "a;b--c",
-                               "{id}",
-                               "%_\\",
-                               "\xc3\xa4\xe2\x82\xac",
-                               "line\nbreak",
-                               "  two blanks lead",
-                               std::string(200, 'x')};
+  const std::string texts[] = {
+      "plain", "it's", "''", "a;b--c", "{id}", "%_\\", "\xc3\xa4\xe2\x82\xac", "line\nbreak", "  two blanks lead", std::string(200, 'x')};
   long id = std::numeric_limits<long>::min() + 1;
   for (const std::string& text : texts) EXPECT_EQ(insert(id++, text), 0U);
-  EXPECT_EQ(insert(std::numeric_limits<long>::max(), "largest", std::numeric_limits<int>::min(), -1234567.5),
-            0U);
+  EXPECT_EQ(insert(std::numeric_limits<long>::max(), "largest", std::numeric_limits<int>::min(), -1234567.5), 0U);
 
   CVORNReader reader;
   ASSERT_EQ(db->execReadSQL(raw("select id, name, level, ratio from alarm order by id"), reader), 0U);
@@ -112,10 +103,9 @@ TEST_P(CommonStore, MarksNullsAndReadsBooleans) {
 TEST_P(CommonStore, FailuresHaveACodeAndADetailAndLeaveTheStoreUsable) {
   ASSERT_EQ(insert(1, "first"), 0U);
   const std::string tooMany = "insert into alarm (id) values(2); delete from alarm";
-  for (const std::string& sql :
-       {std::string("selec 1"), std::string("insert into nowhere values(1)"), tooMany,
-        std::string("insert into alarm (id) values(3)\0", 33), std::string(" -- nothing"),
-        std::string("insert into alarm (id, name) values(4, 'first')")}) {
+  for (const std::string& sql : {std::string("selec 1"), std::string("insert into nowhere values(1)"), tooMany,
+                                 std::string("insert into alarm (id) values(3)\0", 33), std::string(" -- nothing"),
+                                 std::string("insert into alarm (id, name) values(4, 'first')")}) {
     const unsigned long code = db->execWriteSQL(raw(sql));
     EXPECT_GT(code, 1U) << sql;
     EXPECT_FALSE(vorn::lastResult().succeeded());
@@ -185,9 +175,7 @@ TEST_P(CommonStore, OpenReadersShowTheRowsAsOpenedWhateverIsWrittenBetween) {
     ASSERT_EQ(up, step);
     ASSERT_EQ(down, 301 - step);
     ASSERT_EQ(insert(1000 + step, "w" + std::to_string(step)), 0U);
-    if (step == 150) {
-      ASSERT_EQ(run(db, "delete from alarm where id <= 300"), kSuccess);
-    }
+    if (step == 150) { ASSERT_EQ(run(db, "delete from alarm where id <= 300"), kSuccess); }
   }
   EXPECT_FALSE(forward.hasNextElement() || backward.hasNextElement());
   EXPECT_EQ(count(), "300");
@@ -220,10 +208,8 @@ TEST_P(CommonStore, BatchInsertsAllRowsOrNone) {
 }
 
 TEST_P(CommonStore, BatchKeepsHostileTextsAndExtremeNumbers) {
-  ASSERT_EQ(run(db, "create table extreme (a bigint, b double precision, \"c{d}\" varchar(100), e real)"),
-            kSuccess);
-  const std::vector<std::string> texts = {"",           " ",  "'",   "''", "\\N",         "\\.",
-                                          "a\tb\nc\rd", "\\", "{a}", "\"", "\xe2\x82\xac"};
+  ASSERT_EQ(run(db, "create table extreme (a bigint, b double precision, \"c{d}\" varchar(100), e real)"), kSuccess);
+  const std::vector<std::string> texts = {"", " ", "'", "''", "\\N", "\\.", "a\tb\nc\rd", "\\", "{a}", "\"", "\xe2\x82\xac"};
   const double inf = std::numeric_limits<double>::infinity();
   const std::vector<double> reals = {0.1, -0.0, 1e308, 5e-324, inf, -inf, 1.0 / 3, 1e22, 3, 1e15, -1e-7};
   BatchInserter batch;
@@ -272,10 +258,8 @@ TEST_P(CommonStore, ParameterSetsRunAnyStatementRowByRow) {
   std::vector<long> ids = {3, 5};
   std::vector<std::string> names = {"three's", "{id}"};
   vorn::ParamRefMap set;
-  vorn::TypeRegistry::registerVectorType<std::vector<long>>(set["id"].type, vorn::type_code::kVector,
-                                                            "std::vector", 0);
-  vorn::TypeRegistry::registerVectorType<std::vector<std::string>>(set["name"].type, vorn::type_code::kVector,
-                                                                   "std::vector", 0);
+  vorn::TypeRegistry::registerVectorType<std::vector<long>>(set["id"].type, vorn::type_code::kVector, "std::vector", 0);
+  vorn::TypeRegistry::registerVectorType<std::vector<std::string>>(set["name"].type, vorn::type_code::kVector, "std::vector", 0);
   set["id"].object = &ids;
   set["name"].object = &names;
   const vorn::TypedRef parameters{{vorn::type_code::kParameterSet, 0, nullptr}, &set};
@@ -283,16 +267,14 @@ TEST_P(CommonStore, ParameterSetsRunAnyStatementRowByRow) {
   const auto execute = [&](const std::string& sql) {
     return describe(session.execute("test", vorn::SqlKind::Batch, sql, parameters).errorCode());
   };
-  EXPECT_EQ(execute("update alarm set name = {name} /* {x} */ where id = {id} and name <> '{name}'"),
-            kSuccess);
+  EXPECT_EQ(execute("update alarm set name = {name} /* {x} */ where id = {id} and name <> '{name}'"), kSuccess);
   EXPECT_EQ(rowsOf(db, "select id, name from alarm where id in (3,5) order by id", 2), "3|three's;5|{id}");
   EXPECT_EQ(execute("update alarm set name = {nam} where id = {id}"), "vorn 11 PARAMETER_MISMATCH");
   EXPECT_EQ(execute("update alarm set name = {name}"), "vorn 11 PARAMETER_MISMATCH");
   ids = {6, 7};
   names = {"six", "n1"};
   EXPECT_NE(execute("update alarm set name = {name} where id = {id}"), kSuccess);
-  EXPECT_EQ(rowsOf(db, "select name from alarm where id = 6"), "n6")
-      << "the row before the failure is undone";
+  EXPECT_EQ(rowsOf(db, "select name from alarm where id = 6"), "n6") << "the row before the failure is undone";
 }
 
 TEST_P(CommonStore, MillionRowsPassInConstantMemory) {
@@ -390,8 +372,7 @@ TEST_P(CommonStore, LocalesChangeNeitherTextsNorValues) {
   BatchInserter batch = batchOf(1234568, 1);
   EXPECT_EQ(db->ExecBatchInserter(batch), 0U);
   CVORNReader reader;
-  EXPECT_EQ(db->execReadSQL(raw("select level, ratio, ratio, '2.75' from alarm where id = 1234567"), reader),
-            0U);
+  EXPECT_EQ(db->execReadSQL(raw("select level, ratio, ratio, '2.75' from alarm where id = 1234567"), reader), 0U);
   int level = 0;
   std::string text;
   double ratio = 0;

@@ -123,8 +123,7 @@ TEST_F(SqliteStore, TransactionEndedByTheStoreIsReportedUntilTheCallerReacts) {
     ASSERT_EQ(run(db, "insert into t values(1)"), kSuccess);
     EXPECT_EQ(run(db, "insert into t values(1)"), "sqlite 2067 SQLITE_CONSTRAINT_UNIQUE");
     EXPECT_EQ(run(db, "insert into t values(2)"), "vorn 10 TRANSACTION_LOST");
-    EXPECT_EQ(describe(commits ? db->commitTransaction() : db->rollbackTransaction()),
-              commits ? "vorn 10 TRANSACTION_LOST" : kSuccess);
+    EXPECT_EQ(describe(commits ? db->commitTransaction() : db->rollbackTransaction()), commits ? "vorn 10 TRANSACTION_LOST" : kSuccess);
     EXPECT_EQ(count(), "0");
   }
   ASSERT_EQ(run(db, "create table f(n unique on conflict fail)"), kSuccess);
@@ -137,15 +136,12 @@ TEST_F(SqliteStore, TransactionEndedByTheStoreIsReportedUntilTheCallerReacts) {
 
 TEST_F(SqliteStore, ReadThatBreaksOffIsToldFromACleanEnd) {
   CVORNReader reader;
-  ASSERT_EQ(db->execReadSQL(
-                raw("select abs(n) from (select -7 as n union all select -9223372036854775807 - 1)"), reader),
-            0U);
+  ASSERT_EQ(db->execReadSQL(raw("select abs(n) from (select -7 as n union all select -9223372036854775807 - 1)"), reader), 0U);
   EXPECT_TRUE(reader.hasNextElement());
   EXPECT_TRUE(vorn::lastResult().succeeded());
   EXPECT_FALSE(reader.hasNextElement());
   EXPECT_EQ(describe(vorn::lastResult().errorCode()), "sqlite 1 SQLITE_ERROR");
-  EXPECT_NE(log.texts(vorn::LogLevel::Error).find("reading rows broke off: integer overflow"),
-            std::string::npos);
+  EXPECT_NE(log.texts(vorn::LogLevel::Error).find("reading rows broke off: integer overflow"), std::string::npos);
 }
 
 TEST_F(SqliteStore, WriteThatReturnsRowsIsCommittedBeforeTheyAreRead) {
@@ -192,31 +188,28 @@ TEST_F(SqliteStore, BatchOfRisingKeysStoresThemWhateverTheKeyIs) {
     long first;
     const char* outcome;
     const char* more = "";
-  } cases[] = {{"k integer primary key, v", 0, "success"},
-               {"k integer primary key, v", 5, "success"},
-               {"v, k integer primary key, w as (k * 2) stored, check (k < 1000)", 5, "success"},
-               {"k integer primary key, v, check (k < 100)", 5, "sqlite 275 SQLITE_CONSTRAINT_CHECK"},
-               {"k integer primary key, v", -50, "sqlite 1555 SQLITE_CONSTRAINT_PRIMARYKEY"},
-               {"k integer primary key, v", 4, "sqlite 1555 SQLITE_CONSTRAINT_PRIMARYKEY"},
-               {"k integer primary key, v", std::numeric_limits<long>::max() - 119, "success"},
-               {"k integer primary key autoincrement, v", 5, "success"},
-               {"k integer primary key desc, v", 5, "success"},
-               {"k int primary key, v", 5, "success"},
-               {"k integer primary key, v, rowid", 5, "success"},
-               {"k, v, _rowid_ integer primary key", 5, "success"},
-               {"k integer, v, primary key (k, v)", 5, "success"},
-               {"k integer primary key, v) without rowid /*", 5, "success"},
-               {"k integer primary key, v", 5, "success",
-                "create trigger spy before insert on t begin insert into seen values(new.k); end"}};
+  } cases[] = {
+      {"k integer primary key, v", 0, "success"},
+      {"k integer primary key, v", 5, "success"},
+      {"v, k integer primary key, w as (k * 2) stored, check (k < 1000)", 5, "success"},
+      {"k integer primary key, v, check (k < 100)", 5, "sqlite 275 SQLITE_CONSTRAINT_CHECK"},
+      {"k integer primary key, v", -50, "sqlite 1555 SQLITE_CONSTRAINT_PRIMARYKEY"},
+      {"k integer primary key, v", 4, "sqlite 1555 SQLITE_CONSTRAINT_PRIMARYKEY"},
+      {"k integer primary key, v", std::numeric_limits<long>::max() - 119, "success"},
+      {"k integer primary key autoincrement, v", 5, "success"},
+      {"k integer primary key desc, v", 5, "success"},
+      {"k int primary key, v", 5, "success"},
+      {"k integer primary key, v, rowid", 5, "success"},
+      {"k, v, _rowid_ integer primary key", 5, "success"},
+      {"k integer, v, primary key (k, v)", 5, "success"},
+      {"k integer primary key, v) without rowid /*", 5, "success"},
+      {"k integer primary key, v", 5, "success", "create trigger spy before insert on t begin insert into seen values(new.k); end"}};
   ASSERT_EQ(run(db, "create table seen(k)"), kSuccess);
   for (const auto& each : cases) {
     SCOPED_TRACE(each.columns);
     ASSERT_EQ(run(db, std::string("create table t(") + each.columns + ")"), kSuccess);
-    if (*each.more != '\0') {
-      ASSERT_EQ(run(db, each.more), kSuccess);
-    }
-    ASSERT_EQ(run(db, each.first == 0 ? "select 1" : "insert into t (k, v) values(0, 'old'),(4, 'old')"),
-              kSuccess);
+    if (*each.more != '\0') { ASSERT_EQ(run(db, each.more), kSuccess); }
+    ASSERT_EQ(run(db, each.first == 0 ? "select 1" : "insert into t (k, v) values(0, 'old'),(4, 'old')"), kSuccess);
     BatchInserter batch;
     batch.table("t");
     for (long row = 0; row < 120; ++row) {
@@ -225,14 +218,8 @@ TEST_F(SqliteStore, BatchOfRisingKeysStoresThemWhateverTheKeyIs) {
     }
     EXPECT_EQ(describe(db->ExecBatchInserter(batch)), each.outcome);
     const std::string expected = std::string(each.outcome) == kSuccess ? "120|0" : "0|~";
-    EXPECT_EQ(rowsOf(db,
-                     "select count(*), max(abs(k - v - " + std::to_string(each.first) +
-                         ")) from t where v <> 'old'",
-                     2),
-              expected);
-    if (*each.more != '\0') {
-      EXPECT_EQ(rowsOf(db, "select count(*), min(k), max(k) from seen", 3), "122|0|124");
-    }
+    EXPECT_EQ(rowsOf(db, "select count(*), max(abs(k - v - " + std::to_string(each.first) + ")) from t where v <> 'old'", 2), expected);
+    if (*each.more != '\0') { EXPECT_EQ(rowsOf(db, "select count(*), min(k), max(k) from seen", 3), "122|0|124"); }
     ASSERT_EQ(run(db, "drop table t"), kSuccess);
   }
 }
@@ -240,8 +227,7 @@ TEST_F(SqliteStore, BatchOfRisingKeysStoresThemWhateverTheKeyIs) {
 TEST_F(SqliteStore, MemoryStoreIsSharedByThreadsAndGoneWhenUnbound) {
   useStore("sqlite::memory:");
   ASSERT_EQ(run(db, "create table t(n)"), kSuccess);
-  EXPECT_EQ(std::async(std::launch::async, [this] { return run(db, "insert into t values(1)"); }).get(),
-            kSuccess);
+  EXPECT_EQ(std::async(std::launch::async, [this] { return run(db, "insert into t values(1)"); }).get(), kSuccess);
   EXPECT_EQ(count(), "1");
   vorn::unbindStores();
   useStore("sqlite::memory:");

@@ -21,9 +21,7 @@ struct StoreKind {
   std::string tick;                       ///< a query of a million rows 1…1000000 in one column n
 };
 
-inline void PrintTo(const StoreKind& kind, std::ostream* out) {
-  *out << kind.name;
-}
+inline void PrintTo(const StoreKind& kind, std::ostream* out) { *out << kind.name; }
 
 /// The kinds of store that the common suite runs against.
 std::vector<StoreKind> storeKinds();
@@ -34,14 +32,10 @@ inline CVORNsqlstr raw(const std::string& sql) {
   return statement;
 }
 
-inline std::string describe(unsigned long code) {
-  return vorn::describeError(code);
-}
+inline std::string describe(unsigned long code) { return vorn::describeError(code); }
 
 /// Runs a raw statement. @return what describeError() makes of the outcome
-inline std::string run(CVORN* db, const std::string& sql) {
-  return describe(db->execWriteSQL(raw(sql)));
-}
+inline std::string run(CVORN* db, const std::string& sql) { return describe(db->execWriteSQL(raw(sql))); }
 
 /// @return the rows of a query, fields joined by '|', rows by ';', or the description of the failure
 inline std::string rowsOf(CVORN* db, const CVORNBase& query, int columns) {
@@ -61,9 +55,7 @@ inline std::string rowsOf(CVORN* db, const CVORNBase& query, int columns) {
   return rows;
 }
 
-inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) {
-  return rowsOf(db, raw(sql), columns);
-}
+inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) { return rowsOf(db, raw(sql), columns); }
 
 inline const std::string kSuccess = "success";
 
