@@ -17,8 +17,7 @@ constexpr const char* kSchema[] = {
     "create table bare (k text primary key, v) without rowid",
     "create table heard (what)",
     "create table spoken (a, b)",
-    "create trigger t1 after insert on spoken begin insert into heard values(typeof(new.a)||quote(new.b)); "
-    "end",
+    "create trigger t1 after insert on spoken begin insert into heard values(typeof(new.a)||quote(new.b)); end",
     "create view seen as select a, b from spoken",
     "create trigger t2 instead of insert on seen begin insert into spoken values(new.b, new.a); end",
     "create table \"quoted name\" (\"a b\", c)",

@@ -16,7 +16,7 @@ ExecResult ConnectionPool::acquire(std::unique_ptr<StoreConnection>& connection)
   {
     std::unique_lock lock(m_mutex);
     if (!m_waiters.empty() || (m_idle.empty() && m_open >= m_limits.size)) {
-      const ExecResult turn = waitForTurn(lock, connection);
+      ExecResult turn = waitForTurn(lock, connection);
       if (!turn.succeeded()) return turn;
     } else if (!m_idle.empty()) {
       connection = std::move(m_idle.back());

@@ -99,7 +99,7 @@ ExecResult ThreadSession::commit() {
   }
   StoreConnection* target = nullptr;
   ExecResult result = connection(target);
-  if (!result.succeeded()) {
+  if (!result.succeeded() || target == nullptr) {
     m_transaction = Transaction::None;  // lost, and now reported
     return result;
   }
