@@ -211,6 +211,7 @@ TEST_F(PostgresFault, RetriedTransactionsLoseNoUpdate) {
         EXPECT_EQ(runInTransaction(database,
                                    [](CVORN& store) {
                                      const std::string seen = rowsOf(&store, "select n + 1 from t");
+                                     std::this_thread::sleep_for(std::chrono::milliseconds(3));  // for the others to read it too
                                      return store.execWriteSQL(raw("update t set n = " + seen));
                                    }),
                   0U);
