@@ -40,13 +40,13 @@ CLAIMS = [
     ("PostgreSQL: eight threads, against a connection each by hand", 1.1,
      "postgres", "threads", "look-ups by key", "libpq, a connection a thread"),
 =======
-    ("PostgreSQL: batch, against libpqxx's stream", None, "postgres", "batch", None, "libpqxx, stream_to"),
-    ("PostgreSQL: batch, against `COPY` by hand over libpq", None,
+    ("PostgreSQL: batch, against libpqxx's stream", 0.6, "postgres", "batch", None, "libpqxx, stream_to"),
+    ("PostgreSQL: batch, against `COPY` by hand over libpq", 1.15,
      "postgres", "batch", None, "libpq, COPY by hand"),
-    ("PostgreSQL: reading rows, against libpqxx", None, "postgres", "read", None, "libpqxx, exec"),
-    ("PostgreSQL: reading rows, against libpq in single-row mode", None,
+    ("PostgreSQL: reading rows, against libpqxx", 0.75, "postgres", "read", None, "libpqxx, exec"),
+    ("PostgreSQL: reading rows, against libpq in single-row mode", 1.15,
      "postgres", "read", None, "libpq, single-row mode"),
-    ("PostgreSQL: look-ups on eight threads, against libpq", None,
+    ("PostgreSQL: look-ups on eight threads, against libpq", 1.1,
      "postgres", "threads", None, "libpq, a connection a thread"),
 >>>>>>> main
 ]
@@ -394,6 +394,10 @@ set style line 4 lc rgb '#d9822b' lw 2 dt 2 pt 4 ps 0.8
 """
 
 
+# Below the axes, where no curve runs.
+KEY_BELOW = "set key bmargin center horizontal samplen 1.5 font ',11'\n"
+
+
 def plot(directory, name, size, script):
     text = STYLE.format(size=size, output=directory / f"{name}.svg") + script
     done = subprocess.run(["gnuplot"], input=text, text=True, capture_output=True, check=False)
@@ -462,7 +466,7 @@ def plot_sweep(directory, results, group, xlabel, ylabel, amount=lambda x: 1):
     if not measurements:
         return
     script = (f"set multiplot layout 1,2\nset logscale xy\nset xlabel '{xlabel}'\nset ylabel '{ylabel}'\n"
-              "set format x '%.0s%c'\nset format y '%.0s%c'\nset key bottom right\n")
+              "set format x '%.0s%c'\nset format y '%.0s%c'\n" + KEY_BELOW)
     everything = []
     for what in ("batch", "read"):
         for peer in (0, 1, 2):
@@ -479,7 +483,7 @@ def plot_sweep(directory, results, group, xlabel, ylabel, amount=lambda x: 1):
         script += (f"plot ${what}0 using ($1*0.97):2:3:4 with yerrorlines ls 1 title 'vorn', "
                    f"${what}1 using ($1*1.03):2:3:4 with yerrorlines ls 2 title 'C, prepared each time', "
                    f"${what}2 using ($1*1.06):2:3:4 with yerrorlines ls 5 title 'C, prepared once'\n")
-    plot(directory, group, "900,400", script + "unset multiplot\n")
+    plot(directory, group, "900,430", script + "unset multiplot\n")
 
 
 def plot_threads(directory, results):
@@ -487,7 +491,7 @@ def plot_threads(directory, results):
     if not measurements:
         return
     script = ("set multiplot layout 1,2\nset logscale x 2\nset format y '%.0s%c'\nset xlabel 'readers'\n"
-              "set ylabel 'rows read a second, all readers together'\nset key bottom right\n")
+              "set ylabel 'rows read a second, all readers together'\n" + KEY_BELOW)
     highest = 0
     for writers in (0, 1):
         for peer in (0, 1):
@@ -504,7 +508,7 @@ def plot_threads(directory, results):
         script += f"set title '{title}' font ',14'\nset xtics ({ticks})\nset xrange [0.8:10]\n"
         script += (f"plot $w{writers}p0 using ($1*0.98):2:3:4 with yerrorlines ls 1 title 'vorn', "
                    f"$w{writers}p1 using ($1*1.02):2:3:4 with yerrorlines ls 2 title 'C, connection a thread'\n")
-    plot(directory, "threads", "900,400", script + "unset multiplot\n")
+    plot(directory, "threads", "900,430", script + "unset multiplot\n")
 
 
 def plot_memory(directory, results):
