@@ -13,7 +13,7 @@ struct Options {
   std::string directory = "/tmp";  ///< where data files are made
   std::vector<std::string> only;   ///< groups of workloads to run; empty for all
 
-  std::string competitor;         ///< run this one alone, under a profiler; empty for all
+  std::string competitor;  ///< run this one alone, under a profiler; empty for all
 
   /// Reads the command line; prints the usage and ends the process where it does not understand.
   static Options parse(int argc, char** argv);
