@@ -31,24 +31,14 @@ CLAIMS = [
      "sqlite", "batch", "with begin and commit", "C, prepared loop"),
     ("Batch with begin and commit, against SOCI's bulk insert", None,
      "sqlite", "batch", "with begin and commit", "SOCI, bulk"),
-<<<<<<< HEAD
-    ("PostgreSQL: batch, against a COPY by hand", 1.15, "postgres", "batch", "typed rows", "libpq, COPY by hand"),
-    ("PostgreSQL: batch, against libpqxx's `stream_to`", 0.6, "postgres", "batch", "typed rows", "libpqxx, stream_to"),
-    ("PostgreSQL: reading, against libpq in single-row mode", 1.15,
-     "postgres", "read", "typed rows", "libpq, single-row mode"),
-    ("PostgreSQL: reading, against libpqxx", 0.75, "postgres", "read", "typed rows", "libpqxx, exec"),
-    ("PostgreSQL: eight threads, against a connection each by hand", 1.1,
-     "postgres", "threads", "look-ups by key", "libpq, a connection a thread"),
-=======
-    ("PostgreSQL: batch, against libpqxx's stream", None, "postgres", "batch", None, "libpqxx, stream_to"),
-    ("PostgreSQL: batch, against `COPY` by hand over libpq", None,
+    ("PostgreSQL: batch, against libpqxx's stream", 0.6, "postgres", "batch", None, "libpqxx, stream_to"),
+    ("PostgreSQL: batch, against `COPY` by hand over libpq", 1.15,
      "postgres", "batch", None, "libpq, COPY by hand"),
-    ("PostgreSQL: reading rows, against libpqxx", None, "postgres", "read", None, "libpqxx, exec"),
-    ("PostgreSQL: reading rows, against libpq in single-row mode", None,
+    ("PostgreSQL: reading rows, against libpqxx", 0.75, "postgres", "read", None, "libpqxx, exec"),
+    ("PostgreSQL: reading rows, against libpq in single-row mode", 1.15,
      "postgres", "read", None, "libpq, single-row mode"),
-    ("PostgreSQL: look-ups on eight threads, against libpq", None,
+    ("PostgreSQL: look-ups on eight threads, against libpq", 1.1,
      "postgres", "threads", None, "libpq, a connection a thread"),
->>>>>>> main
 ]
 
 STORES = {"rendering": "rendering_bench", "pool": "pool_bench", "sqlite": "sqlite_bench", "postgres": "postgres_bench"}
@@ -99,17 +89,6 @@ SECTIONS = [
      "One million values in all. The columns are, in turn, integer, text of 16 bytes, integer, real.", ["columns"]),
     ("sqlite", "text", "By length of texts", "Rows of an integer and a text.", ["text"]),
     ("postgres", "batch", "PostgreSQL: batches",
-<<<<<<< HEAD
-     "Rows of (id, text, level, ratio) into an empty table of a server on the same machine, over loopback TCP, with "
-     "`fsync` and `synchronous_commit` off: `ExecBatchInserter` of a filled batch, against a COPY written by hand over "
-     "libpq and libpqxx's `stream_to`.", []),
-    ("postgres", "read", "PostgreSQL: reading rows",
-     "All rows into typed variables: `hasNextElement()` and `>>`, against libpq in single-row mode with `strtol()` and "
-     "`strtod()`, and libpqxx's `exec()` with `as<>()`, which holds the whole result in memory.", []),
-    ("postgres", "threads", "PostgreSQL: eight threads",
-     "One row of 100,000 by its key, a call each, on eight threads: the library's pool, against a connection for each "
-     "thread and `PQexecParams()`.", []),
-=======
      "`ExecBatchInserter` of a filled `BatchInserter`, against `COPY` written by hand over libpq and libpqxx's "
      "`stream_to`.", ["postgres_batch"]),
     ("postgres", "read", "PostgreSQL: reading rows",
@@ -118,7 +97,6 @@ SECTIONS = [
     ("postgres", "threads", "PostgreSQL: look-ups on eight threads",
      "One row by its key, a call each, from eight threads at once. The library's threads share its pool; by hand, each "
      "thread has a connection.", ["postgres_threads"]),
->>>>>>> main
 ]
 
 
