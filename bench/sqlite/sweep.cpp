@@ -244,7 +244,7 @@ void measureRowSweep(Harness& harness, Scratch& scratch) {
 
 void measureColumnSweep(Harness& harness, Scratch& scratch) {
   const std::size_t values = harness.options().size(1'000'000);
-  for (const std::size_t columns : {1U, 4U, 16U, 64U}) {
+  for (std::size_t columns = 1; columns <= 64; columns *= 4) {
     std::vector<Kind> kinds;
     for (std::size_t i = 0; i < columns; ++i) {
       kinds.push_back(i % 4 == 1 ? Kind::Text : i % 4 == 3 ? Kind::Real : Kind::Integer);

@@ -108,6 +108,7 @@ struct Load {
 template <typename Work>
 void runThreads(int count, const Work& work) {
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   std::mutex mutex;
   std::exception_ptr failure;
   for (int index = 0; index < count; ++index) {
