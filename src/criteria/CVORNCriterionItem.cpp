@@ -3,6 +3,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
 #include "vorn/platform/text.h"
@@ -28,9 +29,8 @@ CVORNCriterion append(std::string& itemText, std::string_view opening, std::stri
 
 CVORNCriterion appendAndWrap(std::string& itemText, std::string_view opening, std::string_view operand,
                              std::string_view closing = {}) {
-  itemText.reserve(itemText.size() + opening.size() + operand.size() + closing.size() + 2);
-  itemText.append(opening).append(operand).append(closing);
-  return wrap(itemText);
+  itemText = vorn::concatenate("(", itemText, opening, operand, closing, ")");
+  return CVORNCriterion(itemText);
 }
 
 template <typename Number>
