@@ -21,7 +21,7 @@ void expectAll(const std::vector<std::pair<std::string, void (*)(Builder&)>>& ca
   for (const auto& [expected, fill] : cases) {
     Builder builder;
     fill(builder);
-    for (int time = 0; time < 2; ++time) EXPECT_EQ(builder.toString(), expected);
+    EXPECT_EQ(builder.toString() + "|" + builder.toString(), expected + "|" + expected);
   }
 }
 
@@ -34,15 +34,6 @@ TEST_F(BuildersTest, Selector) {
       {"select  *  from  order by a.b'' DESC", [](S& s) { s.orderBy(CVORNColumn("a", "b'"), false); }},
       {"select  *  from  where ", [](S& s) { s.where(kLevel), s.where(kNone); }},
   });
-  const std::string operators[] = {"UNION", "UNION", "UNION ALL", "INTERSECT", "EXCEPT", "UNION"};
-  for (int op = 0; op < 6; ++op) {
-    S s, other;
-    other.table("b"), other.orderBy("y"), other.select("z");
-    s.limit(1, 0), s.orderBy("x"), s.compound(S(), COMPOUND_UNION), s.where(kLevel), s.table("a");
-    s.compound(other, static_cast<ENUM_COMPOUND_OP>(op)), s.distinct(), s.select("z");
-    EXPECT_EQ(s.toString(),
-              "select distinct z from a where (level=3) " + operators[op] + " select z from b order by y order by x LIMIT 1 OFFSET 0");
-  }
 }
 
 TEST_F(BuildersTest, InserterAndUpdater) {
@@ -122,12 +113,14 @@ TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {
   updater.assign(1L), updater.assign(1.0F), updater.assign(1.0);
   EXPECT_EQ(selector.toString() + updater.toString(), "select  *  from  LIMIT  OFFSET update  set a='");
 
-  const std::string tag = "error 4294967295 scrubbed [VORNLib]CVORN", failed = ".snprintf_s failed @CVORN";
-  const std::string limit = tag + "Selector::limit" + failed + "Selector:limit:";
-  const std::string insert = tag + "Inserter::operator<<" + failed + "Inserter:SetValue:33";
-  std::vector<std::string> expected = {insert, limit + "158", limit + "164"};
-  for (const char* const line : {"106", "121", "141", "160", "175", "190", "205"}) {
-    expected.push_back(tag + "Updater::assign" + failed + "Updater:assign:" + line);
+  std::vector<std::string> expected;
+  const std::string inserted = "Inserter::operator<< Inserter:SetValue:", limit = "Selector::limit Selector:limit:";
+  const std::string assigned = "Updater::assign Updater:assign:";
+  for (const std::string& part : {inserted + "33", limit + "158", limit + "164", assigned + "106", assigned + "121", assigned + "141",
+                                  assigned + "160", assigned + "175", assigned + "190", assigned + "205"}) {
+    const std::size_t blank = part.find(' ');
+    expected.push_back("error 4294967295 scrubbed [VORNLib]CVORN" + part.substr(0, blank) + ".snprintf_s failed @CVORN" +
+                       part.substr(blank + 1));
   }
   EXPECT_EQ(platform().events, expected);
 }

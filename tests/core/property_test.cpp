@@ -46,7 +46,9 @@ std::string escaped(const std::string& text) {
 void append(std::string& list, const std::string& opening, const std::string& part) { list += (list.empty() ? opening : ",") + part; }
 
 TEST_F(PropertyTest, Selector) {
-  CVORNSelector s;
+  const std::string operators[] = {"UNION", "UNION", "UNION ALL", "INTERSECT", "EXCEPT", "UNION"};
+  CVORNSelector s, other;
+  other.table("b"), other.orderBy("y", true), other.select("z");
   std::string tables, columns, keys, where, limit, compound, distinct;
   const auto clear = [&] {
     for (std::string* clause : {&columns, &keys, &where, &limit, &compound, &distinct}) clause->clear();
@@ -61,7 +63,7 @@ TEST_F(PropertyTest, Selector) {
             [&] { s.orderBy(v, n % 2 != 0), append(keys, " order by ", escaped(v) + (n % 2 != 0 ? "" : " DESC")); },
             [&] { s.where(v), where = " where " + v; }, [&] { s.limit(n, ~n), limit = numbers; },
             [&] { s.distinct(), distinct = "distinct "; }, [&] { n % 4 == 0 ? clear() : void(); },
-            [&] { s.compound(CVORNSelector(), COMPOUND_EXCEPT), compound = " EXCEPT select  *  from "; });
+            [&] { s.compound(other, static_cast<ENUM_COMPOUND_OP>(n % 6)), compound = " " + operators[n % 6] + " " + other.toString(); });
     EXPECT_EQ(s.toString(),
               "select " + distinct + (columns.empty() ? " * " : columns) + " from " + tables + where + compound + keys + limit);
   }
