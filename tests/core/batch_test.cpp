@@ -40,11 +40,7 @@ TEST_F(BatchTest, Renders) {
 
 TEST_F(BatchTest, ColumnIsOfTheTypeOfItsFirstValue) {
   BatchInserter batch;
-  batch["0"] << std::string("it's");
-  batch["1"] << 1;
-  batch["2"] << 2U;
-  batch["3"] << 1.5F;
-  batch["4"] << 2.5;
+  batch["0"] << std::string("it's"), batch["1"] << 1, batch["2"] << 2U, batch["3"] << 1.5F, batch["4"] << 2.5;
   const auto append = [&](const auto& value, int own, int line) {  // to a column of each type; only its own may take it
     const std::string code = std::to_string(own), place = " @BatchInserter:operator<<:" + std::to_string(line);
     for (const std::string column : {"0", "1", "2", "3", "4"}) {
@@ -65,22 +61,16 @@ TEST_F(BatchTest, ColumnIsOfTheTypeOfItsFirstValue) {
 }
 
 TEST_F(BatchTest, AppendsToItsOwnColumnsAfterCopyMoveAndClear) {
-  BatchInserter first;
-  first.table("t");
-  first["a"] << 1;
+  BatchInserter first, assigned;
+  first.table("t"), first["a"] << 1;
   BatchInserter copy(first);
-  copy << 2;
-  first << 3;
+  copy << 2, first << 3;
   BatchInserter moved(std::move(copy));
   copy << 9;  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
-  moved << 4;
-  copy.clear();
-  copy["a"] << 5;
+  moved << 4, copy.clear(), copy["a"] << 5;
 
-  BatchInserter assigned;
   for (const char* column : {"0", "b", "0"}) assigned[column] << 6;
-  assigned = first;
-  assigned << 7;
+  assigned = first, assigned << 7;
   first.clear();
   EXPECT_EQ(first.toString(), "insert into t () values()");
   first << 8;
@@ -92,11 +82,8 @@ TEST_F(BatchTest, AppendsToItsOwnColumnsAfterCopyMoveAndClear) {
 
 TEST_F(BatchTest, PassesItsColumnsAsReadOnlyReferences) {
   BatchInserter batch;
-  batch["z's"] << std::string("x") << std::string("y");
-  batch["l"] << 1 << 2;
-  batch["u"] << 3U << 4U;
-  batch["f"] << 1.0F << 2.0F;
-  batch["D"] << 1.0 << 2.0;
+  batch["z's"] << std::string("x") << std::string("y"), batch["l"] << 1 << 2, batch["u"] << 3U << 4U;
+  batch["f"] << 1.0F << 2.0F, batch["D"] << 1.0 << 2.0;
   std::ostringstream found;
   scripted::platform().onExecute = [&](const vorn::TypedRef& parameters) {
     found << parameters.type.code << '/' << +parameters.type.flags << '/' << (parameters.type.record == nullptr);

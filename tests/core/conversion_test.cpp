@@ -4,6 +4,7 @@
 
 #include "exec/field_conversion.h"
 #include "scripted/scripted_platform.h"
+#include "support.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ void check(const vorn::RowValue& field) {
 
 TEST(FieldConversion, TakesTheShortCutOnlyWhereTheTextSaysTheSame) {
   constexpr int kRounds = 120000;
-  std::mt19937_64 random(20240229);
+  std::mt19937_64 random(testSeed());
   for (unsigned bit = 0; bit < 64; ++bit) {  // around the limits of all integers and of exact doubles
     for (unsigned long offset = 0; offset < 10; ++offset) {
       const auto limit = static_cast<std::int64_t>(((1UL << bit) + offset % 5 - 2) * (offset < 5 ? 1UL : ~0UL));

@@ -2,8 +2,8 @@
 
 #include <sstream>
 
-#include "cases.h"
 #include "scripted/scripted_platform.h"
+#include "support.h"
 
 namespace {
 
@@ -19,13 +19,13 @@ struct ReaderTest : scripted::PlatformTest {
   void expect(Value initial, std::istringstream& cases) {
     for (std::string token; cases >> token;) {
       const std::size_t arrow = token.find('>');
-      platform().rows.push_back(row("in front", decode(token.substr(0, arrow)), 5));
+      platform().rows.push_back(row("in front", decode(token.substr(0, arrow)), 5, nullptr));
       ASSERT_TRUE(reader.hasNextElement());
       std::string front;
       Value value = initial;
       CVORNNull null;
-      int behind = 0;
-      reader >> front >> null >> value >> behind;
+      int behind = 0, last = 0;
+      reader >> front >> null >> value >> behind >> last;
       std::ostringstream result;
       result.imbue(std::locale::classic());
       result.precision(17);

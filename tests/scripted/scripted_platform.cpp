@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "support.h"
 #include "vorn/platform/process.h"
 #include "vorn/platform/secure_c.h"
 #include "vorn/platform/text.h"
@@ -21,12 +22,6 @@ template <typename Script>
 typename Script::value_type next(Script& script) {
   typename Script::value_type result;
   if (!script.empty()) result = std::move(script.front()), script.pop_front();
-  return result;
-}
-
-std::string doubleQuotes(const std::string& text) {
-  std::string result;
-  for (const char byte : text) result.append(byte == '\'' ? 2 : 1, byte);
   return result;
 }
 
@@ -63,8 +58,8 @@ class DataSession::Impl {
   std::string name;
 };
 
-DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) { m_impl->record("open"), ++platform().openSessions; }
-DataSession::~DataSession() { m_impl->record("close"), --platform().openSessions; }
+DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) { m_impl->record("open"); }
+DataSession::~DataSession() { m_impl->record("close"); }
 ExecResult DataSession::beginTransaction() { return m_impl->act("begin"); }
 ExecResult DataSession::commit() { return m_impl->act("commit"); }
 ExecResult DataSession::rollback() { return m_impl->act("rollback"); }
@@ -105,8 +100,8 @@ FunctionTrace::FunctionTrace(const SourceLocation& location) { platform().events
 
 std::uint32_t currentProcessId() { return ++platform().processIdCalls, platform().processId; }
 
-std::string escapeSingleQuotes(const std::string& text) { return scripted::doubleQuotes(text); }
-std::string escapeLikePattern(const std::string& pattern) { return scripted::doubleQuotes(pattern); }
+std::string escapeSingleQuotes(const std::string& text) { return escaped(text); }
+std::string escapeLikePattern(const std::string& pattern) { return escaped(pattern); }
 
 int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format, ...) {
   if (platform().snprintfFails || maximumCount >= destinationSize) {

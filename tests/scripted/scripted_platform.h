@@ -35,7 +35,6 @@ struct Platform {
   std::uint32_t processId = 1;
   int processIdCalls = 0;
   bool snprintfFails = false;  ///< -1 and an empty text until reset
-  int openSessions = 0;
 
   /// Called inside every execute; `parameters` refers to nothing for one without.
   std::function<void(const vorn::TypedRef& parameters)> onExecute;

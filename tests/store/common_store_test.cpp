@@ -1,7 +1,6 @@
 #include <sys/resource.h>
 
 #include <atomic>
-#include <chrono>
 #include <climits>
 #include <clocale>
 #include <limits>
@@ -156,9 +155,9 @@ TEST_P(CommonStore, ParameterSetsRunAnyStatementRowByRow) {
   const auto execute = [&](const std::string& sql) {
     return describe(session.execute("test", vorn::SqlKind::Batch, sql, parameters).errorCode());
   };
-  EXPECT_EQ(execute("update alarm set name = {name} /* {x} */ where id = {id} and name <> '{name}'"), kSuccess);
+  EXPECT_EQ(execute("update alarm set name = {name} /* {x} */ where id = {id} and name <> '{nam}'"), kSuccess);
   EXPECT_EQ(rowsOf(db, "select id, name from alarm where id in (3,5) order by id", 2), "3|three's;5|{id}");
-  EXPECT_EQ(execute("update alarm set name = {nam} where id = {id}"), "vorn 11 PARAMETER_MISMATCH");
+  EXPECT_EQ(execute("update alarm set name = {names} where id = {id}"), "vorn 11 PARAMETER_MISMATCH");
   EXPECT_EQ(execute("update alarm set name = {name}"), "vorn 11 PARAMETER_MISMATCH");
   ids = {6, 7};
   names = {"six", "n1"};
@@ -168,7 +167,9 @@ TEST_P(CommonStore, ParameterSetsRunAnyStatementRowByRow) {
 
 TEST_P(CommonStore, MillionRowsPassInConstantMemory) {
   CVORNReader reader;
-  ASSERT_EQ(db->execReadSQL(raw(GetParam().tick), reader), 0U);
+  ASSERT_EQ(
+      db->execReadSQL(raw("with recursive t(n) as (select 1 union all select n + 1 from t where n < 1000000) select n from t"), reader),
+      0U);
   struct rusage usage {};
   long before = 0, rows = 0, sum = 0;
   for (long n = 0; reader.hasNextElement(); sum += n) {

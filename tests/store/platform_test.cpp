@@ -28,7 +28,7 @@ TEST(PlatformTest, FormatsLikeTheCLibraryAndCutsAtTheCount) {
   char actual[200];
   EXPECT_EQ(vorn::snprintf_s(actual, 200, 199, "%f", 1e300), -1);
   EXPECT_EQ(std::string(actual).size(), 199U);
-  const std::tuple<std::size_t, int, int, const char*> cuts[] = {{4, 12345, -1, "=123"}, {4, 123, 4, "=123"}, {5, 1, -1, ""}};
+  const std::tuple<std::size_t, int, int, const char*> cuts[] = {{4, 1234, -1, "=123"}, {4, 123, 4, "=123"}, {5, 1, -1, ""}};
   for (const auto& [count, value, outcome, text] : cuts) {
     EXPECT_EQ(vorn::snprintf_s(actual, 5, count, "=%d", value), outcome);
     EXPECT_STREQ(actual, text);

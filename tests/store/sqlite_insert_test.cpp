@@ -68,10 +68,7 @@ TEST_F(SqliteInsert, TextsThatLookAlmostRenderedMeanWhatTheySay) {
 }
 
 TEST_F(SqliteInsert, RandomTextsStoreWhatThePlainRoadStores) {
-  const char* seedText = std::getenv("VORN_TEST_SEED");
-  const unsigned seed = seedText == nullptr ? std::random_device{}() : static_cast<unsigned>(std::stoul(seedText));
-  SCOPED_TRACE("VORN_TEST_SEED=" + std::to_string(seed));
-  std::mt19937 random(seed);
+  std::mt19937 random(testSeed());
   const auto below = [&random](std::size_t limit) { return random() % limit; };
   const char* const pieces[] = {"'",  "''", "a", " ", ",", ")", "(",    "--", "\\", "\xc3\xa4", "?",
                                 "%f", ";",  "0", "1", ".", "-", "NULL", "x'", "e5", "\n",       "cast"};
@@ -88,10 +85,9 @@ TEST_F(SqliteInsert, RandomTextsStoreWhatThePlainRoadStores) {
       std::snprintf(buffer, sizeof buffer, "%.*f", static_cast<int>(below(20)), value);
       return buffer;
     }
-    std::string text, escaped;
+    std::string text;
     for (std::size_t piece = below(6); piece > 0; --piece) text += pieces[below(std::size(pieces))];
-    for (const char c : text) escaped.append(c == '\'' ? 2 : 1, c);
-    return kind == 7 ? text : "'" + escaped + "'";  // as it is: most of these are no literal at all
+    return kind == 7 ? text : "'" + escaped(text) + "'";  // as it is: most of these are no literal at all
   };
   for (int round = 0; round < 6000 && !HasFailure(); ++round) {
     const auto& [target, width] = targets[below(std::size(targets))];

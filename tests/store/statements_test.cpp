@@ -14,11 +14,7 @@ class Statements : public StoreTest, public testing::WithParamInterface<StoreKin
  protected:
   void SetUp() override {
     useStore(GetParam().freshUrl());
-    for (const char* sql : {"create table p (id int, name varchar(40), kind char(1), age int, price double precision)",
-                            "insert into p values(1,'ann','a',18,0.5),(2,'it''s','b',30,1.5),(3,'bob','a',30,-2.25),(4,NULL,'c',65,NULL)",
-                            "create table q (pid int, note varchar(40))", "insert into q values(1,'x'),(3,'y'),(3,'z')"}) {
-      ASSERT_EQ(run(db, sql), kSuccess);
-    }
+    for (const auto& [sql, unused] : casesOf("store/statement_tables.sql")) ASSERT_EQ(run(db, sql), kSuccess);
   }
 
   const CVORNTable p{"p"}, q{"q"};
@@ -26,33 +22,35 @@ class Statements : public StoreTest, public testing::WithParamInterface<StoreKin
 
 TEST_P(Statements, ConditionsSelectWhatTheySay) {
   const CVORNSelector oldest = selectorOf("p", vornMax(p["age"])), youngest = selectorOf("p", vornMin(p["age"]));
-  const std::pair<CVORNCriterion, const char*> cases[] = {{p["age"] == short{30}, "2;3"},
-                                                          {p["age"] == 30U && p["id"] == 3UL, "3"},
-                                                          {p["id"] == 2L || p["id"] == 4L, "2;4"},
-                                                          {p["age"] >= 30 && p["age"] <= 64, "2;3"},
-                                                          {p["price"] == -2.25F, "3"},
-                                                          {p["price"] != 0.5, "2;3"},
-                                                          {p["kind"] != 'a', "2;4"},
-                                                          {p["name"] != "it's", "1;3"},
-                                                          {p["name"] >= std::string("b"), "2;3"},
-                                                          {p["name"] <= std::string("b"), "1"},
-                                                          {p["name"].like("%o%"), "3"},
-                                                          {p["name"].like("it's"), "2"},
-                                                          {p["id"].in("1,3,9"), "1;3"},
-                                                          {p["id"].in(selectorOf("q", q["pid"])), "1;3"},
-                                                          {p["name"].notIn("'ann','bob'"), "2"},
-                                                          {p["age"] >= oldest, "4"},
-                                                          {p["age"] <= youngest, "1"},
-                                                          {p["age"] == p["id"], ""},
-                                                          {p["age"] != p["id"], "1;2;3;4"},
-                                                          {CVORNCriterion("p.name is null"), "4"},
-                                                          {(p["kind"] == 'a' && p["age"] >= 20) || p["id"].in("4"), "3;4"},
-                                                          {p["name"] >= std::string("it's") && p["name"] <= std::string("it's"), "2"}};
-  for (const auto& [condition, ids] : cases) {
-    CVORNSelector selector = selectorOf("p", p["id"]);
-    selector.where(condition), selector.orderBy("id", true);
-    EXPECT_EQ(rowsOf(db, selector, 1), ids) << condition.toString();
-  }
+  const auto expectIds = [this](const std::vector<std::pair<CVORNCriterion, const char*>>& cases) {
+    for (const auto& [condition, ids] : cases) {
+      CVORNSelector selector = selectorOf("p", p["id"]);
+      selector.where(condition), selector.orderBy("id", true);
+      EXPECT_EQ(rowsOf(db, selector, 1), ids) << condition.toString();
+    }
+  };
+  expectIds({{p["age"] == short{30}, "2;3"},
+             {p["price"] == -2.25F, "3"},
+             {p["price"] != 0.5, "2;3"},
+             {p["kind"] != 'a', "2;4"},
+             {p["name"] != "it's", "1;3"},
+             {p["name"].like("%o%"), "3"},
+             {p["name"].like("it's"), "2"},
+             {p["id"].in("1,3,9"), "1;3"},
+             {p["age"] >= oldest, "4"},
+             {p["age"] <= youngest, "1"},
+             {p["age"] == p["id"], ""},
+             {p["age"] != p["id"], "1;2;3;4"},
+             {p["name"] >= std::string("b"), "2;3"},
+             {p["name"] <= std::string("b"), "1"}});
+  expectIds({{p["age"] == 30U && p["id"] == 3UL, "3"},
+             {p["id"] == 2L || p["id"] == 4L, "2;4"},
+             {p["age"] >= 30 && p["age"] <= 64, "2;3"},
+             {p["id"].in(selectorOf("q", q["pid"])), "1;3"},
+             {p["name"].notIn("'ann','bob'"), "2"},
+             {CVORNCriterion("p.name is null"), "4"},
+             {(p["kind"] == 'a' && p["age"] >= 20) || p["id"].in("4"), "3;4"},
+             {p["name"] >= std::string("it's") && p["name"] <= std::string("it's"), "2"}});
 }
 
 TEST_P(Statements, SelectorsJoinCompoundOrderLimitAndAggregate) {

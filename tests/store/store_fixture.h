@@ -15,14 +15,13 @@
 #include <thread>
 #include <vector>
 
-#include "cases.h"
+#include "support.h"
 #include "vorn/vorn.h"
 
 /// What the tests know about a kind of store.
 struct StoreKind {
   std::string name;
   std::function<std::string()> freshUrl;  ///< the URL of an empty store, without a query
-  std::string tick;                       ///< a query of a million rows 1…1000000 in one column n
 };
 
 inline void PrintTo(const StoreKind& kind, std::ostream* out) { *out << kind.name; }
@@ -79,8 +78,6 @@ class TemporaryDirectory {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
   }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
   std::string file(const std::string& name) const { return m_path + "/" + name; }
 
  private:
@@ -115,24 +112,30 @@ class StoreTest : public testing::Test {
   void useStore(const std::string& url) { ASSERT_TRUE(vorn::bindStore("default", url).succeeded()); }
   void TearDown() override { vorn::unbindStores(); }
 
-  /// @return a batch of rows 0, 1, 2, … for t(n)
-  static BatchInserter numbers(long rows) {
+  /// @return a batch for t(n, v): n rises from `first`, v from 0
+  static BatchInserter numbers(long rows, long first = 0) {
     BatchInserter batch;
     batch.table("t");
-    for (long row = 0; row < rows; ++row) batch["n"] << row;
+    for (long row = 0; row < rows; ++row) batch["n"] << first + row, batch["v"] << row;
     return batch;
   }
 
   /// Runs one step of a scenario. @return its outcome, or its rows
   static std::string step(CVORN* on, const std::string& text, int columns) {
     MIRAsqlDB other(true);
-    if (text.rfind("other: ", 0) == 0) return step(&other, text.substr(7), columns);
-    if (text.rfind("elsewhere: ", 0) == 0) return onAnotherThread([&] { return step(on, text.substr(11), columns); });
-    if (text.rfind("batch of ", 0) == 0) return describe(on->ExecBatchInserter(numbers(std::stol(text.substr(9)))));
-    if (text == "begin") return describe(on->beginTransaction());
-    if (text == "commit") return describe(on->commitTransaction());
-    if (text == "rollback") return describe(on->rollbackTransaction());
-    return text.rfind("select", 0) == 0 ? rowsOf(on, text, columns) : run(on, text);
+    const std::size_t blank = text.find(' ');
+    const std::string word = text.substr(0, blank), rest = blank == std::string::npos ? "" : text.substr(blank + 1);
+    if (word == "other:") return step(&other, rest, columns);
+    if (word == "elsewhere:") return onAnotherThread([&] { return step(on, rest, columns); });
+    const std::size_t last = rest.rfind(' ') + 1;
+    if (word == "batch") return describe(on->ExecBatchInserter(numbers(std::stol(rest), std::stol(rest.substr(last)))));
+    if (word == "set") return setenv(rest.substr(0, last - 1).c_str(), rest.substr(last).c_str(), 1), kSuccess;
+    if (word == "bind") return describe(vorn::bindStore("default", rest).errorCode());
+    if (word == "unbind") return vorn::unbindStores(), kSuccess;
+    if (word == "begin") return describe(on->beginTransaction());
+    if (word == "commit") return describe(on->commitTransaction());
+    if (word == "rollback") return describe(on->rollbackTransaction());
+    return word == "select" ? rowsOf(on, text, columns) : run(on, text);
   }
 
   /// Runs the scenarios of a file: blank lines stand between them, and `renew` makes each one's store.

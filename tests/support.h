@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <locale>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -17,6 +20,20 @@ inline std::vector<std::pair<std::string, std::string>> casesOf(const std::strin
   }
   if (cases.empty()) throw std::runtime_error("no cases in " + file);
   return cases;
+}
+
+/// @return the text with every single quote doubled
+inline std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char byte : text) result.append(byte == '\'' ? 2 : 1, byte);
+  return result;
+}
+
+/// @return the seed of a random test: VORN_TEST_SEED, or another one each time, which the output names
+inline unsigned testSeed() {
+  const char* const chosen = std::getenv("VORN_TEST_SEED");
+  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen)) : std::random_device()();
+  return std::printf("repeat with VORN_TEST_SEED=%u\n", seed), seed;
 }
 
 /// The process writes 1234.5 as 1.234,5 while this lives.
