@@ -1,6 +1,5 @@
 // Compiled only, under every standard and compiler that callers use: no cast, no warning, no ambiguity.
 #include <type_traits>
-#include <utility>
 
 #include "vorn/vorn.h"
 
@@ -26,16 +25,14 @@
   upd["a"].assign(0), upd["b"].assign("text"), upd["c"].assign(CVORNNull());
 }
 
-template <typename Value, typename = decltype(std::declval<CVORNCriterionItem&>() == std::declval<Value>())>
-std::true_type compares(int);
+[[maybe_unused]] const auto compare = [](auto&& item, const auto& value) -> decltype(item == value) { return item == value; };
+[[maybe_unused]] const auto insert = [](auto&& inserter, const auto& value) -> decltype(inserter << value) { return inserter << value; };
 template <typename Value>
-std::false_type compares(...);
-template <typename Value, typename = decltype(std::declval<CVORNInserter&>() << std::declval<Value>())>
-std::true_type inserts(int);
+constexpr bool compares = std::is_invocable_v<decltype(compare), CVORNCriterionItem&, Value>;
 template <typename Value>
-std::false_type inserts(...);
+constexpr bool inserts = std::is_invocable_v<decltype(insert), CVORNInserter&, Value>;
 
 static_assert(sizeof(CVORNNull) == 1);
-static_assert(decltype(compares<const char*>(0))::value && decltype(inserts<const char (&)[5]>(0))::value);
-static_assert(!decltype(compares<CVORNNull>(0))::value, "the marker would become a number");
-static_assert(!decltype(inserts<const wchar_t*>(0))::value, "a pointer would become a bool");
+static_assert(compares<const char*> && inserts<const char (&)[5]>);
+static_assert(!compares<CVORNNull>, "the marker would become a number");
+static_assert(!inserts<const wchar_t*>, "a pointer would become a bool");

@@ -1,7 +1,7 @@
 #include "vorn/batch_inserter.h"
 
 #include <climits>
-#include <set>
+#include <memory>
 #include <sstream>
 #include <thread>
 #include <tuple>
@@ -38,37 +38,19 @@ TEST_F(BatchTest, Renders) {
   }
 }
 
-struct ColumnTypeTest : BatchTest {
-  /// Appends the value to one column of each type; only that of type `own` may take it.
-  template <typename Value>
-  void append(const Value& value, int own, int line) {
-    for (int type = 0; type < 5; ++type) {
-      batch[std::to_string(type)] << value;
-      const std::string rejected = "error " + std::to_string(own) + " scrubbed [VORNLib]typeName is error.";
-      const std::string place = " @BatchInserter:operator<<:" + std::to_string(line);
-      EXPECT_EQ(takeEvents(), type == own ? "" : rejected + place);
-    }
-  }
-
+TEST_F(BatchTest, ColumnIsOfTheTypeOfItsFirstValue) {
   BatchInserter batch;
-};
-
-TEST_F(ColumnTypeTest, IsThatOfTheFirstValue) {
-  batch["0"] << std::string("it's");
-  batch["1"] << 1;
-  batch["2"] << 2U;
-  batch["3"] << 1.5F;
-  batch["4"] << 2.5;
-  append(true, 1, 58);
-  append(std::string("text"), 0, 70);
-  append(short{-2}, 1, 82);
-  append(static_cast<unsigned short>(65535), 2, 94);
-  append(-3, 1, 106);
-  append(4000000000U, 2, 118);
-  append(LONG_MIN, 1, 130);
-  append(ULONG_MAX, 2, 142);
-  append(0.25F, 3, 154);
-  append(0.5, 4, 166);
+  batch["0"] << std::string("it's"), batch["1"] << 1, batch["2"] << 2U, batch["3"] << 1.5F, batch["4"] << 2.5;
+  const auto append = [&](const auto& value, int own, int line) {  // to a column of each type; only its own may take it
+    const std::string code = std::to_string(own), place = " @BatchInserter:operator<<:" + std::to_string(line);
+    for (const std::string column : {"0", "1", "2", "3", "4"}) {
+      batch[column] << value;
+      EXPECT_EQ(takeEvents(), column == code ? "" : "error " + code + " scrubbed [VORNLib]typeName is error." + place);
+    }
+  };
+  append(true, 1, 58), append(std::string("text"), 0, 70), append(short{-2}, 1, 82);
+  append(static_cast<unsigned short>(65535), 2, 94), append(-3, 1, 106), append(4000000000U, 2, 118);
+  append(LONG_MIN, 1, 130), append(ULONG_MAX, 2, 142), append(0.25F, 3, 154), append(0.5, 4, 166);
   Columns columns = columnsOf(batch);
   EXPECT_EQ(columns["0"].m_strVec, (std::vector<std::string>{"it's", "text"}));
   EXPECT_EQ(columns["1"].m_longVec, (std::vector<long>{1, 1, -2, -3, LONG_MIN}));
@@ -79,22 +61,16 @@ TEST_F(ColumnTypeTest, IsThatOfTheFirstValue) {
 }
 
 TEST_F(BatchTest, AppendsToItsOwnColumnsAfterCopyMoveAndClear) {
-  BatchInserter first;
-  first.table("t");
-  first["a"] << 1;
+  BatchInserter first, assigned;
+  first.table("t"), first["a"] << 1;
   BatchInserter copy(first);
-  copy << 2;
-  first << 3;
+  copy << 2, first << 3;
   BatchInserter moved(std::move(copy));
   copy << 9;  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
-  moved << 4;
-  copy.clear();
-  copy["a"] << 5;
+  moved << 4, copy.clear(), copy["a"] << 5;
 
-  BatchInserter assigned;
   for (const char* column : {"0", "b", "0"}) assigned[column] << 6;
-  assigned = first;
-  assigned << 7;
+  assigned = first, assigned << 7;
   first.clear();
   EXPECT_EQ(first.toString(), "insert into t () values()");
   first << 8;
@@ -106,95 +82,71 @@ TEST_F(BatchTest, AppendsToItsOwnColumnsAfterCopyMoveAndClear) {
 
 TEST_F(BatchTest, PassesItsColumnsAsReadOnlyReferences) {
   BatchInserter batch;
-  batch["z's"] << std::string("x") << std::string("y");
-  batch["l"] << 1 << 2;
-  batch["u"] << 3U << 4U;
-  batch["f"] << 1.0F << 2.0F;
-  batch["D"] << 1.0 << 2.0;
-  std::string found;
-  scripted::platform().onExecute = [&](const std::string&, const vorn::TypedRef* parameters) {
-    EXPECT_EQ(parameters->type.record, nullptr);
-    found = std::to_string(parameters->type.code) + '/' + std::to_string(parameters->type.flags);
-    for (const auto& [name, column] : *static_cast<const vorn::ParamRefMap*>(parameters->object)) {
+  batch["z's"] << std::string("x") << std::string("y"), batch["l"] << 1 << 2, batch["u"] << 3U << 4U;
+  batch["f"] << 1.0F << 2.0F, batch["D"] << 1.0 << 2.0;
+  std::ostringstream found;
+  scripted::platform().onExecute = [&](const vorn::TypedRef& parameters) {
+    found << parameters.type.code << '/' << +parameters.type.flags << '/' << (parameters.type.record == nullptr);
+    for (const auto& [name, column] : *static_cast<const vorn::ParamRefMap*>(parameters.object)) {
       const vorn::ContainerRecord& record = *column.type.record;
-      found += ' ' + name;
-      for (const std::size_t number :
-           {std::size_t{column.type.code}, std::size_t{column.type.flags}, std::size_t{record.elementCode}, record.count(column.object)}) {
-        found += '/' + std::to_string(number);
-      }
+      found << ' ' << name << '/' << column.type.code << '/' << +column.type.flags << '/' << record.elementCode << '/'
+            << record.count(column.object);
       EXPECT_TRUE(name != "l" || static_cast<long*>(record.first(column.object))[1] == 2);
     }
   };
   EXPECT_EQ(MIRAsqlDB(false).ExecBatchInserter(batch), 0u);
-  EXPECT_EQ(found, "101/32 D/61/32/18/2 f/61/32/17/2 l/61/32/15/2 u/61/32/25/2 z''s/61/32/41/2");
+  EXPECT_EQ(found.str(), "101/32/1 D/61/32/18/2 f/61/32/17/2 l/61/32/15/2 u/61/32/25/2 z''s/61/32/41/2");
   EXPECT_EQ(columnsOf(batch).at("z''s").m_strVec, (std::vector<std::string>{"x", "y"})) << "still there";
 }
 
 template <typename Vector>
-const vorn::ContainerRecord& recordOf() {
-  vorn::TypeDescriptor descriptor;
-  vorn::TypeRegistry::registerVectorType<Vector>(descriptor, vorn::type_code::kVector, "std::vector", 0);
-  return *descriptor.record;
-}
-
-template <typename Vector>
-struct RegistryTest : ::testing::Test {};
-
-using VectorTypes =
-    ::testing::Types<std::vector<std::string>, std::vector<long>, std::vector<unsigned long>, std::vector<float>, std::vector<double>>;
-TYPED_TEST_SUITE(RegistryTest, VectorTypes);
-
-TYPED_TEST(RegistryTest, MakesOneRecordForAllThreads) {
-  std::vector<const vorn::ContainerRecord*> records(8);
-  std::vector<std::thread> threads(8);
-  for (std::size_t i = 0; i < 8; ++i) threads[i] = std::thread([&, i] { records[i] = &recordOf<TypeParam>(); });
+void expectRecordWorks() {
+  using Element = typename Vector::value_type;
+  vorn::TypeDescriptor descriptors[8];
+  std::vector<std::thread> threads;
+  for (auto& descriptor : descriptors) {
+    threads.emplace_back([&] { vorn::TypeRegistry::registerVectorType<Vector>(descriptor, 61, "std::vector", 0); });
+  }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(std::set<const vorn::ContainerRecord*>(records.begin(), records.end()).size(), 1u);
-}
-
-TYPED_TEST(RegistryTest, WorksOnTheContainerThroughItsRecord) {
-  using Element = typename TypeParam::value_type;
-  const vorn::ContainerRecord& record = recordOf<TypeParam>();
+  const vorn::ContainerRecord& record = *descriptors[0].record;
+  for (const auto& descriptor : descriptors) EXPECT_EQ(descriptor.record, &record) << "one for all threads";
   EXPECT_STREQ(record.basics.name, "std::vector");
-  EXPECT_EQ(record.basics.objectSize, sizeof(TypeParam));
+  EXPECT_EQ(record.basics.objectSize, sizeof(Vector));
   EXPECT_EQ(record.flags & 0x30, 0);
+
   void* const container = record.basics.create();
-  auto& vector = *static_cast<TypeParam*>(container);
-  const auto walkBack = [&] {
-    TypeParam elements;
-    vorn::ContainerCursor* const cursor = record.makeLastCursor(container);
-    for (; cursor->element; record.previous(container, *cursor)) { elements.push_back(*static_cast<Element*>(cursor->element)); }
-    record.previous(container, *cursor);
-    record.next(container, *cursor);
-    EXPECT_EQ(cursor->element, nullptr);
-    record.freeCursor(cursor);
+  auto& vector = *static_cast<Vector*>(container);
+  const auto walk = [&](auto step, vorn::ContainerCursor cursor) {
+    Vector elements;
+    for (; cursor.element; step(container, cursor)) elements.push_back(*static_cast<Element*>(cursor.element));
+    record.previous(container, cursor), record.next(container, cursor);
+    EXPECT_EQ(cursor.element, nullptr) << "the end stays the end";
     return elements;
   };
+  const auto walkBack = [&] {
+    const std::unique_ptr<vorn::ContainerCursor, decltype(record.freeCursor)> last(record.makeLastCursor(container), record.freeCursor);
+    return walk(record.previous, *last);
+  };
   record.removeLast(container);
-  EXPECT_EQ(record.first(container), nullptr);
-  EXPECT_TRUE(walkBack().empty());
-
+  EXPECT_TRUE(record.first(container) == nullptr && walkBack().empty());
   Element zero{}, one{}, two{};
   std::istringstream("1 2") >> one >> two;
-  EXPECT_EQ(*static_cast<Element*>(record.appendDefault(container)), zero);
-  for (const Element& element : {one, two}) {
-    const void* const appended = record.appendCopy(container, &element);
-    EXPECT_EQ(appended, &vector.back());
-  }
+  record.appendDefault(container), record.appendCopy(container, &one);
+  const void* const appended = record.appendCopy(container, &two);
+  EXPECT_EQ(appended, &vector.back());
   for (int i = 0; i < 40; ++i) record.appendCopy(container, &vector[1]);  // its own element, while it grows
   EXPECT_EQ(vector.back(), one);
   while (record.count(container) > 3) record.removeLast(container);
-  TypeParam elements;
-  vorn::ContainerCursor cursor{record.first(container)};
-  for (; cursor.element; record.next(container, cursor)) { elements.push_back(*static_cast<Element*>(cursor.element)); }
-  EXPECT_EQ(elements, (TypeParam{zero, one, two}));
-  EXPECT_EQ(walkBack(), (TypeParam{two, one, zero}));
+  EXPECT_EQ(walk(record.next, {record.first(container)}), (Vector{zero, one, two}));
+  EXPECT_EQ(walkBack(), (Vector{two, one, zero}));
   record.removeAll(container);
   EXPECT_EQ(record.count(container), 0u);
   record.basics.destroy(container);
 }
 
-TEST(RegistryLock, MayBeTakenAgainByItsHolder) {
+TEST(TypeRegistry, WorksOnContainersThroughTheirRecords) {
+  expectRecordWorks<std::vector<std::string>>(), expectRecordWorks<std::vector<long>>();
+  expectRecordWorks<std::vector<unsigned long>>(), expectRecordWorks<std::vector<float>>(), expectRecordWorks<std::vector<double>>();
   auto lock = vorn::TypeRegistry::registryLock();
   lock.acquire(), lock.acquire(), lock.release(), lock.release();
   std::thread([&] { lock.acquire(), lock.release(); }).join();  // hangs unless it is free again

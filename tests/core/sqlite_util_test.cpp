@@ -20,13 +20,10 @@ __attribute__((constructor(101))) void callBeforeLoad() {
   first.join(), second.join();
 }
 
-TEST(SQLiteUtil, CallersBeforeLoadGetTheOneInstance) {
-  ASSERT_NE(seenBeforeLoad[0], nullptr);
-  for (CSQLiteUtil* const seen : seenBeforeLoad) EXPECT_EQ(seen, CSQLiteUtil::getInstance());
-}
-
-TEST(SQLiteUtil, DoublesSingleQuotesOnly) {
+TEST(SQLiteUtil, IsOneInstanceForCallersBeforeLoadTooAndDoublesSingleQuotesOnly) {
   CSQLiteUtil* const util = CSQLiteUtil::getInstance();
+  ASSERT_NE(util, nullptr);
+  for (CSQLiteUtil* const seen : seenBeforeLoad) EXPECT_EQ(seen, util);
   EXPECT_EQ(util->replaceSpecialChar('\'') + util->replaceSpecialChar('a'), "''a");
   EXPECT_EQ(util->replaceSpecialChar('\0'), std::string(1, '\0'));
   EXPECT_EQ(util->replaceSpecialChar("it's\\\""), "it''s\\\"");

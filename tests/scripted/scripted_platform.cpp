@@ -1,10 +1,10 @@
 #include "scripted/scripted_platform.h"
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
+#include <utility>
 
+#include "support.h"
 #include "vorn/platform/process.h"
 #include "vorn/platform/secure_c.h"
 #include "vorn/platform/text.h"
@@ -17,16 +17,11 @@ std::string place(const vorn::SourceLocation& location) {
   return " @" + vorn::makeStatementId(location.sourceUnit, location.function, location.line);
 }
 
-vorn::ExecResult nextResult() {
-  if (platform().results.empty()) return {};
-  vorn::ExecResult result = platform().results.front();
-  platform().results.pop_front();
-  return result;
-}
-
-std::string doubleQuotes(const std::string& text) {
-  std::string result;
-  for (const char byte : text) result.append(byte == '\'' ? 2 : 1, byte);
+/// @return the first of a script's outcomes or rows, which it takes out, or an empty one
+template <typename Script>
+typename Script::value_type next(Script& script) {
+  typename Script::value_type result;
+  if (!script.empty()) result = std::move(script.front()), script.pop_front();
   return result;
 }
 
@@ -55,51 +50,35 @@ class DataSession::Impl {
   void record(const std::string& action, const std::string& details = {}) const {
     platform().events.push_back(action + ' ' + name + details);
   }
-
-  ExecResult act(const std::string& action) const {
-    record(action);
-    return scripted::nextResult();
-  }
-
-  ExecResult execute(const std::string& id, SqlKind kind, const std::string& sql, const TypedRef* parameters) {
-    record("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
-    if (platform().onExecute) platform().onExecute(sql, parameters);
-    return scripted::nextResult();
+  ExecResult act(const std::string& action, const std::string& details = {}) const {
+    record(action, details);
+    return scripted::next(platform().results);
   }
 
   std::string name;
 };
 
-DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) {
-  m_impl->record("open");
-  ++platform().openSessions;
-}
-
-DataSession::~DataSession() {
-  m_impl->record("close");
-  --platform().openSessions;
-}
-
+DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) { m_impl->record("open"); }
+DataSession::~DataSession() { m_impl->record("close"); }
 ExecResult DataSession::beginTransaction() { return m_impl->act("begin"); }
-
 ExecResult DataSession::commit() { return m_impl->act("commit"); }
-
 ExecResult DataSession::rollback() { return m_impl->act("rollback"); }
 
 ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, NoParametersType) {
-  return m_impl->execute(id, kind, sql, nullptr);
+  return execute(id, kind, sql, TypedRef());
 }
 
 ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, const TypedRef& parameters) {
-  return m_impl->execute(id, kind, sql, &parameters);
+  ExecResult result = m_impl->act("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
+  if (platform().onExecute) platform().onExecute(parameters);
+  return result;
 }
 
 bool DataSession::fetchRow(ExecResult& status, const TypedRef& target, int hint) {
   status = ExecResult();
   m_impl->record("fetch", ' ' + std::to_string(target.type.code) + ' ' + std::to_string(hint));
   if (platform().rows.empty()) return false;
-  *static_cast<scripted::Row*>(target.object) = platform().rows.front();
-  platform().rows.pop_front();
+  *static_cast<scripted::Row*>(target.object) = scripted::next(platform().rows);
   return true;
 }
 
@@ -109,25 +88,20 @@ std::string makeStatementId(const char* sourceName, const char* functionName, in
 
 void Logger::error(std::uint32_t code, const std::string& text, const SourceLocation& location) {
   platform().events.push_back("error " + std::to_string(code) + ' ' + text + scripted::place(location));
-  platform().logs.push_back({LogLevel::Error, code, text, location});
 }
 
 void Logger::info(const std::string& text, const SourceLocation& location) {
   platform().events.push_back("info " + text + scripted::place(location));
-  platform().logs.push_back({LogLevel::Info, 0, text, location});
 }
 
 std::string LogScrubber::scrub(const std::string& text) { return scripted::kScrubbed + text; }
 
 FunctionTrace::FunctionTrace(const SourceLocation& location) { platform().events.push_back("trace" + scripted::place(location)); }
 
-std::uint32_t currentProcessId() {
-  ++platform().processIdCalls;
-  return platform().processId;
-}
+std::uint32_t currentProcessId() { return ++platform().processIdCalls, platform().processId; }
 
-std::string escapeSingleQuotes(const std::string& text) { return scripted::doubleQuotes(text); }
-std::string escapeLikePattern(const std::string& pattern) { return scripted::doubleQuotes(pattern); }
+std::string escapeSingleQuotes(const std::string& text) { return escaped(text); }
+std::string escapeLikePattern(const std::string& pattern) { return escaped(pattern); }
 
 int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format, ...) {
   if (platform().snprintfFails || maximumCount >= destinationSize) {
@@ -140,17 +114,6 @@ int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maxim
   const int length = std::vsnprintf(destination, maximumCount + 1, format, arguments);
   va_end(arguments);
   return length > static_cast<int>(maximumCount) ? -1 : length;
-}
-
-int memcpy_s(void* destination, std::size_t destinationSize, const void* source, std::size_t count) {
-  if (count > destinationSize) return ERANGE;
-  std::memcpy(destination, source, count);
-  return 0;
-}
-
-int memset_s(void* destination, std::size_t destinationSize, int value, std::size_t count) {
-  std::memset(destination, value, count < destinationSize ? count : destinationSize);
-  return count > destinationSize ? ERANGE : 0;
 }
 
 }  // namespace vorn

@@ -30,17 +30,14 @@ using Row = std::vector<vorn::RowValue>;
 ///   trace @SOURCE:FUNCTION:LINE
 struct Platform {
   std::vector<std::string> events;
-  std::vector<vorn::LogRecord> logs;  ///< errors and information lines alone
-
   std::deque<vorn::ExecResult> results;  ///< next outcomes of transactions and executes; then successes
   std::deque<Row> rows;                  ///< next rows, whichever session fetches
   std::uint32_t processId = 1;
   int processIdCalls = 0;
   bool snprintfFails = false;  ///< -1 and an empty text until reset
-  int openSessions = 0;
 
-  /// Called inside every execute; `parameters` is null for one without.
-  std::function<void(const std::string& sql, const vorn::TypedRef* parameters)> onExecute;
+  /// Called inside every execute; `parameters` refers to nothing for one without.
+  std::function<void(const vorn::TypedRef& parameters)> onExecute;
 };
 
 /// What the scripted scrubber puts before every text.

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <ostream>
@@ -12,13 +15,13 @@
 #include <thread>
 #include <vector>
 
+#include "support.h"
 #include "vorn/vorn.h"
 
 /// What the tests know about a kind of store.
 struct StoreKind {
   std::string name;
   std::function<std::string()> freshUrl;  ///< the URL of an empty store, without a query
-  std::string tick;                       ///< a query of a million rows 1…1000000 in one column n
 };
 
 inline void PrintTo(const StoreKind& kind, std::ostream* out) { *out << kind.name; }
@@ -59,24 +62,26 @@ inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) { 
 
 inline const std::string kSuccess = "success";
 
+// A thread of its own, so that nothing of the caller's sessions is shared.
+template <typename Work>
+auto onAnotherThread(Work work) {
+  return std::async(std::launch::async, work).get();
+}
+
 /// A directory that is gone with the object.
 class TemporaryDirectory {
  public:
   TemporaryDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vorn-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    m_path = pattern;
+    if (mkdtemp(m_path.data()) == nullptr) std::abort();
   }
   ~TemporaryDirectory() {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
   }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
   std::string file(const std::string& name) const { return m_path + "/" + name; }
 
  private:
-  std::string m_path;
+  std::string m_path = (std::filesystem::temp_directory_path() / "vorn-test-XXXXXX").string();
 };
 
 /// Collects log lines while it lives.
@@ -85,26 +90,20 @@ class LogCapture {
   LogCapture() {
     vorn::setLogSink([this](const vorn::LogRecord& record) {
       const std::lock_guard lock(m_mutex);
-      m_records.push_back(record);
+      m_texts[static_cast<int>(record.level)] += record.text + "\n";
     });
   }
   ~LogCapture() { vorn::setLogSink({}); }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
 
-  /// @return the texts of a level's lines, joined by newlines
+  /// @return the texts of a level's lines, each with a newline
   std::string texts(vorn::LogLevel level) {
     const std::lock_guard lock(m_mutex);
-    std::string all;
-    for (const vorn::LogRecord& record : m_records) {
-      if (record.level == level) all += record.text + "\n";
-    }
-    return all;
+    return m_texts[static_cast<int>(level)];
   }
 
  private:
   std::mutex m_mutex;
-  std::vector<vorn::LogRecord> m_records;
+  std::string m_texts[3];
 };
 
 /// A database object over a fresh store bound to "default", and everything unbound afterwards.
@@ -112,6 +111,49 @@ class StoreTest : public testing::Test {
  protected:
   void useStore(const std::string& url) { ASSERT_TRUE(vorn::bindStore("default", url).succeeded()); }
   void TearDown() override { vorn::unbindStores(); }
+
+  /// @return a batch for t(n, v): n rises from `first`, v from 0
+  static BatchInserter numbers(long rows, long first = 0) {
+    BatchInserter batch;
+    batch.table("t");
+    for (long row = 0; row < rows; ++row) batch["n"] << first + row, batch["v"] << row;
+    return batch;
+  }
+
+  /// Runs one step of a scenario. @return its outcome, or its rows
+  static std::string step(CVORN* on, const std::string& text, int columns) {
+    MIRAsqlDB other(true);
+    const std::size_t blank = text.find(' ');
+    const std::string word = text.substr(0, blank), rest = blank == std::string::npos ? "" : text.substr(blank + 1);
+    if (word == "other:") return step(&other, rest, columns);
+    if (word == "elsewhere:") return onAnotherThread([&] { return step(on, rest, columns); });
+    const std::size_t last = rest.rfind(' ') + 1;
+    if (word == "batch") return describe(on->ExecBatchInserter(numbers(std::stol(rest), std::stol(rest.substr(last)))));
+    if (word == "set") return setenv(rest.substr(0, last - 1).c_str(), rest.substr(last).c_str(), 1), kSuccess;
+    if (word == "bind") return describe(vorn::bindStore("default", rest).errorCode());
+    if (word == "unbind") return vorn::unbindStores(), kSuccess;
+    if (word == "begin") return describe(on->beginTransaction());
+    if (word == "commit") return describe(on->commitTransaction());
+    if (word == "rollback") return describe(on->rollbackTransaction());
+    return word == "select" ? rowsOf(on, text, columns) : run(on, text);
+  }
+
+  /// Runs the scenarios of a file: blank lines stand between them, and `renew` makes each one's store.
+  template <typename Renew>
+  void runScenarios(const std::string& file, const Renew& renew) {
+    for (const auto& [text, outcome] : casesOf(file)) {
+      SCOPED_TRACE(text);
+      const auto columns = 1 + std::count(outcome.begin(), std::find(outcome.begin(), outcome.end(), ';'), '|');
+      const std::string found = text.empty() ? (renew(), kSuccess) : step(db, text, static_cast<int>(columns));
+      if (outcome != "failure") {
+        EXPECT_EQ(found, outcome.empty() ? kSuccess : outcome == "(none)" ? "" : outcome);
+        continue;
+      }
+      const std::string detail = vorn::lastResult().detail().value_or("");
+      EXPECT_TRUE(found != kSuccess && !detail.empty() && detail.find('\n') == std::string::npos) << found << detail;
+      EXPECT_NE(log.texts(vorn::LogLevel::Info).find("[VORNLib]" + detail), std::string::npos);
+    }
+  }
 
   LogCapture log;
   MIRAsqlDB database{false};

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <locale>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// @return the lines of a file under tests/, each cut in two at " => "; blank lines count, comments (#) do not
+inline std::vector<std::pair<std::string, std::string>> casesOf(const std::string& file) {
+  std::ifstream lines(VORN_TEST_SOURCES "/" + file);
+  std::vector<std::pair<std::string, std::string>> cases;
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t arrow = line.find(" => ");
+    if (line.rfind('#', 0) != 0) cases.emplace_back(line.substr(0, arrow), arrow == std::string::npos ? "" : line.substr(arrow + 4));
+  }
+  if (cases.empty()) throw std::runtime_error("no cases in " + file);
+  return cases;
+}
+
+/// @return the text with every single quote doubled
+inline std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char byte : text) result.append(byte == '\'' ? 2 : 1, byte);
+  return result;
+}
+
+/// @return the seed of a random test: VORN_TEST_SEED, or another one each time, which the output names
+inline unsigned testSeed() {
+  const char* const chosen = std::getenv("VORN_TEST_SEED");
+  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen)) : std::random_device()();
+  return std::printf("repeat with VORN_TEST_SEED=%u\n", seed), seed;
+}
+
+/// The process writes 1234.5 as 1.234,5 while this lives.
+class CommaLocale {
+ public:
+  ~CommaLocale() { std::locale::global(m_before); }
+
+ private:
+  struct Punctuation : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  std::locale m_before = std::locale::global(std::locale(std::locale::classic(), new Punctuation));
+};
