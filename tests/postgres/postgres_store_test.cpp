@@ -57,63 +57,24 @@ TEST_F(PostgresStore, OptionsOfTheUriReachTheServer) {
 }
 
 TEST_F(PostgresStore, ValuesHaveOneTextForm) {
-  const struct {
-    const char* sql;
-    std::string text;
-  } cases[] = {{"true", "true"},
-               {"1 = 2", "false"},
-               {"null::bool", "~"},
-               {"''::text", "~"},
-               {"'\\x00ff5c27'::bytea", std::string("\0\xff\\'", 4)},
-               {"''::bytea", "~"},
-               {"-9223372036854775808", "-9223372036854775808"},
-               {"32767::int2", "32767"},
-               {"0.1::float4", "0.1"},
-               {"16777217::float4", "16777216.0"},
-               {"1::float8/3", "0.3333333333333333"},
-               {"'-infinity'::float8", "-inf"},
-               {"'nan'::float4", "nan"},
-               {"12345678901234567890.1230::numeric", "12345678901234567890.1230"},
-               {"timestamptz '2024-02-03 04:05:06.789+00'", "2024-02-03 04:05:06.789+00"},
-               {"interval '1 day 2 hours'", "1 day 02:00:00"},
-               {"array[1,null,3]", "{1,NULL,3}"},
-               {"array['a\"b']", "{\"a\\\"b\"}"},
-               {"'{\"a\": [1, 2]}'::jsonb", "{\"a\": [1, 2]}"},
-               {"'it''s \\n'", "it's \\n"},
-               {"'x'::char(3)", "x  "}};
   ASSERT_EQ(run(db, "set timezone to 'UTC'"), kSuccess);
-  for (const auto& each : cases) EXPECT_EQ(rowsOf(db, std::string("select ") + each.sql), each.text) << each.sql;
+  for (const auto& [expression, text] : casesOf("postgres/values.txt")) EXPECT_EQ(rowsOf(db, "select " + expression), text) << expression;
+  EXPECT_EQ(rowsOf(db, "select '\\x00ff5c27'::bytea"), std::string("\0\xff\\'", 4));
 }
 
 TEST_F(PostgresStore, RefusalsHaveCodesAndLeaveNothing) {
   ASSERT_EQ(run(db, "create table t(n int primary key deferrable initially deferred)"), kSuccess);
-  const struct {
-    const char* sql;
-    const char* outcome;
-  } cases[] = {{"insert into t values(1); insert into t values(2)", "vorn 4 MULTIPLE_STATEMENTS"},
-               {"insert into t values(1); commit", "vorn 4 MULTIPLE_STATEMENTS"},
-               {"insert into t values(1); bogus", "postgresql 42601 syntax_error"},
-               {"insert into t select 1, pg_sleep(0), 'gehe''im", "postgresql 42601 syntax_error"},
-               {"select 1 'geheim'", "postgresql 42601 syntax_error"},
-               {"; -- nothing", "vorn 6 EMPTY_STATEMENT"},
-               {"insert into t values($1)", "postgresql 08P01 protocol_violation"},
-               {"insert into t values(1),(1)", "postgresql 23505 unique_violation"},
-               {"insert into t values('geheim')", "postgresql 22P02 invalid_text_representation"},
-               {"insert into t values(3000000000)", "postgresql 22003 numeric_value_out_of_range"},
-               {"copy t from stdin", "vorn 16 NOT_SUPPORTED"},
-               {"copy (select generate_series(1, 10000000)) to stdout", "vorn 16 NOT_SUPPORTED"},
-               {"copy t to stdout", "vorn 16 NOT_SUPPORTED"}};
-  for (const auto& each : cases) {
-    EXPECT_EQ(run(db, each.sql), each.outcome) << each.sql;
-    EXPECT_EQ(log.texts(LogLevel::Info).find("geheim"), std::string::npos) << each.sql;
+  for (const auto& [sql, outcome] : casesOf("postgres/refusals.txt")) {
+    EXPECT_EQ(run(db, sql), outcome) << sql;
+    EXPECT_EQ(log.texts(LogLevel::Info).find("geheim"), std::string::npos) << sql;
     CVORNReader reader;
-    EXPECT_EQ(describe(db->execReadSQL(raw(each.sql), reader)), each.outcome) << each.sql;
+    EXPECT_EQ(describe(db->execReadSQL(raw(sql), reader)), outcome) << sql;
     reader.clear();
     ASSERT_EQ(db->beginTransaction(), 0U);
-    const bool atCommit = std::string(each.outcome).find("23505") != std::string::npos;
-    EXPECT_EQ(run(db, each.sql), atCommit ? kSuccess : each.outcome) << each.sql;
-    EXPECT_EQ(db->rollbackTransaction(), 0U) << each.sql;
-    EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0") << each.sql;
+    const bool atCommit = outcome.find("23505") != std::string::npos;
+    EXPECT_EQ(run(db, sql), atCommit ? kSuccess : outcome) << sql;
+    EXPECT_EQ(db->rollbackTransaction(), 0U) << sql;
+    EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0") << sql;
   }
 }
 
