@@ -3,7 +3,7 @@
 #include <atomic>
 #include <climits>
 #include <clocale>
-#include <limits>
+#include <cmath>
 #include <tuple>
 
 #include "store/store_fixture.h"
@@ -99,10 +99,9 @@ TEST_P(CommonStore, OpenReadersShowTheRowsAsOpenedWhateverIsWrittenBetween) {
     ASSERT_TRUE(forward.hasNextElement() && backward.hasNextElement()) << step;
     forward >> up >> null >> name >> ratio;
     backward >> down;
-    ASSERT_EQ(up, step);
     ASSERT_EQ(null ? "" : name, step == 200 ? "" : "n" + std::to_string(step));
     ASSERT_EQ(ratio, static_cast<double>(step - 1) * 0.25);
-    ASSERT_EQ(down, 301 - step);
+    ASSERT_TRUE(up == step && down == 301 - step) << up << " and " << down;
     ASSERT_EQ(insert(1000 + step, "w" + std::to_string(step)), 0U);
     if (step == 150) { ASSERT_EQ(run(db, "delete from alarm where id <= 300"), kSuccess); }
   }
@@ -111,13 +110,12 @@ TEST_P(CommonStore, OpenReadersShowTheRowsAsOpenedWhateverIsWrittenBetween) {
 }
 
 TEST_P(CommonStore, BatchKeepsHostileTextsExtremeNumbersAndOneHundredColumns) {
-  constexpr double kInf = std::numeric_limits<double>::infinity();
   const std::tuple<std::string, double, std::string> values[] = {{"", 0.1, "~|0.1"},
                                                                  {" ", 0.0, "~|0.0"},
                                                                  {"'", 1e308, "'|1e+308"},
                                                                  {"''", 5e-324, "''|5e-324"},
-                                                                 {"\\N", kInf, "\\N|inf"},
-                                                                 {"\\.", -kInf, "\\.|-inf"},
+                                                                 {"\\N", HUGE_VAL, "\\N|inf"},
+                                                                 {"\\.", -HUGE_VAL, "\\.|-inf"},
                                                                  {"a\tb\nc\rd", 1.0 / 3, "a\tb\nc\rd|0.3333333333333333"},
                                                                  {"\\", 1e22, "\\|1e+22"},
                                                                  {"\xe2\x82\xac", 3, "\xe2\x82\xac|3.0"},

@@ -22,35 +22,33 @@ class Statements : public StoreTest, public testing::WithParamInterface<StoreKin
 
 TEST_P(Statements, ConditionsSelectWhatTheySay) {
   const CVORNSelector oldest = selectorOf("p", vornMax(p["age"])), youngest = selectorOf("p", vornMin(p["age"]));
-  const auto expectIds = [this](const std::vector<std::pair<CVORNCriterion, const char*>>& cases) {
-    for (const auto& [condition, ids] : cases) {
-      CVORNSelector selector = selectorOf("p", p["id"]);
-      selector.where(condition), selector.orderBy("id", true);
-      EXPECT_EQ(rowsOf(db, selector, 1), ids) << condition.toString();
-    }
-  };
-  expectIds({{p["age"] == short{30}, "2;3"},
-             {p["price"] == -2.25F, "3"},
-             {p["price"] != 0.5, "2;3"},
-             {p["kind"] != 'a', "2;4"},
-             {p["name"] != "it's", "1;3"},
-             {p["name"].like("%o%"), "3"},
-             {p["name"].like("it's"), "2"},
-             {p["id"].in("1,3,9"), "1;3"},
-             {p["age"] >= oldest, "4"},
-             {p["age"] <= youngest, "1"},
-             {p["age"] == p["id"], ""},
-             {p["age"] != p["id"], "1;2;3;4"},
-             {p["name"] >= std::string("b"), "2;3"},
-             {p["name"] <= std::string("b"), "1"}});
-  expectIds({{p["age"] == 30U && p["id"] == 3UL, "3"},
-             {p["id"] == 2L || p["id"] == 4L, "2;4"},
-             {p["age"] >= 30 && p["age"] <= 64, "2;3"},
-             {p["id"].in(selectorOf("q", q["pid"])), "1;3"},
-             {p["name"].notIn("'ann','bob'"), "2"},
-             {CVORNCriterion("p.name is null"), "4"},
-             {(p["kind"] == 'a' && p["age"] >= 20) || p["id"].in("4"), "3;4"},
-             {p["name"] >= std::string("it's") && p["name"] <= std::string("it's"), "2"}});
+  const std::pair<CVORNCriterion, const char*> cases[] = {{p["age"] == short{30}, "2;3"},
+                                                          {p["price"] == -2.25F, "3"},
+                                                          {p["price"] != 0.5, "2;3"},
+                                                          {p["kind"] != 'a', "2;4"},
+                                                          {p["name"] != "it's", "1;3"},
+                                                          {p["name"].like("%o%"), "3"},
+                                                          {p["name"].like("it's"), "2"},
+                                                          {p["id"].in("1,3,9"), "1;3"},
+                                                          {p["age"] >= oldest, "4"},
+                                                          {p["age"] <= youngest, "1"},
+                                                          {p["age"] == p["id"], ""},
+                                                          {p["age"] != p["id"], "1;2;3;4"},
+                                                          {p["name"] >= std::string("b"), "2;3"},
+                                                          {p["name"] <= std::string("b"), "1"},
+                                                          {p["age"] == 30U && p["id"] == 3UL, "3"},
+                                                          {p["id"] == 2L || p["id"] == 4L, "2;4"},
+                                                          {p["age"] >= 30 && p["age"] <= 64, "2;3"},
+                                                          {p["id"].in(selectorOf("q", q["pid"])), "1;3"},
+                                                          {p["name"].notIn("'ann','bob'"), "2"},
+                                                          {CVORNCriterion("p.name is null"), "4"},
+                                                          {(p["kind"] == 'a' && p["age"] >= 20) || p["id"].in("4"), "3;4"},
+                                                          {p["name"] >= std::string("it's") && p["name"] <= std::string("it's"), "2"}};
+  for (const auto& [condition, ids] : cases) {
+    CVORNSelector selector = selectorOf("p", p["id"]);
+    selector.where(condition), selector.orderBy("id", true);
+    EXPECT_EQ(rowsOf(db, selector, 1), ids) << condition.toString();
+  }
 }
 
 TEST_P(Statements, SelectorsJoinCompoundOrderLimitAndAggregate) {

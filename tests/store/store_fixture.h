@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <functional>
 #include <future>
-#include <memory>
 #include <mutex>
 #include <ostream>
 #include <string>
