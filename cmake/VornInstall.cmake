@@ -11,5 +11,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/VORNConfigVersion.cmake C
 install(FILES ${PROJECT_BINARY_DIR}/VORNConfig.cmake ${PROJECT_BINARY_DIR}/VORNConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VORN)
 
+# From the file's own place, so that the installation can be made under another prefix, or moved.
+file(RELATIVE_PATH VORN_PC_PREFIX
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vorn.pc.in ${PROJECT_BINARY_DIR}/vorn.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
