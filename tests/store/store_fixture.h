@@ -131,6 +131,7 @@ class StoreTest : public testing::Test {
     if (word == "set") return setenv(rest.substr(0, last - 1).c_str(), rest.substr(last).c_str(), 1), kSuccess;
     if (word == "bind") return describe(vorn::bindStore("default", rest).errorCode());
     if (word == "unbind") return vorn::unbindStores(), kSuccess;
+    if (word == "begin:") return on->beginTransaction(), step(on, rest, columns);
     if (word == "begin") return describe(on->beginTransaction());
     if (word == "commit") return describe(on->commitTransaction());
     if (word == "rollback") return describe(on->rollbackTransaction());
