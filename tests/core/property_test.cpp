@@ -1,8 +1,8 @@
-#include <cstdlib>
 #include <functional>
 #include <random>
 
 #include "scripted/scripted_platform.h"
+#include "support.h"
 #include "vorn/inserter.h"
 #include "vorn/selector.h"
 #include "vorn/updater.h"
@@ -10,16 +10,8 @@
 // Random calls against small models of the builders. VORN_TEST_SEED repeats a run.
 namespace {
 
-const char* const kSeed = std::getenv("VORN_TEST_SEED");
-const unsigned seed = kSeed != nullptr ? static_cast<unsigned>(std::atol(kSeed)) : std::random_device()();
-
 class PropertyTest : public scripted::PlatformTest {
  protected:
-  PropertyTest() { RecordProperty("seed", std::to_string(seed)); }
-  ~PropertyTest() override {
-    if (HasFailure()) std::fprintf(stderr, "repeat with VORN_TEST_SEED=%u\n", seed);
-  }
-
   std::size_t below(std::size_t limit) { return m_random() % limit; }
   long number() { return static_cast<long>(m_random() >> below(64)) * (below(2) == 0 ? 1 : -1); }
   std::string text() {
@@ -34,14 +26,8 @@ class PropertyTest : public scripted::PlatformTest {
   }
 
  private:
-  std::mt19937_64 m_random{seed};
+  std::mt19937_64 m_random{testSeed()};
 };
-
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char c : text) result.append(c == '\'' ? 2 : 1, c);
-  return result;
-}
 
 void append(std::string& list, const std::string& opening, const std::string& part) { list += (list.empty() ? opening : ",") + part; }
 
