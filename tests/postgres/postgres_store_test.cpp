@@ -1,6 +1,7 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "postgres/PostgresServer.h"
 #include "store/store_fixture.h"
@@ -20,11 +21,13 @@ class PostgresStore : public StoreTest {
   std::string batch(const std::string& table, const std::string& column, Values... values) {
     BatchInserter inserter;
     inserter.table(table);
+    for (int row = 0; row < m_before; ++row) inserter[column] << std::get<0>(std::tie(values...));
     (inserter[column] << ... << values);
     return describe(db->ExecBatchInserter(inserter));
   }
 
   std::string m_url;
+  int m_before = 0;  // how often the first value of a batch is repeated
 };
 
 TEST_F(PostgresStore, UrlsAreCheckedBeforeAnythingIsOpened) {
@@ -164,60 +167,82 @@ TEST_F(PostgresStore, BatchUnderRowSecurityKeepsThePolicy) {
 }
 
 TEST_F(PostgresStore, BatchValuesAreExactOnEveryRoad) {
-  ASSERT_EQ(run(db, "create table t(s text, d float8, f float4, n numeric)"), kSuccess);
-  ASSERT_EQ(run(db, "create view v as select * from t"), kSuccess);
+  sharedPostgresServer().query(R"(create table t(s text, d float8, f float4, n numeric); create view v as select * from t;
+      create table b(s text, d float8, f float4, n bigint);
+      create table roads(road text); create function note() returns trigger language plpgsql as
+        'begin insert into roads values(current_query()); return null; end';
+      create trigger w after insert on t execute function note();
+      create trigger w after insert on b execute function note())",
+                               m_url.substr(m_url.rfind('/') + 1));
   std::string all;
   for (int byte = 1; byte < 128; ++byte) all += static_cast<char>(byte);
   const std::vector<std::string> texts = {all, "", "NULL", "\\N", std::string(70000, '\\') + "\n", "\xf0\x9f\x98\x80{}"};
   const double infinity = std::numeric_limits<double>::infinity();
   const std::vector<double> reals = {0.1, -infinity, std::nan(""), 5e-324, -0.0, 1e22};
   const std::vector<float> floats = {0.1F, 16777216.F, std::nanf(""), 1e-45F, -3.4028235e38F, 1.0F / 3};
-  for (const char* target : {"t", "v"}) {
+  const struct {
+    std::string target;
+    const char* road;
+    unsigned long greatest;
+  } cases[] = {{"t", "copy t (d, f, n, s) from stdin", std::numeric_limits<unsigned long>::max()},
+               {"v", "insert into v", std::numeric_limits<unsigned long>::max()},
+               {"b", "copy b (d, f, n, s) from stdin (format binary)", 9223372036854775807UL}};
+  for (const auto& each : cases) {
     BatchInserter inserter;
-    inserter.table(target);
-    for (std::size_t row = 0; row < texts.size(); ++row) {
-      inserter["s"] << texts[row];
-      inserter["d"] << reals[row];
-      inserter["f"] << floats[row];
-      inserter["n"] << std::numeric_limits<unsigned long>::max() - row;
+    inserter.table(each.target);
+    for (std::size_t row = 0; row < 2004; ++row) {
+      inserter["s"] << (row < texts.size() ? texts[row] : "x");
+      inserter["d"] << reals[row % reals.size()];
+      inserter["f"] << floats[row % floats.size()];
+      inserter["n"] << each.greatest - row;
     }
-    ASSERT_EQ(describe(db->ExecBatchInserter(inserter)), kSuccess) << target;
+    ASSERT_EQ(describe(db->ExecBatchInserter(inserter)), kSuccess) << each.target;
     CVORNReader reader;
-    ASSERT_EQ(db->execReadSQL(raw("select s, d, f, n from t"), reader), 0U);
-    for (std::size_t row = 0; row < texts.size(); ++row) {
+    ASSERT_EQ(db->execReadSQL(raw("select s, d, f, n from " + each.target), reader), 0U);
+    for (std::size_t row = 0; row < 2004; ++row) {
       std::string text;
       double real = 0;
       float single = 0;
       unsigned long number = 0;
       ASSERT_TRUE(reader.hasNextElement());
       reader >> text >> real >> single >> number;
-      EXPECT_EQ(text, texts[row]) << target;
-      EXPECT_TRUE(real == reals[row] || (std::isnan(real) && std::isnan(reals[row]))) << real;
-      EXPECT_TRUE(single == floats[row] || (std::isnan(single) && std::isnan(floats[row]))) << single;
-      EXPECT_EQ(number, std::numeric_limits<unsigned long>::max() - row);
+      EXPECT_EQ(text, row < texts.size() ? texts[row] : "x") << each.target;
+      const double meant = reals[row % reals.size()];
+      EXPECT_TRUE((real == meant && std::signbit(real) == std::signbit(meant)) || (std::isnan(real) && std::isnan(meant))) << real;
+      const float narrow = floats[row % floats.size()];
+      EXPECT_TRUE(single == narrow || (std::isnan(single) && std::isnan(narrow))) << single;
+      EXPECT_EQ(number, each.greatest - row);
     }
-    reader.clear();
-    ASSERT_EQ(run(db, "delete from t"), kSuccess);
+    EXPECT_FALSE(reader.hasNextElement());
+    EXPECT_EQ(rowsOf(db, "select road from roads").find(each.road), 0U) << each.target;
+    ASSERT_EQ(run(db, "delete from " + each.target), kSuccess);
+    ASSERT_EQ(run(db, "delete from roads"), kSuccess);
   }
 }
 
 TEST_F(PostgresStore, BatchRefusedForAValueLeavesNothingAndTheTransaction) {
-  ASSERT_EQ(run(db, "create table t(s varchar(5), n bigint)"), kSuccess);
+  ASSERT_EQ(run(db, "create table t(s varchar(5), n bigint, i int, h smallint)"), kSuccess);
   ASSERT_EQ(run(db, "create view v as select * from t"), kSuccess);
   const std::string good = "ok";
   ASSERT_EQ(db->beginTransaction(), 0U);
   for (const std::string target : {"t", "v"}) {
-    const std::string encoding = "postgresql 22021 character_not_in_repertoire";
-    EXPECT_EQ(batch(target, "s", good, std::string("a\0b", 3)), encoding) << target;
-    EXPECT_EQ(batch(target, "s", good, std::string("a\xff")), encoding) << target;
-    EXPECT_EQ(batch(target, "s", good, std::string("toolong")), "postgresql 22001 string_data_right_truncation");
-    EXPECT_EQ(batch(target, "n", 1UL, 9223372036854775808UL), "postgresql 22003 numeric_value_out_of_range");
-    EXPECT_EQ(batch(target, "x", 1L), "postgresql 42703 undefined_column");
-    EXPECT_EQ(batch(target, "n", 1.0, 1.5), "postgresql 22P02 invalid_text_representation");
-    EXPECT_EQ(batch(target, "s", std::string("kept")), kSuccess);
+    for (const int before : {0, 2000}) {
+      m_before = before;
+      const std::string encoding = "postgresql 22021 character_not_in_repertoire", range = "postgresql 22003 numeric_value_out_of_range";
+      EXPECT_EQ(batch(target, "s", good, std::string("a\0b", 3)), encoding) << target;
+      EXPECT_EQ(batch(target, "s", good, std::string("a\xff")), encoding) << target;
+      EXPECT_EQ(batch(target, "s", good, std::string("toolong")), "postgresql 22001 string_data_right_truncation");
+      EXPECT_EQ(batch(target, "n", 1UL, 9223372036854775808UL), range);
+      EXPECT_EQ(batch(target, "i", 1L, -2147483649L), range);
+      EXPECT_EQ(batch(target, "h", 1UL, 32768UL), range);
+      EXPECT_EQ(batch(target, "x", 1L), "postgresql 42703 undefined_column");
+      EXPECT_EQ(batch(target, "n", 1.0, 1.5), "postgresql 22P02 invalid_text_representation");
+      EXPECT_EQ(batch(target, "i", -2147483648L, 2147483647L), kSuccess);
+      EXPECT_EQ(batch(target, "h", -32768L, 32767L), kSuccess);
+    }
   }
   ASSERT_EQ(db->commitTransaction(), 0U);
-  EXPECT_EQ(rowsOf(db, "select s, n from t", 2), "kept|~;kept|~");
+  EXPECT_EQ(rowsOf(db, "select count(*), sum(i), sum(h), count(s) from t", 4), "8016|-8589934592004|-131072004|0");
 }
 
 }  // namespace

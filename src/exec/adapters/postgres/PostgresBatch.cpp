@@ -6,28 +6,34 @@
 
 #include "exec/adapters/BatchStatement.h"
 #include "exec/adapters/LayerError.h"
-#include "exec/adapters/postgres/PostgresCopy.h"
+#include "exec/adapters/postgres/PostgresBinaryCopy.h"
 #include "exec/adapters/postgres/PostgresError.h"
 #include "exec/adapters/postgres/PostgresStatement.h"
 #include "exec/adapters/postgres/PostgresText.h"
+#include "exec/adapters/postgres/PostgresTextCopy.h"
 
 namespace vorn {
 
 namespace {
 
 // COPY passes over insert rules and over the refusal of values for columns that are always generated, and the
-// server refuses it for views and under row security. Asked anew each time, as a table may change.
+// server refuses it for views and under row security. Asked anew each time, as a table may change. The second
+// field tells a server whose binary copy is known from an engine that merely speaks the protocol.
 constexpr char kCanCopy[] =
     "select c.relkind in ('r', 'p') and not c.relrowsecurity"
     " and not exists (select 1 from pg_catalog.pg_rewrite r where r.ev_class = c.oid and r.ev_type = '3')"
     " and not exists (select 1 from pg_catalog.pg_attribute a where a.attrelid = c.oid"
-    " and a.attidentity = 'a' and a.attname = any($2::text[]))"
+    " and a.attidentity = 'a' and a.attname = any($2::text[])),"
+    " pg_catalog.version() like 'PostgreSQL %'"
     " from pg_catalog.pg_class c where c.oid = $1::regclass";
 
 // -1: the type without a length, which the column itself adds.
 constexpr char kTypeName[] = "select pg_catalog.format_type($1::oid, -1)";
 
 constexpr std::size_t kRowsInFlight = 1000;
+
+// From here on a binary copy gains more than the look-up of the column types costs.
+constexpr std::size_t kBinaryRows = 2000;
 
 }  // namespace
 
@@ -62,28 +68,40 @@ ExecResult PostgresBatch::insertColumns(const std::string& table, std::uint64_t&
   }
   target += ")";
   bool can = false;
-  ExecResult result = canCopy(table, can);
+  bool binary = false;
+  ExecResult result = canCopy(table, can, binary);
   if (!result.succeeded()) return result;
-  return can ? insertByCopy(target, rows) : insertUnnested(target, rows);
+  return can ? insertByCopy(target, binary, rows) : insertUnnested(target, rows);
 }
 
-ExecResult PostgresBatch::canCopy(const std::string& table, bool& can) {
+ExecResult PostgresBatch::canCopy(const std::string& table, bool& can, bool& binary) {
   std::vector<std::string> names;
   for (const BatchColumn& column : m_columns) names.push_back(foldIdentifier(*column.name));
   std::vector<std::string> row;
   ExecResult result = queryRow(kCanCopy, {table, postgresArray(names)}, row);
   can = !row.empty() && row[0] == "t";
+  binary = can && row[1] == "t";
   return result;
 }
 
-ExecResult PostgresBatch::insertByCopy(const std::string& target, std::uint64_t& rows) {
-  PostgresCopy copy;
-  ExecResult result = m_connection.send("copy " + target + " from stdin");
+ExecResult PostgresBatch::insertByCopy(const std::string& target, bool mayBeBinary, std::uint64_t& rows) {
+  std::vector<Oid> types;
+  ExecResult result;
+  if (mayBeBinary && m_columns.rows() >= kBinaryRows) result = columnTypes(target, types);
+  if (!result.succeeded()) return result;
+  const PostgresBinaryCopy binary(m_columns, types);
+  return binary.possible() ? copy(binary, target + " from stdin (format binary)", rows)
+                           : copy(PostgresTextCopy(m_columns), target + " from stdin", rows);
+}
+
+template <typename Format>
+ExecResult PostgresBatch::copy(const Format& format, const std::string& destination, std::uint64_t& rows) {
+  ExecResult result = m_connection.send("copy " + destination);
   if (!result.succeeded()) return result;
   PGconn* handle = m_connection.handle();
   PostgresResult answer(PQgetResult(handle));
   if (PQresultStatus(answer.get()) == PGRES_COPY_IN) {
-    const bool sent = copy.send(handle, m_columns);
+    const bool sent = format.send(handle);
     // The answer tells whether any of it failed, this call included.
     static_cast<void>(PQputCopyEnd(handle, sent ? nullptr : "the rows could not be sent"));
     answer.reset(PQgetResult(handle));
@@ -93,9 +111,11 @@ ExecResult PostgresBatch::insertByCopy(const std::string& target, std::uint64_t&
 
 // Every value passes through its column's own type from text, as it does in a copy and in a bound insert.
 ExecResult PostgresBatch::insertUnnested(const std::string& target, std::uint64_t& rows) {
-  std::vector<std::string> types;
+  std::vector<Oid> types;
+  std::vector<std::string> typeNames;
   ExecResult result = refuseZeroBytes(m_columns);
   if (result.succeeded()) result = columnTypes(target, types);
+  if (result.succeeded()) result = namesOf(types, typeNames);
   if (!result.succeeded()) return result;
   std::string values;
   std::string arrays;
@@ -104,7 +124,7 @@ ExecResult PostgresBatch::insertUnnested(const std::string& target, std::uint64_
   for (std::size_t index = 0; index < m_columns.size(); ++index) {
     const char* separator = index == 0 ? "" : ", ";
     const std::string number = std::to_string(index + 1);
-    values.append(separator).append("v.c").append(number).append("::").append(types[index]);
+    values.append(separator).append("v.c").append(number).append("::").append(typeNames[index]);
     arrays.append(separator).append("$").append(number).append("::text[]");
     names.append(separator).append("c").append(number);
     literals.push_back(postgresArray(m_columns[index], m_columns.rows()));
@@ -116,8 +136,9 @@ ExecResult PostgresBatch::insertUnnested(const std::string& target, std::uint64_
   return m_connection.finish(PostgresResult(PQgetResult(m_connection.handle())), &rows);
 }
 
-// The types that the server infers for the placeholders of the insert.
-ExecResult PostgresBatch::columnTypes(const std::string& target, std::vector<std::string>& types) {
+// The types that the server infers for the placeholders of the insert. It locks the table with that, so they
+// stay what they are to the end of the transaction.
+ExecResult PostgresBatch::columnTypes(const std::string& target, std::vector<Oid>& types) {
   std::string sql = "insert into " + target + " values (";
   for (std::size_t index = 0; index < m_columns.size(); ++index) {
     sql.append(index == 0 ? "$" : ", $").append(std::to_string(index + 1));
@@ -128,10 +149,17 @@ ExecResult PostgresBatch::columnTypes(const std::string& target, std::vector<std
   described.reset(PQdescribePrepared(handle, ""));
   if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) return postgresFailure(described.get(), handle);
   for (int index = 0; index < PQnparams(described.get()); ++index) {
+    types.push_back(PQparamtype(described.get(), index));
+  }
+  return {};
+}
+
+ExecResult PostgresBatch::namesOf(const std::vector<Oid>& types, std::vector<std::string>& names) {
+  for (const Oid type : types) {
     std::vector<std::string> row;
-    ExecResult result = queryRow(kTypeName, {std::to_string(PQparamtype(described.get(), index))}, row);
+    ExecResult result = queryRow(kTypeName, {std::to_string(type)}, row);
     if (!result.succeeded()) return result;
-    types.push_back(row.at(0));
+    names.push_back(row.at(0));
   }
   return {};
 }

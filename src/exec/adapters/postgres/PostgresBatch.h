@@ -21,10 +21,13 @@ class PostgresBatch {
 
  private:
   ExecResult insertColumns(const std::string& table, std::uint64_t& rows);
-  ExecResult insertByCopy(const std::string& target, std::uint64_t& rows);
+  ExecResult insertByCopy(const std::string& target, bool mayBeBinary, std::uint64_t& rows);
+  template <typename Format>
+  ExecResult copy(const Format& format, const std::string& destination, std::uint64_t& rows);
   ExecResult insertUnnested(const std::string& target, std::uint64_t& rows);
-  ExecResult canCopy(const std::string& table, bool& can);
-  ExecResult columnTypes(const std::string& target, std::vector<std::string>& types);
+  ExecResult canCopy(const std::string& table, bool& can, bool& binary);
+  ExecResult columnTypes(const std::string& target, std::vector<Oid>& types);
+  ExecResult namesOf(const std::vector<Oid>& types, std::vector<std::string>& names);
   ExecResult runRowByRow(const std::string& sql, std::uint64_t& rows);
   ExecResult runRows(std::size_t first, std::size_t last, std::uint64_t& rows);
   ExecResult collectRows(std::uint64_t& rows);

@@ -8,19 +8,11 @@
 
 #include "exec/adapters/LayerError.h"
 #include "exec/adapters/postgres/PostgresConnection.h"
+#include "exec/adapters/postgres/PostgresOid.h"
 
 namespace vorn {
 
 namespace {
-
-// The built-in types whose numbers are part of the protocol's contract.
-constexpr Oid kBool = 16;
-constexpr Oid kBytea = 17;
-constexpr Oid kInt8 = 20;
-constexpr Oid kInt2 = 21;
-constexpr Oid kInt4 = 23;
-constexpr Oid kFloat4 = 700;
-constexpr Oid kFloat8 = 701;
 
 template <typename Number>
 bool parseAll(const char* text, std::size_t size, Number& number) {
@@ -96,16 +88,16 @@ ExecResult PostgresCursor::moveToMemory() {
 
 PostgresCursor::Form PostgresCursor::formOf(Oid type) {
   switch (type) {
-    case kInt2:
-    case kInt4:
-    case kInt8:
+    case postgres_oid::kInt2:
+    case postgres_oid::kInt4:
+    case postgres_oid::kInt8:
       return Form::Integer;
-    case kFloat4:
-    case kFloat8:
+    case postgres_oid::kFloat4:
+    case postgres_oid::kFloat8:
       return Form::Real;
-    case kBool:
+    case postgres_oid::kBool:
       return Form::Boolean;
-    case kBytea:
+    case postgres_oid::kBytea:
       return Form::Bytes;
     default:
       return Form::Text;

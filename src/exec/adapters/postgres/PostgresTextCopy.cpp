@@ -1,18 +1,18 @@
-#include "exec/adapters/postgres/PostgresCopy.h"
+#include "exec/adapters/postgres/PostgresTextCopy.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 
+#include "exec/adapters/postgres/PostgresCopyBuffer.h"
 #include "exec/adapters/postgres/PostgresText.h"
 
 namespace vorn {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 65536;
-constexpr std::size_t kSlice = 4096;  ///< bytes of a text that are escaped in one go
-constexpr std::size_t kReserve = 2 * kSlice + kPostgresNumberSize + 1;
+// Bytes of a text that are escaped in one go.
+constexpr std::size_t kSlice = PostgresCopyBuffer::kMaxRoom / 2;
 
 constexpr std::uint64_t kEveryByte = 0x0101010101010101;
 
@@ -62,41 +62,33 @@ char* escape(char* out, const char* text, std::size_t size) {
   return out;
 }
 
-}  // namespace
-
-PostgresCopy::PostgresCopy() : m_buffer(new char[kBufferSize]), m_end(m_buffer.get()) {}
-
-bool PostgresCopy::flush(PGconn* connection) {
-  const auto size = static_cast<int>(m_end - m_buffer.get());
-  m_end = m_buffer.get();
-  return size == 0 || PQputCopyData(connection, m_buffer.get(), size) == 1;
-}
-
-bool PostgresCopy::putText(PGconn* connection, const std::string& text) {
+bool putText(PostgresCopyBuffer& buffer, const std::string& text) {
   for (std::size_t at = 0; at < text.size(); at += kSlice) {
-    m_end = escape(m_end, text.data() + at, std::min(kSlice, text.size() - at));
-    if (m_buffer.get() + kBufferSize - m_end < static_cast<std::ptrdiff_t>(kReserve) && !flush(connection)) {
-      return false;
-    }
+    const std::size_t size = std::min(kSlice, text.size() - at);
+    char* const out = buffer.room(2 * size);
+    if (out == nullptr) return false;
+    buffer.advance(escape(out, text.data() + at, size));
   }
   return true;
 }
 
-bool PostgresCopy::send(PGconn* connection, const BatchColumns& columns) {
-  const char* const full = m_buffer.get() + kBufferSize - kReserve;
-  for (std::size_t row = 0; row < columns.rows(); ++row) {
-    for (std::size_t index = 0; index < columns.size(); ++index) {
-      const BatchColumn& column = columns[index];
-      if (column.elementCode != element_code::kString) {
-        m_end = writePostgresNumber(m_end, column, row);
-      } else if (!putText(connection, column.text(row))) {
-        return false;
-      }
-      *m_end++ = index + 1 == columns.size() ? '\n' : '\t';
-      if (m_end > full && !flush(connection)) return false;
+}  // namespace
+
+bool PostgresTextCopy::send(PGconn* connection) const {
+  PostgresCopyBuffer buffer(connection);
+  for (std::size_t row = 0; row < m_columns.rows(); ++row) {
+    for (std::size_t index = 0; index < m_columns.size(); ++index) {
+      const BatchColumn& column = m_columns[index];
+      const bool text = column.elementCode == element_code::kString;
+      if (text && !putText(buffer, column.text(row))) return false;
+      char* out = buffer.room(kPostgresNumberSize + 1);
+      if (out == nullptr) return false;
+      if (!text) out = writePostgresNumber(out, column, row);
+      *out++ = index + 1 == m_columns.size() ? '\n' : '\t';
+      buffer.advance(out);
     }
   }
-  return flush(connection);
+  return buffer.flush();
 }
 
 }  // namespace vorn

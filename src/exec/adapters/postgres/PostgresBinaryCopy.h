@@ -1,0 +1,36 @@
+#pragma once
+
+#include <libpq-fe.h>
+
+#include <vector>
+
+#include "exec/adapters/BatchColumns.h"
+
+namespace vorn {
+
+/// Writes the rows of a batch as the tuples of a COPY in binary form, which spares the server the reading of
+/// texts. The bytes of a value are those of its column's type, so not every batch can go this way.
+class PostgresBinaryCopy {
+ public:
+  /// @param types  of the table's columns, one for each of the batch
+  PostgresBinaryCopy(const BatchColumns& columns, const std::vector<Oid>& types);
+
+  /// @return whether every value has a binary form that the server takes for what its text would be
+  bool possible() const;
+
+  /// Sends all rows to a connection that waits for them.
+  /// @return false when the connection takes no more, whose next answer tells why
+  bool send(PGconn* connection) const;
+
+ private:
+  enum class Form : unsigned char { None, Text, Int16, Int32, Int64, Float32, Float64 };
+
+  static Form formOf(const BatchColumn& column, Oid type);
+  static bool fits(const BatchColumn& column, Form form, std::size_t rows);
+  static char* writeNumber(char* out, const BatchColumn& column, Form form, std::size_t row);
+
+  const BatchColumns& m_columns;
+  std::vector<Form> m_forms;
+};
+
+}  // namespace vorn

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <libpq-fe.h>
+
+/// The built-in types whose numbers are a fixed piece of the protocol's contract.
+namespace vorn::postgres_oid {
+
+constexpr Oid kBool = 16;
+constexpr Oid kBytea = 17;
+constexpr Oid kInt8 = 20;
+constexpr Oid kInt2 = 21;
+constexpr Oid kInt4 = 23;
+constexpr Oid kText = 25;
+constexpr Oid kFloat4 = 700;
+constexpr Oid kFloat8 = 701;
+constexpr Oid kBpchar = 1042;
+constexpr Oid kVarchar = 1043;
+
+}  // namespace vorn::postgres_oid
