@@ -22,16 +22,12 @@ class PostgresFault : public StoreTest {
     ASSERT_EQ(run(db, "create table t(n bigint)"), kSuccess);
   }
 
-  /// Runs `sql` on another thread and `harm` with the process identifier of its backend while it runs.
-  template <typename Harm>
-  std::string runAndHarm(const std::string& sql, Harm harm) {
-    std::future<std::string> outcome = std::async(std::launch::async, [this, sql] { return run(db, sql); });
+  /// Runs `work` on another thread and `harm` with the process identifier of its backend while that sleeps.
+  template <typename Work, typename Harm>
+  std::string runAndHarm(Work work, Harm harm) {
+    std::future<std::string> outcome = std::async(std::launch::async, work);
     std::string process;
-    while (process.empty()) {
-      process = m_server.query(
-          "select pid from pg_stat_activity where query like '%pg_sleep%' and state = 'active' and pid <> "
-          "pg_backend_pid()");
-    }
+    while (process.empty()) process = m_server.query("select pid from pg_stat_activity where wait_event = 'PgSleep'");
     harm(process);
     return outcome.get();
   }
@@ -102,7 +98,7 @@ TEST_F(PostgresFault, ServerRestartedWhileIdleIsNotNoticed) {
 }
 
 TEST_F(PostgresFault, StatementCutOffIsReportedAndNeverRepeated) {
-  const std::string slow = "insert into t select n from generate_series(1, 3) as n, pg_sleep(0.5)";
+  const auto slow = [this] { return run(db, "insert into t select n from generate_series(1, 3) as n, pg_sleep(0.5)"); };
   EXPECT_EQ(runAndHarm(slow, [this](const std::string& process) { terminate(process); }), "postgresql 57P01 admin_shutdown");
   EXPECT_EQ(count(), "0");
   EXPECT_EQ(runAndHarm(slow, [](const std::string& process) { kill(std::stoi(process), SIGKILL); }), kLost);
@@ -115,6 +111,27 @@ TEST_F(PostgresFault, StatementCutOffIsReportedAndNeverRepeated) {
   EXPECT_TRUE(crashed == kLost || crashed == "postgresql 57P01 admin_shutdown" || crashed == "postgresql 57P02 crash_shutdown") << crashed;
   usleep(600000);  // a second sending would be through by now
   EXPECT_EQ(count(), "0");
+}
+
+TEST_F(PostgresFault, BatchCutOffWhileItIsSentLeavesNothing) {
+  m_server.query(R"(create table u(n bigint, v bigint); create function doze() returns trigger language plpgsql as
+      'begin perform pg_sleep(60); return new; end';
+      create trigger d before insert on u for each row when (new.n = 5000) execute function doze())");
+  BatchInserter rows = numbers(1000000);  // more than the sockets hold: the sender is stuck when its peer dies
+  rows.table("u");
+  for (const bool nested : {false, true}) {
+    const auto send = [&] {
+      if (nested) db->beginTransaction();
+      const std::string outcome = describe(db->ExecBatchInserter(rows));
+      return nested ? outcome + ", " + describe(db->commitTransaction()) : outcome;
+    };
+    const std::string lost = nested ? ", vorn 10 TRANSACTION_LOST" : "";
+    const std::string ended = runAndHarm(send, [this](const std::string& process) { terminate(process); });
+    EXPECT_TRUE(ended == kLost + lost || ended == "postgresql 57P01 admin_shutdown" + lost) << ended;
+    EXPECT_EQ(runAndHarm(send, [](const std::string& process) { kill(std::stoi(process), SIGKILL); }), kLost + lost);
+    waitUntilReady();
+    EXPECT_EQ(rowsOf(db, "select count(*) from u"), "0");
+  }
 }
 
 TEST_F(PostgresFault, ReadCutOffIsToldFromACleanEnd) {
@@ -221,6 +238,27 @@ TEST_F(PostgresFault, RetriedTransactionsLoseNoUpdate) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(rowsOf(db, "select n from t"), "40");
   EXPECT_NE(log.texts(LogLevel::Info), "") << "there was something to retry";
+}
+
+TEST(PostgresTls, CertificatesAreCheckedAsTheUriAsks) {
+  const TemporaryDirectory directory;
+  const std::string own = directory.file("own"), other = directory.file("other");
+  for (const std::string& file : {own, other}) {
+    ASSERT_EQ(std::system((VORN_TEST_SOURCES "/postgres/make_certificate.sh " + file).c_str()), 0);
+  }
+  LogCapture log;
+  const PostgresServer server("ssl=on\nssl_cert_file='" + own + "'\nssl_key_file='" + own + ".key'\n");
+  MIRAsqlDB database(false);
+  const std::string refused = "postgresql 08001 sqlclient_unable_to_establish_sqlconnection";
+  const std::pair<std::string, std::string> cases[] = {{"sslmode=verify-full&sslrootcert=" + own, "true"},
+                                                       {"sslmode=disable", "false"},
+                                                       {"sslmode=verify-ca&sslrootcert=" + other, refused},
+                                                       {"sslmode=verify-full&sslrootcert=/nowhere", refused}};
+  for (const auto& [options, outcome] : cases) {
+    ASSERT_TRUE(vorn::bindStore("default", server.url() + "?" + options).succeeded());
+    EXPECT_EQ(rowsOf(&database, "select ssl from pg_stat_ssl where pid = pg_backend_pid()"), outcome) << options;
+  }
+  vorn::unbindStores();
 }
 
 TEST(PostgresFailover, AcknowledgedRowsSurviveThePrimaryAndNoneIsWrittenTwice) {

@@ -115,40 +115,7 @@ TEST_F(PostgresStore, AbandonedReadEndsInMillisecondsAndUndoesNoWrite) {
 }
 
 TEST_F(PostgresStore, BatchGoesWhereTheInsertWouldGo) {
-  const struct {
-    const char* target;
-    const char* define;
-    const char* contents;  // null for a refusal
-    const char* outcome;
-  } cases[] = {{"p", R"(create table p(n int) partition by range(n);
-               create table p1 partition of p for values from (0) to (2); create table p2 partition of p default)",
-                "select tableoid::regclass, n from p order by n", "p1|1;p2|2"},
-               {"v", "create table tv(n int, m int default 7); create view v as select n, m from tv", "select m, n from tv", "7|1;7|2"},
-               {"r", R"(create table r(n int); create table rl(n int);
-               create rule x as on insert to r do also insert into rl values(new.n))",
-                "select r.n, rl.n from r join rl using(n)", "1|1;2|2"},
-               {"i", R"(create table ib(n int); create rule y as on insert to ib do instead nothing;
-               create view i as select * from ib)",
-                "select n, n from ib", ""},
-               {"d", "create table d(n int default 3, z int generated always as identity)", "select n, z > 0 from d", "1|true;2|true"},
-               {"\"Q t\"", "create table \"Q t\"(n numeric(5,2), e int[])", "select n, e from \"Q t\"", "1.00|~;2.00|~"},
-               {"tr", R"(create table tr(n int);
-                create function f() returns trigger language plpgsql as 'begin new.n = new.n * 10; return new; end';
-                create trigger g before insert on tr for each row execute function f())",
-                "select n, n from tr", "10|10;20|20"},
-               {"b", "create table b(n bool)", nullptr, "postgresql 22P02 invalid_text_representation"},
-               {"nowhere", "select 1", nullptr, "postgresql 42P01 undefined_table"},
-               {"ga", "create table ga(n int generated always as identity)", nullptr, "postgresql 428C9 generated_always"}};
-  for (const auto& each : cases) {
-    sharedPostgresServer().query(each.define, m_url.substr(m_url.rfind('/') + 1));
-    for (const bool nested : {true, false}) {
-      if (nested) db->beginTransaction();
-      EXPECT_EQ(batch(each.target, "n", 1L, 2L), each.contents == nullptr ? each.outcome : kSuccess) << each.target;
-      EXPECT_EQ(rowsOf(db, each.contents == nullptr ? "select 1" : each.contents, 2), each.contents == nullptr ? "1|~" : each.outcome)
-          << each.target << ": also a transaction survives";
-      if (nested) db->rollbackTransaction();
-    }
-  }
+  runScenarios("postgres/batch_targets.txt", [this] { SetUp(); });
 }
 
 TEST_F(PostgresStore, BatchUnderRowSecurityKeepsThePolicy) {

@@ -229,6 +229,21 @@ TEST_P(CommonStore, ThreadsWriteAndReadWithoutLosingARow) {
   EXPECT_EQ(log.texts(LogLevel::Info), "") << "no failure was logged";
 }
 
+TEST_P(CommonStore, ForkedChildUsesNothingOfTheParent) {
+  ASSERT_EQ(db->ExecBatchInserter(batchOf(1, 2)), 0U);
+  CVORNReader reader;
+  ASSERT_EQ(db->execReadSQL(raw("select id from alarm"), reader), 0U);
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  ASSERT_EQ(run(db, "insert into alarm(id) values(3)"), kSuccess);
+  EXPECT_TRUE(holdsInChild([&] {
+    return !reader.hasNextElement() && describe(vorn::lastResult().errorCode()) == "vorn 14 FORKED_SESSION" &&
+           run(db, "insert into alarm(id) values(4)") == "vorn 10 TRANSACTION_LOST" && db->rollbackTransaction() == 0 && count() == "2";
+  }));
+  ASSERT_EQ(db->commitTransaction(), 0U);
+  EXPECT_EQ(count(), "3");
+  EXPECT_TRUE(reader.hasNextElement() && reader.hasNextElement());
+}
+
 TEST_P(CommonStore, StatisticsCountCallsFailuresAndRows) {
   const auto figures = [] {
     const auto all = vorn::statementStatistics();

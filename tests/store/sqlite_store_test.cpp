@@ -21,15 +21,6 @@ class SqliteStore : public StoreTest {
 
   std::string count() { return rowsOf(db, "select count(*) from t"); }
 
-  /// @return whether `check` says so in a forked process
-  template <typename Check>
-  static bool holdsInChild(Check check) {
-    const pid_t child = fork();
-    if (child == 0) _exit(check() ? 0 : 1);
-    int status = -1;
-    return waitpid(child, &status, 0) == child && status == 0;
-  }
-
   TemporaryDirectory m_directory;
 };
 
@@ -93,21 +84,6 @@ TEST_F(SqliteStore, BatchRefusesWhatTheStoreCannotHoldAndKeepsZeroBytes) {
   EXPECT_EQ(outcome(9223372036854775807UL), kSuccess);
   EXPECT_EQ(outcome(std::string("a\0b", 3)), kSuccess);
   EXPECT_EQ(rowsOf(db, "select n from t"), std::string("9223372036854775807;a\0b", 23));
-}
-
-TEST_F(SqliteStore, ForkedChildUsesNothingOfTheParent) {
-  ASSERT_EQ(run(db, "create table t as select 1 as n union all select 2"), kSuccess);
-  CVORNReader reader;
-  ASSERT_EQ(db->execReadSQL(raw("select n from t"), reader), 0U);
-  ASSERT_EQ(db->beginTransaction(), 0U);
-  ASSERT_EQ(run(db, "insert into t values(3)"), kSuccess);
-  EXPECT_TRUE(holdsInChild([&] {
-    return !reader.hasNextElement() && describe(vorn::lastResult().errorCode()) == "vorn 14 FORKED_SESSION" &&
-           run(db, "insert into t values(4)") == "vorn 10 TRANSACTION_LOST" && db->rollbackTransaction() == 0 && count() == "2";
-  }));
-  ASSERT_EQ(db->commitTransaction(), 0U);
-  EXPECT_EQ(count(), "3");
-  EXPECT_TRUE(reader.hasNextElement() && reader.hasNextElement());
 }
 
 TEST_F(SqliteStore, KilledProcessLeavesAllRowsOfABatchOrNone) {

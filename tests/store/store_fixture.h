@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -117,6 +118,15 @@ class StoreTest : public testing::Test {
     batch.table("t");
     for (long row = 0; row < rows; ++row) batch["n"] << first + row, batch["v"] << row;
     return batch;
+  }
+
+  /// @return whether `check` says so in a forked process
+  template <typename Check>
+  static bool holdsInChild(Check check) {
+    const pid_t child = fork();
+    if (child == 0) _exit(check() ? 0 : 1);
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
   }
 
   /// Runs one step of a scenario. @return its outcome, or its rows
