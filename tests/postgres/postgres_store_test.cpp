@@ -118,6 +118,23 @@ TEST_F(PostgresStore, BatchGoesWhereTheInsertWouldGo) {
   runScenarios("postgres/batch_targets.txt", [this] { SetUp(); });
 }
 
+TEST_F(PostgresStore, PlaceholdersInLiteralsNamesAndCommentsAreText) {
+  std::vector<long> seven = {7};
+  vorn::ParamRefMap set;
+  vorn::TypeRegistry::registerVectorType<std::vector<long>>(set["n"].type, vorn::type_code::kVector, "std::vector", 0);
+  set["n"].object = &seven;
+  ASSERT_EQ(run(db, "create table t(n bigint, s text)"), kSuccess);
+  vorn::DataSession session("default");
+  for (const auto& [expression, text] : casesOf("postgres/placeholders.txt")) {
+    const std::string sql = "insert into t select {n}::bigint, " + expression;
+    const vorn::ExecResult result =
+        session.execute("test", vorn::SqlKind::Batch, sql, {{vorn::type_code::kParameterSet, 0, nullptr}, &set});
+    EXPECT_TRUE(result.succeeded()) << expression << result.detail().value_or("");
+    EXPECT_EQ(rowsOf(db, "select s from t"), text) << expression;
+    ASSERT_EQ(run(db, "delete from t"), kSuccess);
+  }
+}
+
 TEST_F(PostgresStore, BatchUnderRowSecurityKeepsThePolicy) {
   const std::string name = m_url.substr(m_url.rfind('/') + 1);
   sharedPostgresServer().query(

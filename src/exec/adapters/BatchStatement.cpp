@@ -10,11 +10,6 @@ namespace {
 
 constexpr const char kInsertInto[] = "insert into ";
 
-bool isIdentifierByte(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
-
 // The end of the identifier that begins at `at`, or `at` when there is none.
 std::size_t identifierEnd(const std::string& text, std::size_t at) {
   std::size_t end = at;
@@ -45,18 +40,6 @@ bool isTableName(const std::string& text) {
     if (text[end] != '.') return false;
     at = end + 1;
   }
-}
-
-// The end of the literal, quoted identifier or comment that begins at `at`; `at` itself for anything else.
-std::size_t opaqueEnd(const std::string& sql, std::size_t at) {
-  const auto behind = [&sql, at](const char* closing, std::size_t size) {
-    const std::size_t found = sql.find(closing, at + size);
-    return found == std::string::npos ? sql.size() : found + size;
-  };
-  if (sql[at] == '\'' || sql[at] == '"' || sql[at] == '`') return behind(std::string(1, sql[at]).c_str(), 1);
-  if (sql.compare(at, 2, "/*") == 0) return behind("*/", 2);
-  if (sql.compare(at, 2, "--") == 0) return std::min(sql.find('\n', at), sql.size());
-  return at;
 }
 
 // The column that the placeholder at `at` names; size() for none.
@@ -90,12 +73,13 @@ bool isPlainBatchInsert(const std::string& sql, const BatchColumns& columns, std
   return isTableName(table);
 }
 
-ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, char marker,
+ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, SqlDialect dialect,
                               std::string& result) {
+  const char marker = dialect == SqlDialect::Postgres ? '$' : '?';
   result.clear();
   std::vector<bool> used(columns.size(), false);
   for (std::size_t at = 0; at < sql.size();) {
-    const std::size_t end = opaqueEnd(sql, at);
+    const std::size_t end = opaqueEnd(sql, at, dialect);
     if (end > at) {
       result.append(sql, at, end - at);
       at = end;

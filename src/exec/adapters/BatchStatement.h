@@ -3,6 +3,7 @@
 #include <string>
 
 #include "exec/adapters/BatchColumns.h"
+#include "exec/adapters/SqlText.h"
 
 namespace vorn {
 
@@ -13,10 +14,10 @@ namespace vorn {
 /// @param table  set to T
 bool isPlainBatchInsert(const std::string& sql, const BatchColumns& columns, std::string& table);
 
-/// Replaces every `{name}` outside of literals, quoted identifiers and comments by `marker` and the column's
-/// number from 1 on (`?1`, `$1`).
+/// Replaces every `{name}` outside of literals, quoted identifiers and comments by the dialect's marker and
+/// the column's number from 1 on (`?1`, `$1`).
 /// @return a failure for a placeholder without a column, or a column without a placeholder
-ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, char marker,
+ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, SqlDialect dialect,
                               std::string& result);
 
 }  // namespace vorn

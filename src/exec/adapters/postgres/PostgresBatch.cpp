@@ -187,7 +187,7 @@ ExecResult PostgresBatch::queryRow(const std::string& sql, const std::vector<std
 ExecResult PostgresBatch::runRowByRow(const std::string& sql, std::uint64_t& rows) {
   std::string numbered;
   ExecResult result = refuseZeroBytes(m_columns);
-  if (result.succeeded()) result = numberPlaceholders(sql, m_columns, '$', numbered);
+  if (result.succeeded()) result = numberPlaceholders(sql, m_columns, SqlDialect::Postgres, numbered);
   if (!result.succeeded()) return result;
   PGconn* handle = m_connection.handle();
   const PostgresResult prepared(PQprepare(handle, "", numbered.c_str(), 0, nullptr));

@@ -198,7 +198,7 @@ ExecResult SqliteConnection::runRowByRow(const std::string& sql, const BatchColu
                                          std::uint64_t& rows) {
   std::string numbered;
   SqliteStatement statement;
-  ExecResult result = numberPlaceholders(sql, columns, '?', numbered);
+  ExecResult result = numberPlaceholders(sql, columns, SqlDialect::Sqlite, numbered);
   if (result.succeeded()) result = prepare(numbered, statement);
   if (!result.succeeded()) return result;
 
