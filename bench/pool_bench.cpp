@@ -1,10 +1,9 @@
 // The pool by itself: a connection taken and given back while nobody else wants one.
-#include <cstdio>
-#include <exception>
 #include <mutex>
 #include <stdexcept>
 
 #include "Harness.h"
+#include "Program.h"
 #include "exec/adapters/ConnectionPool.h"
 #include "exec/adapters/sqlite/SqliteDriver.h"
 
@@ -50,7 +49,8 @@ class LockCompetitor : public bench::Competitor {
   std::mutex m_mutex;
 };
 
-void run(const bench::Options& options) {
+int run(int argc, char** argv) {
+  const bench::Options options = bench::Options::parse(argc, argv);
   bench::Reporter reporter("pool", options.json);
   reporter.reportFacts({{"rounds", std::to_string(options.rounds)}});
   bench::Harness harness(options, reporter);
@@ -59,16 +59,11 @@ void run(const bench::Options& options) {
   checkout.add<PoolCompetitor>("vorn, taken and given back", calls);
   checkout.add<LockCompetitor>("a mutex locked twice", calls);
   harness.measure(checkout);
+  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    run(bench::Options::parse(argc, argv));
-    return 0;
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
-    return 1;
-  }
+  return bench::runProgram(argc, argv, run);
 }

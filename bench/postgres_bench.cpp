@@ -2,8 +2,6 @@
 #include <libpq-fe.h>
 
 #include <charconv>
-#include <cstdio>
-#include <exception>
 #include <functional>
 #include <pqxx/pqxx>
 #include <stdexcept>
@@ -11,7 +9,8 @@
 #include <tuple>
 
 #include "Harness.h"
-#include "SampleRows.h"
+#include "LibraryRows.h"
+#include "Program.h"
 #include "postgres/PostgresServer.h"
 #include "vorn/vorn.h"
 
@@ -131,14 +130,7 @@ void readThroughLibrary(CVORN& db, const std::string& sql, Checksum& checksum) {
   query.assign(sql);
   CVORNReader reader;
   check(db.execReadSQL(query, reader));
-  long id = 0;
-  std::string text;
-  int level = 0;
-  double ratio = 0;
-  while (reader.hasNextElement()) {
-    reader >> id >> text >> level >> ratio;
-    checksum.add(id, text, level, ratio);
-  }
+  bench::addRows(reader, checksum);
 }
 
 void addRow(const PGresult* result, std::string& text, Checksum& checksum) {
@@ -314,10 +306,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
-    return 1;
-  }
+  return bench::runProgram(argc, argv, run);
 }

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <map>
 #include <sstream>
 #include <vector>
 
 #include "Options.h"
+#include "Program.h"
 #include "Reporter.h"
 #include "vorn/deleter.h"
 #include "vorn/dropper.h"
@@ -222,12 +222,13 @@ void registerAll(std::size_t builds, int rounds) {
   }
 }
 
-int run(const bench::Options& options, char* program) {
+int run(int argc, char** argv) {
+  const bench::Options options = bench::Options::parse(argc, argv);
   if (textsDiffer()) return 1;
   const std::size_t builds = options.size(kBuildsPerRound);
   registerAll(builds, options.rounds);
   std::string interleaving = "--benchmark_enable_random_interleaving=true";
-  char* arguments[] = {program, interleaving.data()};
+  char* arguments[] = {argv[0], interleaving.data()};
   int count = 2;
   benchmark::Initialize(&count, arguments);
   RoundCollector collector;
@@ -241,10 +242,5 @@ int run(const bench::Options& options, char* program) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run(bench::Options::parse(argc, argv), argv[0]);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
-    return 1;
-  }
+  return bench::runProgram(argc, argv, run);
 }

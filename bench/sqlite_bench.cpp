@@ -1,11 +1,10 @@
 // The library on SQLite against the C interface, SQLiteCpp and SOCI, all on files with the same settings.
 #include <sqlite3.h>
 
-#include <cstdio>
-#include <exception>
 #include <stdexcept>
 
 #include "Harness.h"
+#include "Program.h"
 #include "sqlite/Scratch.h"
 #include "sqlite/workloads.h"
 
@@ -81,10 +80,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run(argc, argv);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
-    return 1;
-  }
+  return bench::runProgram(argc, argv, run);
 }

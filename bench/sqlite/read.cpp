@@ -1,8 +1,7 @@
 // Rows read into typed variables.
-#include "SampleRows.h"
+#include "LibraryRows.h"
 #include "sqlite/FileCompetitor.h"
 #include "sqlite/workloads.h"
-#include "vorn/reader.h"
 #include "vorn/selector.h"
 
 namespace bench {
@@ -18,14 +17,7 @@ std::uint64_t readThroughLibrary(LibraryStore& store) {
   CVORNReader reader;
   LibraryStore::check(store.db().execReadSQL(selector, reader));
   Checksum checksum;
-  long id = 0;
-  std::string text;
-  int level = 0;
-  double ratio = 0;
-  while (reader.hasNextElement()) {
-    reader >> id >> text >> level >> ratio;
-    checksum.add(id, text, level, ratio);
-  }
+  addRows(reader, checksum);
   return checksum.value();
 }
 
