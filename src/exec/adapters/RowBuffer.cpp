@@ -32,10 +32,12 @@ void RowBuffer::push(const std::vector<RowValue>& row) {
       append(value.textBytes().data(), size);
     }
   }
+  ++m_rows;  // last: what could not be kept whole is no row
 }
 
 bool RowBuffer::pop(std::vector<RowValue>& row) {
-  if (m_read == m_bytes.size()) return false;
+  if (m_rows == 0) return false;
+  --m_rows;
   row.resize(m_columns);
   for (RowValue& value : row) {
     RowValue::Kind kind{};

@@ -24,6 +24,7 @@ class RowBuffer {
   std::vector<char> m_bytes;
   std::size_t m_read = 0;
   std::size_t m_columns = 0;
+  std::size_t m_rows = 0;
 };
 
 }  // namespace vorn

@@ -15,13 +15,17 @@ std::size_t endBehind(const std::string& sql, std::size_t from, const std::strin
   return found == std::string::npos ? sql.size() : found + closing.size();
 }
 
-// In a literal of the form E'…' a backslash takes the next byte with it.
+// In a literal of the form E'…' a backslash takes the next byte with it. The literal goes on behind a line
+// break.
 std::size_t escapedLiteralEnd(const std::string& sql, std::size_t at) {
   for (++at; at < sql.size(); ++at) {
     if (sql[at] == '\\' || standsAt(sql, at, "''")) {
       ++at;
     } else if (sql[at] == '\'') {
-      return at + 1;
+      const std::size_t next = std::min(sql.find_first_not_of(" \t\r\n\f", at + 1), sql.size());
+      const bool goesOn = next < sql.size() && sql[next] == '\'' && sql.find('\n', at) < next;
+      if (!goesOn) return at + 1;
+      at = next;
     }
   }
   return sql.size();
