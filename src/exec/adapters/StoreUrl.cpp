@@ -2,6 +2,7 @@
 
 #include <uriparser/Uri.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 
@@ -44,9 +45,8 @@ ExecResult parseQuery(const std::string& query, std::map<std::string, std::strin
   for (const UriQueryListA* item = list; item != nullptr; item = item->next) {
     if (item->key == nullptr || *item->key == '\0')
       return malformed("the store URL has an option without a name");
-    const std::string name = item->key;
-    if (!options.emplace(name, item->value == nullptr ? "" : item->value).second) {
-      return malformed("the store URL gives option '" + name + "' twice");
+    if (!options.emplace(item->key, item->value == nullptr ? "" : item->value).second) {
+      return malformed("the store URL gives an option twice");
     }
   }
   return {};
@@ -105,7 +105,16 @@ ExecResult StoreUrl::takeWord(const std::string& name, const std::string& words,
 
 ExecResult StoreUrl::refuseRest() const {
   if (m_options.empty()) return {};
-  return malformed("the store URL has an unknown option '" + m_options.begin()->first + "'");
+  return unknownOption(m_options.begin()->first);
+}
+
+// A question mark in a password makes its rest a query, which ends in the host.
+ExecResult StoreUrl::unknownOption(const std::string& name) const {
+  const bool plain = name.find_first_not_of("abcdefghijklmnopqrstuvwxyz_") == std::string::npos &&
+                     std::none_of(m_options.begin(), m_options.end(), [](const auto& option) {
+                       return (option.first + option.second).find('@') != std::string::npos;
+                     });
+  return malformed("the store URL has an unknown option" + (plain ? " '" + name + "'" : ""));
 }
 
 ExecResult percentDecode(const std::string& text, std::string& result) {

@@ -30,8 +30,11 @@ class StoreUrl {
   /// Takes out an option that is one of the space-separated `words`; `value` stays when it is absent.
   ExecResult takeWord(const std::string& name, const std::string& words, std::string& value);
 
-  /// @return a failure that names the first option left, or success when none is
+  /// @return a failure for the first option left, or success when none is
   ExecResult refuseRest() const;
+
+  /// @return the failure for an option that nobody knows, named unless it may be a piece of a password
+  ExecResult unknownOption(const std::string& name) const;
 
  private:
   std::string m_scheme;

@@ -26,7 +26,13 @@ constexpr const char* kWordOptions[][2] = {
 };
 
 constexpr char kConnectTimeout[] = "connect_timeout";
-constexpr char kDefaultConnectTimeout[] = "10";  // seconds, for each host
+
+// Without limits a host that answers nothing would hold the caller for minutes when it connects, for a
+// quarter of an hour when it sends, and for two hours when it waits. Seconds, tcp_user_timeout milliseconds.
+constexpr const char* kDefaultLimits[][2] = {
+    {kConnectTimeout, "10"},       {"tcp_user_timeout", "30000"}, {"keepalives_idle", "30"},
+    {"keepalives_interval", "10"}, {"keepalives_count", "3"},
+};
 
 bool isKeyword(const std::string& name) {
   const OptionList known(PQconndefaults(), PQconninfoFree);
@@ -68,7 +74,7 @@ ExecResult checkOptions(StoreUrl& url) {
   ExecResult result = probe.takeNumber(kConnectTimeout, 0, 86400, seconds);
   for (const auto& [name, value] : url.options()) {
     if (result.succeeded() && !isKeyword(name)) {
-      result = makeFailure(LayerError::InvalidUrl, "the store URL has an unknown option '" + name + "'");
+      result = url.unknownOption(name);
     }
   }
   return result;
@@ -95,7 +101,9 @@ ExecResult malformed() {
 }  // namespace
 
 ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr<StoreDriver>& driver) {
-  if (url.location().rfind("//", 0) != 0) return malformed();
+  const std::string authority = url.location().substr(0, url.location().find('/', 2));
+  // Of two signs the client library takes the first, and what follows in a password for a host.
+  if (authority.rfind("//", 0) != 0 || authority.find('@') != authority.rfind('@')) return malformed();
   ExecResult result = checkOptions(url);
   if (!result.succeeded()) return result;
   const OptionList parsed(PQconninfoParse(rebuildUri(url).c_str(), nullptr), PQconninfoFree);
@@ -109,8 +117,10 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
   // Texts travel as UTF-8 whatever the database keeps them in.
   settings["client_encoding"] = "UTF8";
   settings.emplace("fallback_application_name", "vorn");
-  // Without a limit a host that answers nothing would hold the caller for minutes.
-  if (std::getenv("PGCONNECT_TIMEOUT") == nullptr) settings.emplace(kConnectTimeout, kDefaultConnectTimeout);
+  for (const auto& [name, value] : kDefaultLimits) {
+    const bool chosen = name == kConnectTimeout && std::getenv("PGCONNECT_TIMEOUT") != nullptr;
+    if (!chosen) settings.emplace(name, value);
+  }
   driver = std::make_shared<PostgresDriver>(std::move(settings));
   return result;
 }
