@@ -68,19 +68,22 @@ TEST_F(PostgresStore, RefusalsHaveCodesAndLeaveNothing) {
 
 TEST_F(PostgresStore, CommitOfAFailedTransactionIsAFailure) {
   ASSERT_EQ(run(db, "create table t(n int)"), kSuccess);
-  ASSERT_EQ(db->beginTransaction(), 0U);
-  ASSERT_EQ(run(db, "insert into t values(1)"), kSuccess);
-  EXPECT_EQ(run(db, "select 1 / 0"), "postgresql 22012 division_by_zero");
-  EXPECT_EQ(run(db, "insert into t values(2)"), "postgresql 25P02 in_failed_sql_transaction");
-  EXPECT_EQ(describe(db->commitTransaction()), "postgresql 25P02 in_failed_sql_transaction");
-  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
-  EXPECT_EQ(db->beginTransaction(), 0U);
-  EXPECT_EQ(db->commitTransaction(), 0U);
+  for (const bool raw : {false, true}) {
+    ASSERT_EQ(db->beginTransaction(), 0U);
+    ASSERT_EQ(run(db, "insert into t values(1)"), kSuccess);
+    EXPECT_EQ(run(db, "select 1 / 0"), "postgresql 22012 division_by_zero");
+    EXPECT_EQ(run(db, "insert into t values(2)"), "postgresql 25P02 in_failed_sql_transaction");
+    EXPECT_EQ(raw ? run(db, "/* all */ COMMIT") : describe(db->commitTransaction()), "postgresql 25P02 in_failed_sql_transaction");
+    EXPECT_EQ(db->rollbackTransaction() == 0, raw) << "what a raw statement ended is to be acknowledged";
+    EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
+  }
 }
 
-TEST_F(PostgresStore, NoticesAreLoggedOnOneLine) {
-  ASSERT_EQ(run(db, "do $$ begin raise warning 'ab%c', chr(10); end $$"), kSuccess);
+TEST_F(PostgresStore, NoticesAreLoggedOnOneLineAndEndNothing) {
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  ASSERT_EQ(run(db, "do $$ begin raise warning 'ab%c', chr(10) using errcode = '57P01'; end $$"), kSuccess);
   EXPECT_EQ(log.texts(LogLevel::Info), "[VORNLib]postgresql WARNING: ab\\nc\n");
+  EXPECT_EQ(db->commitTransaction(), 0U);
 }
 
 TEST_F(PostgresStore, AbandonedReadEndsInMillisecondsAndUndoesNoWrite) {
@@ -100,18 +103,22 @@ TEST_F(PostgresStore, AbandonedReadEndsInMillisecondsAndUndoesNoWrite) {
   EXPECT_LT(readOne("select generate_series(1, 100000000) as n"), 200);
   readOne("/* x */ insert into t select generate_series(1, 100000) returning n");
   readOne("with w as (insert into t select generate_series(1, 100000) returning n) select n from w");
-  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "200000");
+  readOne("/* /* */ select */ insert into t select generate_series(1, 100000) returning n");
+  ASSERT_EQ(run(db, "create function add(n bigint) returns bigint language sql as 'insert into t values(n) returning n'"), kSuccess);
+  readOne("select add(n) from generate_series(1, 10000) as n");
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "310000");
+  ASSERT_EQ(run(db, "delete from t where n > 0"), kSuccess);
 
   ASSERT_EQ(db->beginTransaction(), 0U);
   ASSERT_EQ(run(db, "insert into t values(0)"), kSuccess);
   EXPECT_LT(readOne("select generate_series(1, 1000000) as n"), 200);
-  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "200001");
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "1");
   EXPECT_LT(readOne("select generate_series(1, 1000000) as n"), 200);
   ASSERT_EQ(db->commitTransaction(), 0U);
   ASSERT_EQ(db->beginTransaction(), 0U);
   EXPECT_LT(readOne("select generate_series(1, 100000000) as n"), 200);
   ASSERT_EQ(db->rollbackTransaction(), 0U);
-  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "200001");
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "1");
 }
 
 TEST_F(PostgresStore, BatchGoesWhereTheInsertWouldGo) {
@@ -160,7 +167,7 @@ TEST_F(PostgresStore, BatchValuesAreExactOnEveryRoad) {
                                m_url.substr(m_url.rfind('/') + 1));
   std::string all;
   for (int byte = 1; byte < 128; ++byte) all += static_cast<char>(byte);
-  const std::vector<std::string> texts = {all, "", "NULL", "\\N", std::string(70000, '\\') + "\n", "\xf0\x9f\x98\x80{}"};
+  const std::vector<std::string> texts = {all, "", "NULL", "\\N", std::string(9000000, '\\') + "\n", "\xf0\x9f\x98\x80{}"};
   const double infinity = std::numeric_limits<double>::infinity();
   const std::vector<double> reals = {0.1, -infinity, std::nan(""), 5e-324, -0.0, 1e22};
   const std::vector<float> floats = {0.1F, 16777216.F, std::nanf(""), 1e-45F, -3.4028235e38F, 1.0F / 3};
@@ -221,12 +228,13 @@ TEST_F(PostgresStore, BatchRefusedForAValueLeavesNothingAndTheTransaction) {
       EXPECT_EQ(batch(target, "h", 1UL, 32768UL), range);
       EXPECT_EQ(batch(target, "x", 1L), "postgresql 42703 undefined_column");
       EXPECT_EQ(batch(target, "n", 1.0, 1.5), "postgresql 22P02 invalid_text_representation");
+      EXPECT_EQ(batch(target, "n", 1e5, 1e18), kSuccess);
       EXPECT_EQ(batch(target, "i", -2147483648L, 2147483647L), kSuccess);
       EXPECT_EQ(batch(target, "h", -32768L, 32767L), kSuccess);
     }
   }
   ASSERT_EQ(db->commitTransaction(), 0U);
-  EXPECT_EQ(rowsOf(db, "select count(*), sum(i), sum(h), count(s) from t", 4), "8016|-8589934592004|-131072004|0");
+  EXPECT_EQ(rowsOf(db, "select count(*), sum(i), sum(h), count(s) from t", 4), "12024|-8589934592004|-131072004|0");
 }
 
 }  // namespace

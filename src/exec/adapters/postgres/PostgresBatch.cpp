@@ -17,18 +17,29 @@ namespace vorn {
 namespace {
 
 // COPY passes over insert rules and over the refusal of values for columns that are always generated, and the
-// server refuses it for views and under row security. Asked anew each time, as a table may change. The second
-// field tells a server whose binary copy is known from an engine that merely speaks the protocol.
+// server refuses it for views and under row security. Asked anew each time, as a table may change. In a
+// transaction with a snapshot of its own the catalogs are old, and what the server does is not.
 constexpr char kCanCopy[] =
     "select c.relkind in ('r', 'p') and not c.relrowsecurity"
     " and not exists (select 1 from pg_catalog.pg_rewrite r where r.ev_class = c.oid and r.ev_type = '3')"
     " and not exists (select 1 from pg_catalog.pg_attribute a where a.attrelid = c.oid"
-    " and a.attidentity = 'a' and a.attname = any($2::text[])),"
+    " and a.attname = any($2::text[]) and (a.attidentity = 'a'";
+constexpr char kGenerated[] = " or a.attgenerated <> ''";  // since 12
+constexpr char kCanCopyTail[] =
+    ")) and ($3 = 'f' or pg_catalog.current_setting('transaction_isolation') = 'read committed'),"
     " pg_catalog.version() like 'PostgreSQL %'"
     " from pg_catalog.pg_class c where c.oid = $1::regclass";
+constexpr int kGeneratedSince = 120000;
 
-// -1: the type without a length, which the column itself adds.
-constexpr char kTypeName[] = "select pg_catalog.format_type($1::oid, -1)";
+// The name of a type behind all its domains. -1: without a length, which the column itself adds, refusing
+// what a cast would cut off.
+constexpr char kTypeName[] =
+    "with recursive t(oid, base) as (select oid, typbasetype from pg_catalog.pg_type where oid = $1::oid"
+    " union all select p.oid, p.typbasetype from pg_catalog.pg_type p join t on p.oid = t.base)"
+    " select pg_catalog.format_type(oid, -1) from t where base = 0";
+
+// Bytes of the arrays of one insert. The server takes a message of a gigabyte.
+constexpr std::size_t kSlice = 8 << 20;
 
 constexpr std::size_t kRowsInFlight = 1000;
 
@@ -48,7 +59,12 @@ ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
   ExecResult result = m_connection.run(nested ? "savepoint vorn_batch" : "begin");
   if (!result.succeeded()) return result;
 
-  result = plain ? insertColumns(table, rows) : runRowByRow(sql, rows);
+  try {
+    result = plain ? insertColumns(table, nested, rows) : runRowByRow(sql, rows);
+  } catch (...) {
+    m_connection.setBroken();  // with whatever was under way
+    throw;
+  }
   if (result.succeeded()) {
     result = nested ? m_connection.run("release savepoint vorn_batch") : m_connection.commit();
   }
@@ -61,7 +77,7 @@ ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
   return result;
 }
 
-ExecResult PostgresBatch::insertColumns(const std::string& table, std::uint64_t& rows) {
+ExecResult PostgresBatch::insertColumns(const std::string& table, bool nested, std::uint64_t& rows) {
   std::string target = table + " (";
   for (const BatchColumn& column : m_columns) {
     target.append(&column == &m_columns[0] ? "" : ", ").append(*column.name);
@@ -69,16 +85,18 @@ ExecResult PostgresBatch::insertColumns(const std::string& table, std::uint64_t&
   target += ")";
   bool can = false;
   bool binary = false;
-  ExecResult result = canCopy(table, can, binary);
+  ExecResult result = canCopy(table, nested, can, binary);
   if (!result.succeeded()) return result;
   return can ? insertByCopy(target, binary, rows) : insertUnnested(target, rows);
 }
 
-ExecResult PostgresBatch::canCopy(const std::string& table, bool& can, bool& binary) {
+ExecResult PostgresBatch::canCopy(const std::string& table, bool nested, bool& can, bool& binary) {
   std::vector<std::string> names;
   for (const BatchColumn& column : m_columns) names.push_back(foldIdentifier(*column.name));
   std::vector<std::string> row;
-  ExecResult result = queryRow(kCanCopy, {table, postgresArray(names)}, row);
+  const bool knowsGenerated = PQserverVersion(m_connection.handle()) >= kGeneratedSince;
+  const std::string sql = std::string(kCanCopy) + (knowsGenerated ? kGenerated : "") + kCanCopyTail;
+  ExecResult result = queryRow(sql, {table, postgresArray(names), nested ? "t" : "f"}, row);
   can = !row.empty() && row[0] == "t";
   binary = can && row[1] == "t";
   return result;
@@ -120,18 +138,34 @@ ExecResult PostgresBatch::insertUnnested(const std::string& target, std::uint64_
   std::string values;
   std::string arrays;
   std::string names;
-  std::vector<std::string> literals;
   for (std::size_t index = 0; index < m_columns.size(); ++index) {
     const char* separator = index == 0 ? "" : ", ";
     const std::string number = std::to_string(index + 1);
     values.append(separator).append("v.c").append(number).append("::").append(typeNames[index]);
     arrays.append(separator).append("$").append(number).append("::text[]");
     names.append(separator).append("c").append(number);
-    literals.push_back(postgresArray(m_columns[index], m_columns.rows()));
   }
-  result =
-      send("insert into " + target + " select " + values + " from unnest(" + arrays + ") as v(" + names + ")",
-           literals);
+  const std::string sql =
+      "insert into " + target + " select " + values + " from unnest(" + arrays + ") as v(" + names + ")";
+  for (std::size_t row = 0; row < m_columns.rows() && result.succeeded();) {
+    result = insertSlice(sql, row, rows);
+  }
+  return result;
+}
+
+// Inserts rows from `row` on, which is set to the first that is left.
+ExecResult PostgresBatch::insertSlice(const std::string& sql, std::size_t& row, std::uint64_t& rows) {
+  std::vector<std::string> literals(m_columns.size());
+  std::size_t size = 0;
+  for (; row < m_columns.rows() && size < kSlice; ++row) {
+    size = 0;
+    for (std::size_t index = 0; index < m_columns.size(); ++index) {
+      appendToPostgresArray(literals[index], m_columns[index], row);
+      size += literals[index].size();
+    }
+  }
+  for (std::string& literal : literals) literal += '}';
+  ExecResult result = send(sql, literals);
   if (!result.succeeded()) return result;
   return m_connection.finish(PostgresResult(PQgetResult(m_connection.handle())), &rows);
 }

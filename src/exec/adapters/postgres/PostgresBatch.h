@@ -20,14 +20,15 @@ class PostgresBatch {
   ExecResult run(const std::string& sql, std::uint64_t& rows);
 
  private:
-  ExecResult insertColumns(const std::string& table, std::uint64_t& rows);
+  ExecResult insertColumns(const std::string& table, bool nested, std::uint64_t& rows);
   ExecResult insertByCopy(const std::string& target, bool mayBeBinary, std::uint64_t& rows);
   template <typename Format>
   ExecResult copy(const Format& format, const std::string& destination, std::uint64_t& rows);
   ExecResult insertUnnested(const std::string& target, std::uint64_t& rows);
-  ExecResult canCopy(const std::string& table, bool& can, bool& binary);
+  ExecResult canCopy(const std::string& table, bool nested, bool& can, bool& binary);
   ExecResult columnTypes(const std::string& target, std::vector<Oid>& types);
   ExecResult namesOf(const std::vector<Oid>& types, std::vector<std::string>& names);
+  ExecResult insertSlice(const std::string& sql, std::size_t& row, std::uint64_t& rows);
   ExecResult runRowByRow(const std::string& sql, std::uint64_t& rows);
   ExecResult runRows(std::size_t first, std::size_t last, std::uint64_t& rows);
   ExecResult collectRows(std::uint64_t& rows);

@@ -1,12 +1,17 @@
 #include "exec/adapters/postgres/PostgresConnection.h"
 
 #include <poll.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <future>
 #include <new>
+#include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -14,7 +19,6 @@
 #include "exec/adapters/postgres/PostgresBatch.h"
 #include "exec/adapters/postgres/PostgresCursor.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "exec/adapters/postgres/PostgresStatement.h"
 #include "vorn/platform/logging.h"
 
 namespace vorn {
@@ -24,16 +28,20 @@ namespace {
 // A backslash in a literal is a plain byte, and every value has one text form, whatever the server, the
 // database or the role has for its default.
 constexpr char kSessionSettings[] =
-    "set standard_conforming_strings=on; set datestyle=iso; set bytea_output=hex; set extra_float_digits=1";
+    "set standard_conforming_strings=on; set datestyle=iso; set intervalstyle=postgres; set bytea_output=hex;"
+    " set extra_float_digits=1";
 
 // Milliseconds. The rest of a small result is here at once, and taking it is cheaper than a cancellation.
 // What is still under way behind a cancellation may be megabytes; a new connection then costs less than
 // taking it.
 constexpr int kAbandonPatience = 2;
 constexpr int kCancelPatience = 20;
+constexpr std::chrono::seconds kCancelLimit{1};
 
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
 constexpr std::chrono::milliseconds kFresh{1};
+
+constexpr char kNoCopy[] = "a statement cannot copy from or to the client";
 
 bool startsWith(const char* text, const char* prefix) {
   return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
@@ -91,9 +99,12 @@ ExecResult PostgresConnection::configure() {
 void PostgresConnection::receiveNotice(void* self, const PGresult* notice) {
   const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
   const char* state = PQresultErrorField(notice, PG_DIAG_SQLSTATE);
-  // Operator intervention: the server's last words to a connection, of no interest while nobody uses it.
-  if (state != nullptr && startsWith(state, "57P")) {
-    static_cast<PostgresConnection*>(self)->m_broken = true;
+  auto& connection = *static_cast<PostgresConnection*>(self);
+  const bool fatal = severity != nullptr && (startsWith(severity, "FATAL") || startsWith(severity, "PANIC"));
+  const bool intervention = state != nullptr && startsWith(state, "57P");
+  // The server's last words to a connection, of no interest while nobody uses it.
+  if (fatal || (intervention && PQtransactionStatus(connection.handle()) != PQTRANS_ACTIVE)) {
+    connection.m_broken = true;
     return;
   }
   const char* text = PQresultErrorField(notice, PG_DIAG_MESSAGE_PRIMARY);
@@ -141,33 +152,38 @@ ExecResult PostgresConnection::begin() {
 }
 
 ExecResult PostgresConnection::commit() {
-  ExecResult result = run("commit");
-  // The server takes the commit of a failed transaction for a rollback, and has no objection.
-  if (result.succeeded() && m_lastTag == "ROLLBACK") {
-    return postgresFailure("25P02", "a statement of the transaction had failed; it was rolled back");
-  }
-  return result;
+  return run("commit");
 }
 
 ExecResult PostgresConnection::rollback() {
-  if (m_abandoned) cancel();
-  return run("rollback");
+  if (!m_abandoned || cancel()) return run("rollback");
+  m_broken = true;  // and rolled back by its end
+  return {};
 }
 
 ExecResult PostgresConnection::read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) {
   ExecResult result = send(sql);
   if (!result.succeeded()) return result;
-  auto opened = std::make_unique<PostgresCursor>(*this);
+  const EarlyEnd end = earlyEndOf(sql);
+  auto opened = std::make_unique<PostgresCursor>(*this, end);
   result = opened->start();
-  // A write that returns rows may still fail behind the last of them, and must not be cancelled.
-  if (result.succeeded() && !onlyReads(sql)) result = opened->moveToMemory();
+  // A write that returns rows may still fail behind the last of them.
+  if (result.succeeded() && end == EarlyEnd::Undoes) result = opened->moveToMemory();
+  if (result.succeeded()) result = checkCommitted(sql);
   if (result.succeeded()) cursor = std::move(opened);
   return result;
 }
 
 ExecResult PostgresConnection::write(const std::string& sql, std::uint64_t& rows) {
   ExecResult result = send(sql);
-  return result.succeeded() ? finish(PostgresResult(PQgetResult(handle())), &rows) : result;
+  if (result.succeeded()) result = finish(PostgresResult(PQgetResult(handle())), &rows);
+  return result.succeeded() ? checkCommitted(sql) : result;
+}
+
+// The server takes the commit of a failed transaction for a rollback, and has no objection.
+ExecResult PostgresConnection::checkCommitted(const std::string& sql) const {
+  if (m_lastTag != "ROLLBACK" || !isCommit(sql)) return {};
+  return postgresFailure("25P02", "a statement of the transaction had failed; it was rolled back");
 }
 
 ExecResult PostgresConnection::batch(const std::string& sql, const TypedRef& parameters,
@@ -234,22 +250,31 @@ ExecResult PostgresConnection::refuseCopy(ExecStatusType status) {
     if (PQputCopyEnd(handle(), "copy from stdin is not supported") != 1) m_broken = true;
   } else if (status == PGRES_COPY_OUT) {
     // In a transaction a cancellation would end that as well.
-    if (!m_transactionBefore) cancel();
+    if (!m_transactionBefore && !cancel()) m_broken = true;
+    if (m_broken) return makeFailure(LayerError::NotSupported, kNoCopy);
     char* data = nullptr;
     while (PQgetCopyData(handle(), &data, 0) > 0) PQfreemem(data);
   } else {
     m_broken = true;
   }
-  return makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+  return makeFailure(LayerError::NotSupported, kNoCopy);
 }
 
-void PostgresConnection::abandonRead() {
+void PostgresConnection::abandonRead(EarlyEnd end) {
   if (takeRest(kAbandonPatience)) return;
   // A cancelled read would take the whole transaction along.
   m_abandoned = m_transactionBefore;
   if (m_abandoned) return;
-  cancel();
-  if (!takeRest(kCancelPatience)) m_broken = true;
+  if (end == EarlyEnd::Harmless) {
+    if (!cancel() || !takeRest(kCancelPatience)) m_broken = true;
+    return;
+  }
+  const ExecResult result = finish(PostgresResult(PQgetResult(handle())));
+  if (result.succeeded()) return;
+  Logger::error(
+      static_cast<std::uint32_t>(result.errorCode()),
+      LogScrubber::scrub("[VORNLib]a read that was given up broke off: " + result.detail().value_or("")),
+      {"PostgresConnection", "abandonRead", __LINE__});
 }
 
 bool PostgresConnection::takeRest(int milliseconds) {
@@ -267,11 +292,27 @@ bool PostgresConnection::takeRest(int milliseconds) {
   }
 }
 
-// A cancellation that does not get through leaves the statement running, which the caller sees.
-void PostgresConnection::cancel() {
-  const std::unique_ptr<PGcancel, void (*)(PGcancel*)> request(PQgetCancel(handle()), PQfreeCancel);
-  char message[256];
-  if (request) static_cast<void>(PQcancel(request.get(), message, sizeof message));
+// A request has no time limit of its own, so it goes by a thread, which is left behind when it takes too
+// long. A cancellation that does not get through leaves the statement running, which the caller sees.
+// @return false when the request is still under way, or could not be made
+bool PostgresConnection::cancel() {
+  const std::shared_ptr<PGcancel> request(PQgetCancel(handle()), PQfreeCancel);
+  if (!request) return false;
+  std::promise<void> answered;
+  const std::future<void> answer = answered.get_future();
+  try {
+    std::thread([request, answered = std::move(answered)]() mutable {
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_BLOCK, &all, nullptr);
+      char message[256];
+      static_cast<void>(PQcancel(request.get(), message, sizeof message));
+      answered.set_value();
+    }).detach();
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return answer.wait_for(kCancelLimit) == std::future_status::ready;
 }
 
 }  // namespace vorn

@@ -7,6 +7,7 @@
 #include "exec/adapters/Store.h"
 #include "exec/adapters/postgres/PostgresDriver.h"
 #include "exec/adapters/postgres/PostgresResult.h"
+#include "exec/adapters/postgres/PostgresStatement.h"
 
 namespace vorn {
 
@@ -49,9 +50,12 @@ class PostgresConnection : public StoreConnection {
   /// For the cursor that still waits for rows of the server.
   void setStreaming(PostgresCursor* cursor) { m_streaming = cursor; }
 
-  /// Gets rid of what is left of a read: takes it if it is little, and cancels the read otherwise, or in a
-  /// transaction leaves the rows until the connection is needed.
-  void abandonRead();
+  /// Gets rid of what is left of a read: takes it if it is little or may undo something, and cancels the read
+  /// otherwise, or in a transaction leaves the rows until the connection is needed.
+  void abandonRead(EarlyEnd end);
+
+  /// Gives the connection up; it is closed instead of being used again.
+  void setBroken() { m_broken = true; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -64,9 +68,10 @@ class PostgresConnection : public StoreConnection {
 
   static void receiveNotice(void* self, const PGresult* notice);
   ExecResult configure();
+  ExecResult checkCommitted(const std::string& sql) const;
   ExecResult refuseCopy(ExecStatusType status);
   bool takeRest(int milliseconds);
-  void cancel();
+  bool cancel();
 
   std::unique_ptr<PGconn, Closer> m_handle;
   PostgresCursor* m_streaming = nullptr;

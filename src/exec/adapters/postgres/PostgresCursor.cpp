@@ -30,14 +30,15 @@ void setBytes(RowValue& target, const char* text) {
 
 }  // namespace
 
-PostgresCursor::PostgresCursor(PostgresConnection& connection) : m_connection(&connection) {
+PostgresCursor::PostgresCursor(PostgresConnection& connection, EarlyEnd end)
+    : m_connection(&connection), m_end(end) {
   connection.setStreaming(this);
 }
 
 PostgresCursor::~PostgresCursor() {
   if (m_connection == nullptr) return;
   m_connection->setStreaming(nullptr);
-  m_connection->abandonRead();
+  m_connection->abandonRead(m_end);
 }
 
 void PostgresCursor::detach() {
@@ -61,13 +62,13 @@ void PostgresCursor::advance() {
 }
 
 StoreCursor::Fetch PostgresCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
+  if (m_buffered && m_buffer.pop(row)) return Fetch::Row;
   if (m_connection != nullptr && !m_row) advance();
   if (m_row) {
     readRow(row);
     m_row.reset();
     return Fetch::Row;
   }
-  if (m_buffered && m_buffer.pop(row)) return Fetch::Row;
   if (m_failure.succeeded()) return Fetch::End;
   failure = m_failure;
   return Fetch::Failed;

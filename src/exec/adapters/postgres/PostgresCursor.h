@@ -5,6 +5,7 @@
 #include "exec/adapters/RowBuffer.h"
 #include "exec/adapters/Store.h"
 #include "exec/adapters/postgres/PostgresResult.h"
+#include "exec/adapters/postgres/PostgresStatement.h"
 
 namespace vorn {
 
@@ -17,7 +18,8 @@ class PostgresConnection;
 class PostgresCursor : public StoreCursor {
  public:
   /// @param connection  has sent the statement
-  explicit PostgresCursor(PostgresConnection& connection);
+  /// @param end  what the statement loses when it ends early
+  PostgresCursor(PostgresConnection& connection, EarlyEnd end);
   ~PostgresCursor() override;
   PostgresCursor(const PostgresCursor&) = delete;
   PostgresCursor& operator=(const PostgresCursor&) = delete;
@@ -43,7 +45,8 @@ class PostgresCursor : public StoreCursor {
   void readRow(std::vector<RowValue>& row);
 
   PostgresConnection* m_connection;  ///< null once the server's answer is complete
-  PostgresResult m_row;              ///< the next row, when it is here already
+  const EarlyEnd m_end;
+  PostgresResult m_row;  ///< the next row, when it is here already
   std::vector<Form> m_forms;
   RowBuffer m_buffer;
   bool m_buffered = false;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 #include "exec/adapters/LayerError.h"
 
@@ -23,16 +25,29 @@ bool isWord(const std::string& text) {
   });
 }
 
+// From behind the first quotation mark to the last: the server quotes as its language does. Twice the end of
+// the message where there are none.
+std::pair<std::size_t, std::size_t> quotedPart(const std::string& message) {
+  std::size_t open = message.size();
+  std::size_t close = 0;
+  for (const std::string_view mark : {"\"", "«", "»", "„", "“", "”", "‚", "‘", "’", "「", "」", "『", "』"}) {
+    const std::size_t first = message.find(mark);
+    if (first == std::string::npos) continue;
+    open = std::min(open, first + mark.size());
+    close = std::max(close, message.rfind(mark));
+  }
+  return close < open ? std::pair(message.size(), message.size()) : std::pair(open, close);
+}
+
 // A syntax error quotes the text at which the parser stopped, which may be a literal, and an unfinished one
 // up to the end of the statement; only a single word or sign stays. A data exception quotes the value.
 std::string withoutStatementText(const std::string& message, bool isSyntaxError) {
-  const std::size_t open = message.find('"');
-  const std::size_t close = message.rfind('"');
+  const auto [open, close] = quotedPart(message);
   if (open == close) return isSyntaxError ? message.substr(0, message.find('\'')) : message;
-  const std::string token = message.substr(open + 1, close - open - 1);
+  const std::string token = message.substr(open, close - open);
   const bool isSign = token.size() <= 2 && token.find_first_of("'\"$") == std::string::npos;
   if (isSyntaxError && (isWord(token) || isSign)) return message;
-  return message.substr(0, open + 1) + "..." + message.substr(close);
+  return message.substr(0, open) + "..." + message.substr(close);
 }
 
 // Where "ABCDE: " begins behind a severity and two blanks, as verbose messages have it; npos for nowhere. The

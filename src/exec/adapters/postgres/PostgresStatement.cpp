@@ -1,6 +1,10 @@
 #include "exec/adapters/postgres/PostgresStatement.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string_view>
+
+#include "exec/adapters/SqlText.h"
 
 namespace vorn {
 
@@ -14,17 +18,63 @@ bool isLetter(char c) {
   return c >= 'a' && c <= 'z';
 }
 
+// What may stand before a parenthesis in a query that writes nothing, in byte-wise order.
+constexpr std::string_view kHarmless[] = {
+    "abs",          "all",
+    "and",          "any",
+    "array_agg",    "as",
+    "avg",          "between",
+    "btrim",        "by",
+    "cast",         "ceil",
+    "char_length",  "coalesce",
+    "concat",       "count",
+    "date_trunc",   "distinct",
+    "else",         "except",
+    "exists",       "extract",
+    "filter",       "floor",
+    "from",         "generate_series",
+    "greatest",     "having",
+    "in",           "intersect",
+    "join",         "json_agg",
+    "jsonb_agg",    "lateral",
+    "least",        "length",
+    "like",         "limit",
+    "lower",        "ltrim",
+    "materialized", "max",
+    "min",          "mod",
+    "not",          "now",
+    "nullif",       "numeric",
+    "offset",       "on",
+    "or",           "over",
+    "partition",    "position",
+    "rank",         "repeat",
+    "replace",      "round",
+    "row",          "row_number",
+    "rtrim",        "select",
+    "some",         "string_agg",
+    "strpos",       "substr",
+    "substring",    "sum",
+    "then",         "to_char",
+    "to_date",      "to_timestamp",
+    "trim",         "union",
+    "unnest",       "upper",
+    "using",        "values",
+    "varchar",      "when",
+    "where",
+};
+
+static_assert(std::is_sorted(std::begin(kHarmless), std::end(kHarmless)));
+
 // The first word in lower case, behind blanks, comments and parentheses.
 std::string firstWord(const std::string& sql) {
   std::size_t at = 0;
   for (;;) {
     at = sql.find_first_not_of(" \t\r\n\f\v(;", at);
     if (at == std::string::npos) return "";
-    const bool line = sql.compare(at, 2, "--") == 0;
-    if (!line && sql.compare(at, 2, "/*") != 0) break;
-    at = sql.find(line ? "\n" : "*/", at + 2);
-    if (at == std::string::npos) return "";
-    at += line ? 1 : 2;
+    if (sql[at] != '-' && sql[at] != '/') break;
+    const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
+    if (end == at) break;
+    at = end;
   }
   std::string word;
   for (; at < sql.size() && isLetter(lowerCase(sql[at])); ++at) word += lowerCase(sql[at]);
@@ -36,13 +86,50 @@ bool mentions(const std::string& sql, const std::string& word) {
   return std::search(sql.begin(), sql.end(), word.begin(), word.end(), same) != sql.end();
 }
 
+// Whether anything before a parenthesis may be a function that writes.
+bool callsUnknown(const std::string& sql) {
+  if (sql.find('(') == std::string::npos) return false;
+  std::string word;        // the last one, in lower case
+  bool qualified = false;  // whether it stands behind a dot
+  char last = ' ';         // the last byte that is no blank
+  for (std::size_t at = 0; at < sql.size();) {
+    const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
+    if (end > at) {
+      const bool name = sql[at] == '"';
+      if (name) word = "\"";
+      if (name || sql[at] == '\'' || sql[at] == '$') last = sql[end - 1];
+      at = end;
+    } else if (isIdentifierByte(sql[at])) {
+      qualified = last == '.';
+      for (word.clear(); at < sql.size() && isIdentifierByte(sql[at]); ++at) word += lowerCase(sql[at]);
+      last = sql[at - 1];
+    } else {
+      const bool behindWord = isIdentifierByte(last) || last == '"';
+      if (sql[at] == '(' && behindWord &&
+          (qualified || !std::binary_search(std::begin(kHarmless), std::end(kHarmless), word))) {
+        return true;
+      }
+      if (sql[at] != ' ' && sql[at] != '\n' && sql[at] != '\t' && sql[at] != '\r') last = sql[at];
+      ++at;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
-bool onlyReads(const std::string& sql) {
+EarlyEnd earlyEndOf(const std::string& sql) {
   const std::string word = firstWord(sql);
-  if (word == "select" || word == "values" || word == "table" || word == "show") return true;
-  return word == "with" && !mentions(sql, "insert") && !mentions(sql, "update") && !mentions(sql, "delete") &&
-         !mentions(sql, "merge");
+  const bool query = word == "select" || word == "values" || word == "table" || word == "show" ||
+                     (word == "with" && !mentions(sql, "insert") && !mentions(sql, "update") &&
+                      !mentions(sql, "delete") && !mentions(sql, "merge"));
+  if (!query) return EarlyEnd::Undoes;
+  return callsUnknown(sql) ? EarlyEnd::MayUndo : EarlyEnd::Harmless;
+}
+
+bool isCommit(const std::string& sql) {
+  const std::string word = firstWord(sql);
+  return word == "commit" || word == "end";
 }
 
 std::string foldIdentifier(const std::string& identifier) {

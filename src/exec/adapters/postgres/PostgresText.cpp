@@ -11,7 +11,13 @@ namespace vorn {
 
 namespace {
 
+// Up to the greatest whole number that a bigint takes, and some more, without an exponent, which integer
+// columns refuse.
 char* writeReal(char* out, double value) {
+  const double magnitude = std::fabs(value);
+  if (magnitude == 0 || (magnitude >= 1e-4 && magnitude < 1e19)) {
+    return std::to_chars(out, out + kPostgresNumberSize, value, std::chars_format::fixed).ptr;
+  }
   if (std::isfinite(value)) return std::to_chars(out, out + kPostgresNumberSize, value).ptr;
   const std::string_view word = std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
   return std::copy(word.begin(), word.end(), out);
@@ -42,23 +48,22 @@ char* writePostgresNumber(char* out, const BatchColumn& column, std::size_t row)
   }
 }
 
-std::string postgresArray(const BatchColumn& column, std::size_t rows) {
-  std::string array;
-  char number[kPostgresNumberSize];
-  for (std::size_t row = 0; row < rows; ++row) {
-    array += row == 0 ? '{' : ',';
-    if (column.elementCode == element_code::kString) {
-      appendQuoted(array, column.text(row));
-    } else {
-      array.append(number, writePostgresNumber(number, column, row));
-    }
+void appendToPostgresArray(std::string& array, const BatchColumn& column, std::size_t row) {
+  array += array.empty() ? '{' : ',';
+  if (column.elementCode == element_code::kString) {
+    appendQuoted(array, column.text(row));
+  } else {
+    char number[kPostgresNumberSize];
+    array.append(number, writePostgresNumber(number, column, row));
   }
-  return rows == 0 ? "{}" : array + "}";
 }
 
 std::string postgresArray(const std::vector<std::string>& texts) {
   const std::string unnamed;
-  return postgresArray(BatchColumn{&unnamed, element_code::kString, texts.data()}, texts.size());
+  const BatchColumn column{&unnamed, element_code::kString, texts.data()};
+  std::string array;
+  for (std::size_t row = 0; row < texts.size(); ++row) appendToPostgresArray(array, column, row);
+  return texts.empty() ? "{}" : array + "}";
 }
 
 ExecResult refuseZeroBytes(const BatchColumns& columns) {

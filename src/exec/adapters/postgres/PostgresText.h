@@ -14,8 +14,9 @@ constexpr std::size_t kPostgresNumberSize = 40;
 /// @return the end of what was written
 char* writePostgresNumber(char* out, const BatchColumn& column, std::size_t row);
 
-/// @return an array literal of a whole column
-std::string postgresArray(const BatchColumn& column, std::size_t rows);
+/// Appends a value to an array literal that still lacks its closing brace; to an empty text the opening one
+/// too.
+void appendToPostgresArray(std::string& array, const BatchColumn& column, std::size_t row);
 
 /// @return an array literal of texts
 std::string postgresArray(const std::vector<std::string>& texts);
