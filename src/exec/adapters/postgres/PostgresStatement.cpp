@@ -96,7 +96,7 @@ bool callsUnknown(const std::string& sql) {
     const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
     if (end > at) {
       const bool name = sql[at] == '"';
-      if (name) word = "\"";
+      if (name) word.assign(1, '"');
       if (name || sql[at] == '\'' || sql[at] == '$') last = sql[end - 1];
       at = end;
     } else if (isIdentifierByte(sql[at])) {
