@@ -124,7 +124,9 @@ bool PostgresConnection::usable() {
   if (m_streaming != nullptr || m_abandoned) return !m_broken && PQstatus(handle()) == CONNECTION_OK;
   // An exception may have cut off a conversation with the server.
   if (PQtransactionStatus(handle()) == PQTRANS_ACTIVE) return false;
-  if (!m_broken && PQstatus(handle()) == CONNECTION_OK && Clock::now() - m_answered < kFresh) return true;
+  if (!m_broken && PQstatus(handle()) == CONNECTION_OK) {
+    if (Clock::now() - m_answered < kFresh) return true;
+  }
   while (!m_broken && PQstatus(handle()) == CONNECTION_OK) {
     pollfd socket{PQsocket(handle()), POLLIN, 0};
     if (poll(&socket, 1, 0) <= 0) return true;
@@ -182,7 +184,7 @@ ExecResult PostgresConnection::write(const std::string& sql, std::uint64_t& rows
 
 // The server takes the commit of a failed transaction for a rollback, and has no objection.
 ExecResult PostgresConnection::checkCommitted(const std::string& sql) const {
-  if (m_lastTag != "ROLLBACK" || !isCommit(sql)) return {};
+  if (!m_rolledBack || !isCommit(sql)) return {};
   return postgresFailure("25P02", "a statement of the transaction had failed; it was rolled back");
 }
 
@@ -203,7 +205,7 @@ ExecResult PostgresConnection::send(const std::string& sql, int count, const cha
   // A failure on the way failed the transaction, and shows there.
   if (std::exchange(m_abandoned, false)) static_cast<void>(finish(PostgresResult(PQgetResult(handle()))));
   m_transactionBefore = inTransaction();
-  m_lastTag.clear();
+  m_rolledBack = false;
   // The extended protocol has the server itself refuse a second statement.
   if (PQsendQueryParams(handle(), sql.c_str(), count, nullptr, values, nullptr, nullptr, 0) != 1) {
     m_broken = true;
@@ -222,7 +224,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
         continue;
       case PGRES_TUPLES_OK:
       case PGRES_COMMAND_OK:
-        m_lastTag = PQcmdStatus(result.get());
+        m_rolledBack = std::strcmp(PQcmdStatus(result.get()), "ROLLBACK") == 0;
         if (rows != nullptr) *rows += rowsWritten(result.get());
         break;
       case PGRES_EMPTY_QUERY:

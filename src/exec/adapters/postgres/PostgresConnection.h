@@ -79,7 +79,7 @@ class PostgresConnection : public StoreConnection {
   bool m_abandoned = false;          ///< whether rows of a read that was given up are still to come
   bool m_broken = false;
   Clock::time_point m_answered;  ///< when the server last completed an answer
-  std::string m_lastTag;         ///< the server's word for the last statement that succeeded
+  bool m_rolledBack = false;     ///< whether the last statement that succeeded ended in a rollback
 };
 
 }  // namespace vorn

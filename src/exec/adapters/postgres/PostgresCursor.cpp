@@ -109,6 +109,7 @@ void PostgresCursor::readRow(std::vector<RowValue>& row) {
   const PGresult* result = m_row.get();
   const int columns = PQnfields(result);
   if (m_forms.empty()) {
+    m_forms.reserve(static_cast<std::size_t>(columns));
     for (int column = 0; column < columns; ++column) m_forms.push_back(formOf(PQftype(result, column)));
   }
   row.resize(static_cast<std::size_t>(columns));

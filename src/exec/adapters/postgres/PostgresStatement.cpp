@@ -65,20 +65,27 @@ constexpr std::string_view kHarmless[] = {
 
 static_assert(std::is_sorted(std::begin(kHarmless), std::end(kHarmless)));
 
-// The first word in lower case, behind blanks, comments and parentheses.
-std::string firstWord(const std::string& sql) {
+// The first word, behind blanks, comments and parentheses.
+std::string_view firstWord(const std::string& sql) {
   std::size_t at = 0;
   for (;;) {
     at = sql.find_first_not_of(" \t\r\n\f\v(;", at);
-    if (at == std::string::npos) return "";
+    if (at == std::string::npos) return {};
     if (sql[at] != '-' && sql[at] != '/') break;
     const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
     if (end == at) break;
     at = end;
   }
-  std::string word;
-  for (; at < sql.size() && isLetter(lowerCase(sql[at])); ++at) word += lowerCase(sql[at]);
-  return word;
+  std::size_t end = at;
+  while (end < sql.size() && isLetter(lowerCase(sql[end]))) ++end;
+  return std::string_view(sql).substr(at, end - at);
+}
+
+/// @param word  in lower case
+bool is(std::string_view text, std::string_view word) {
+  return text.size() == word.size() &&
+         std::equal(text.begin(), text.end(), word.begin(),
+                    [](char left, char right) { return lowerCase(left) == right; });
 }
 
 bool mentions(const std::string& sql, const std::string& word) {
@@ -119,17 +126,17 @@ bool callsUnknown(const std::string& sql) {
 }  // namespace
 
 EarlyEnd earlyEndOf(const std::string& sql) {
-  const std::string word = firstWord(sql);
-  const bool query = word == "select" || word == "values" || word == "table" || word == "show" ||
-                     (word == "with" && !mentions(sql, "insert") && !mentions(sql, "update") &&
+  const std::string_view word = firstWord(sql);
+  const bool query = is(word, "select") || is(word, "values") || is(word, "table") || is(word, "show") ||
+                     (is(word, "with") && !mentions(sql, "insert") && !mentions(sql, "update") &&
                       !mentions(sql, "delete") && !mentions(sql, "merge"));
   if (!query) return EarlyEnd::Undoes;
   return callsUnknown(sql) ? EarlyEnd::MayUndo : EarlyEnd::Harmless;
 }
 
 bool isCommit(const std::string& sql) {
-  const std::string word = firstWord(sql);
-  return word == "commit" || word == "end";
+  const std::string_view word = firstWord(sql);
+  return is(word, "commit") || is(word, "end");
 }
 
 std::string foldIdentifier(const std::string& identifier) {
