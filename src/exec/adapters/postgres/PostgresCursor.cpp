@@ -38,7 +38,11 @@ PostgresCursor::PostgresCursor(PostgresConnection& connection, EarlyEnd end)
 PostgresCursor::~PostgresCursor() {
   if (m_connection == nullptr) return;
   m_connection->setStreaming(nullptr);
-  m_connection->abandonRead(m_end);
+  try {
+    m_connection->abandonRead(m_end);
+  } catch (const std::bad_alloc&) {
+    m_connection->setBroken();
+  }
 }
 
 void PostgresCursor::detach() {

@@ -19,49 +19,24 @@ bool isLetter(char c) {
 }
 
 // What may stand before a parenthesis in a query that writes nothing, in byte-wise order.
+// clang-format off
 constexpr std::string_view kHarmless[] = {
-    "abs",          "all",
-    "and",          "any",
-    "array_agg",    "as",
-    "avg",          "between",
-    "btrim",        "by",
-    "cast",         "ceil",
-    "char_length",  "coalesce",
-    "concat",       "count",
-    "date_trunc",   "distinct",
-    "else",         "except",
-    "exists",       "extract",
-    "filter",       "floor",
-    "from",         "generate_series",
-    "greatest",     "having",
-    "in",           "intersect",
-    "join",         "json_agg",
-    "jsonb_agg",    "lateral",
-    "least",        "length",
-    "like",         "limit",
-    "lower",        "ltrim",
-    "materialized", "max",
-    "min",          "mod",
-    "not",          "now",
-    "nullif",       "numeric",
-    "offset",       "on",
-    "or",           "over",
-    "partition",    "position",
-    "rank",         "repeat",
-    "replace",      "round",
-    "row",          "row_number",
-    "rtrim",        "select",
-    "some",         "string_agg",
-    "strpos",       "substr",
-    "substring",    "sum",
-    "then",         "to_char",
-    "to_date",      "to_timestamp",
-    "trim",         "union",
-    "unnest",       "upper",
-    "using",        "values",
-    "varchar",      "when",
+    "abs", "age", "all", "and", "any", "array", "array_agg", "as", "ascii", "avg", "between",
+    "bool_and", "bool_or", "btrim", "by", "case", "cast", "ceil", "char", "char_length", "chr",
+    "coalesce", "concat", "concat_ws", "count", "date_part", "date_trunc", "decimal", "dense_rank",
+    "distinct", "else", "every", "except", "exists", "extract", "filter", "first_value", "floor",
+    "format", "from", "generate_series", "greatest", "having", "in", "initcap", "intersect", "join",
+    "json_agg", "json_build_object", "jsonb_agg", "jsonb_build_object", "lag", "last_value", "lateral",
+    "lead", "least", "left", "length", "like", "limit", "lower", "lpad", "ltrim", "make_date",
+    "materialized", "max", "md5", "min", "mod", "not", "now", "nth_value", "ntile", "nullif", "numeric",
+    "offset", "on", "or", "over", "partition", "position", "power", "rank", "regexp_replace", "repeat",
+    "replace", "reverse", "right", "round", "row", "row_number", "rpad", "rtrim", "select", "sign",
+    "some", "split_part", "sqrt", "stddev", "string_agg", "string_to_array", "strpos", "substr",
+    "substring", "sum", "then", "timestamp", "to_char", "to_date", "to_json", "to_jsonb",
+    "to_timestamp", "trim", "trunc", "union", "unnest", "upper", "using", "values", "varchar", "when",
     "where",
 };
+// clang-format on
 
 static_assert(std::is_sorted(std::begin(kHarmless), std::end(kHarmless)));
 
@@ -98,21 +73,26 @@ bool callsUnknown(const std::string& sql) {
   if (sql.find('(') == std::string::npos) return false;
   std::string word;        // the last one, in lower case
   bool qualified = false;  // whether it stands behind a dot
+  bool alias = false;      // whether it names columns or a type: as g(n), with w(n), cast(x as numeric(4))
   char last = ' ';         // the last byte that is no blank
   for (std::size_t at = 0; at < sql.size();) {
     const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
     if (end > at) {
       const bool name = sql[at] == '"';
-      if (name) word.assign(1, '"');
+      if (name) {
+        alias = word == "as" || word == "with" || word == "recursive";
+        word.assign(1, '"');
+      }
       if (name || sql[at] == '\'' || sql[at] == '$') last = sql[end - 1];
       at = end;
     } else if (isIdentifierByte(sql[at])) {
       qualified = last == '.';
+      alias = word == "as" || word == "with" || word == "recursive";
       for (word.clear(); at < sql.size() && isIdentifierByte(sql[at]); ++at) word += lowerCase(sql[at]);
       last = sql[at - 1];
     } else {
       const bool behindWord = isIdentifierByte(last) || last == '"';
-      if (sql[at] == '(' && behindWord &&
+      if (sql[at] == '(' && behindWord && !alias &&
           (qualified || !std::binary_search(std::begin(kHarmless), std::end(kHarmless), word))) {
         return true;
       }
