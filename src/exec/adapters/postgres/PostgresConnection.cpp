@@ -41,8 +41,6 @@ constexpr std::chrono::seconds kCancelLimit{1};
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
 constexpr std::chrono::milliseconds kFresh{1};
 
-constexpr char kNoCopy[] = "a statement cannot copy from or to the client";
-
 bool startsWith(const char* text, const char* prefix) {
   return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
 }
@@ -124,9 +122,7 @@ bool PostgresConnection::usable() {
   if (m_streaming != nullptr || m_abandoned) return !m_broken && PQstatus(handle()) == CONNECTION_OK;
   // An exception may have cut off a conversation with the server.
   if (PQtransactionStatus(handle()) == PQTRANS_ACTIVE) return false;
-  if (!m_broken && PQstatus(handle()) == CONNECTION_OK) {
-    if (Clock::now() - m_answered < kFresh) return true;
-  }
+  if (!m_broken && PQstatus(handle()) == CONNECTION_OK && Clock::now() - m_answered < kFresh) return true;
   while (!m_broken && PQstatus(handle()) == CONNECTION_OK) {
     pollfd socket{PQsocket(handle()), POLLIN, 0};
     if (poll(&socket, 1, 0) <= 0) return true;
@@ -253,13 +249,12 @@ ExecResult PostgresConnection::refuseCopy(ExecStatusType status) {
   } else if (status == PGRES_COPY_OUT) {
     // In a transaction a cancellation would end that as well.
     if (!m_transactionBefore && !cancel()) m_broken = true;
-    if (m_broken) return makeFailure(LayerError::NotSupported, kNoCopy);
     char* data = nullptr;
-    while (PQgetCopyData(handle(), &data, 0) > 0) PQfreemem(data);
+    while (!m_broken && PQgetCopyData(handle(), &data, 0) > 0) PQfreemem(data);
   } else {
     m_broken = true;
   }
-  return makeFailure(LayerError::NotSupported, kNoCopy);
+  return makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
 }
 
 void PostgresConnection::abandonRead(EarlyEnd end) {

@@ -68,26 +68,31 @@ bool mentions(const std::string& sql, const std::string& word) {
   return std::search(sql.begin(), sql.end(), word.begin(), word.end(), same) != sql.end();
 }
 
+// as g(n), with w(n), cast(x as numeric(4))
+bool introducesName(const std::string& word) {
+  return word == "as" || word == "with" || word == "recursive";
+}
+
 // Whether anything before a parenthesis may be a function that writes.
 bool callsUnknown(const std::string& sql) {
   if (sql.find('(') == std::string::npos) return false;
   std::string word;        // the last one, in lower case
   bool qualified = false;  // whether it stands behind a dot
-  bool alias = false;      // whether it names columns or a type: as g(n), with w(n), cast(x as numeric(4))
+  bool alias = false;      // whether its parentheses hold names or a length
   char last = ' ';         // the last byte that is no blank
   for (std::size_t at = 0; at < sql.size();) {
     const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
     if (end > at) {
       const bool name = sql[at] == '"';
       if (name) {
-        alias = word == "as" || word == "with" || word == "recursive";
+        alias = introducesName(word);
         word.assign(1, '"');
       }
       if (name || sql[at] == '\'' || sql[at] == '$') last = sql[end - 1];
       at = end;
     } else if (isIdentifierByte(sql[at])) {
       qualified = last == '.';
-      alias = word == "as" || word == "with" || word == "recursive";
+      alias = introducesName(word);
       for (word.clear(); at < sql.size() && isIdentifierByte(sql[at]); ++at) word += lowerCase(sql[at]);
       last = sql[at - 1];
     } else {
