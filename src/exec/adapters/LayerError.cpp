@@ -7,7 +7,7 @@ namespace vorn {
 
 namespace {
 
-constexpr std::array<const char*, 17> kNames = {nullptr,
+constexpr std::array<const char*, 19> kNames = {nullptr,
                                                 "INVALID_URL",
                                                 "UNKNOWN_SCHEME",
                                                 "POOL_EXHAUSTED",
@@ -23,7 +23,9 @@ constexpr std::array<const char*, 17> kNames = {nullptr,
                                                 "INVALID_REFERENCE",
                                                 "FORKED_SESSION",
                                                 "CONNECTION_LOST",
-                                                "NOT_SUPPORTED"};
+                                                "NOT_SUPPORTED",
+                                                "OUT_OF_MEMORY",
+                                                "FORKED_STORE"};
 
 std::string onOneLine(std::string text) {
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
@@ -44,6 +46,12 @@ ExecResult makeFailure(ErrorFamily family, std::uint32_t native, const std::stri
 
 ExecResult makeFailure(LayerError error, const std::string& message) {
   return makeFailure(ErrorFamily::Layer, static_cast<std::uint32_t>(error), message);
+}
+
+// The text is short enough to stand in the string itself.
+ExecResult outOfMemory() noexcept {
+  return {1, makeErrorCode(ErrorFamily::Layer, static_cast<std::uint32_t>(LayerError::OutOfMemory)),
+          std::string("out of memory")};
 }
 
 const char* layerErrorName(std::uint32_t native) {

@@ -28,6 +28,8 @@ enum class LayerError : std::uint32_t {
   ForkedSession = 14,
   ConnectionLost = 15,
   NotSupported = 16,
+  OutOfMemory = 17,
+  ForkedStore = 18,
 };
 
 std::uint64_t makeErrorCode(ErrorFamily family, std::uint32_t native);
@@ -35,6 +37,9 @@ std::uint64_t makeErrorCode(ErrorFamily family, std::uint32_t native);
 /// @return a failure whose detail is `message` on one line
 ExecResult makeFailure(ErrorFamily family, std::uint32_t native, const std::string& message);
 ExecResult makeFailure(LayerError error, const std::string& message);
+
+/// @return the failure that there is no memory; making it allocates nothing
+ExecResult outOfMemory() noexcept;
 
 /// @return the upper-case name of a layer error, or null for a number that is none
 const char* layerErrorName(std::uint32_t native);

@@ -12,6 +12,8 @@ namespace vorn {
 
 /// The rows of one read. It belongs to the connection that made it and is used on the connection's thread. A
 /// cursor may outlive its connection: it then fails.
+///
+/// Invariant: after any exception a cursor delivers exactly the rows that are left, or ends with a failure.
 class StoreCursor {
  public:
   enum class Fetch { Row, End, Failed };
@@ -29,10 +31,24 @@ class StoreConnection {
   virtual ~StoreConnection() = default;
 
   /// Looks, without a round trip, whether the connection can still be used.
-  virtual bool usable() = 0;
+  virtual bool usable() noexcept = 0;
 
   /// @return whether the store sees an open transaction, however it was begun
-  virtual bool inTransaction() const = 0;
+  virtual bool inTransaction() const noexcept = 0;
+
+  /// Makes a connection without a transaction and without an open cursor as a fresh one: what statements did
+  /// to its session (settings, role, temporary or attached objects, locks, listening) is undone. Where they
+  /// did nothing it costs nothing.
+  /// @return false when the connection has to be closed instead
+  virtual bool renew() noexcept = 0;
+
+  /// Gives the connection up: it is not usable() any more, its open cursors end with a failure, and its
+  /// transaction is undone.
+  virtual void giveUp() noexcept = 0;
+
+  /// Moves what the open cursors have not delivered yet into memory, so that nothing but a transaction still
+  /// needs the connection. A cursor for which there is no memory ends with a failure.
+  virtual void drainCursors() noexcept = 0;
 
   virtual ExecResult begin() = 0;
   virtual ExecResult commit() = 0;

@@ -117,7 +117,7 @@ void PostgresConnection::receiveNotice(void* self, const PGresult* notice) {
   }
 }
 
-bool PostgresConnection::usable() {
+bool PostgresConnection::usable() noexcept {
   // Whatever arrives while a cursor streams, or has left rows behind, is its rows.
   if (m_streaming != nullptr || m_abandoned) return !m_broken && PQstatus(handle()) == CONNECTION_OK;
   // An exception may have cut off a conversation with the server.
@@ -133,7 +133,11 @@ bool PostgresConnection::usable() {
   return false;
 }
 
-bool PostgresConnection::inTransaction() const {
+void PostgresConnection::drainCursors() noexcept {
+  if (m_streaming != nullptr) m_streaming->moveToMemory();
+}
+
+bool PostgresConnection::inTransaction() const noexcept {
   switch (PQtransactionStatus(handle())) {
     case PQTRANS_ACTIVE:
       return m_transactionBefore;

@@ -22,8 +22,11 @@ class PostgresConnection : public StoreConnection {
   PostgresConnection(const PostgresConnection&) = delete;
   PostgresConnection& operator=(const PostgresConnection&) = delete;
 
-  bool usable() override;
-  bool inTransaction() const override;
+  bool usable() noexcept override;
+  bool inTransaction() const noexcept override;
+  bool renew() noexcept override { return true; }
+  void giveUp() noexcept override { m_broken = true; }
+  void drainCursors() noexcept override;
   ExecResult begin() override;
   ExecResult commit() override;
   ExecResult rollback() override;

@@ -58,7 +58,7 @@ ExecResult SqliteConnection::configure(const SqliteSettings& settings) {
   return result;
 }
 
-bool SqliteConnection::inTransaction() const {
+bool SqliteConnection::inTransaction() const noexcept {
   return sqlite3_get_autocommit(m_database.get()) == 0;
 }
 
@@ -300,7 +300,7 @@ void SqliteConnection::removeCursor(SqliteCursor* cursor) {
   m_cursors.erase(std::remove(m_cursors.begin(), m_cursors.end(), cursor), m_cursors.end());
 }
 
-void SqliteConnection::drainCursors() {
+void SqliteConnection::drainCursors() noexcept {
   while (!m_cursors.empty()) m_cursors.back()->drain();
 }
 

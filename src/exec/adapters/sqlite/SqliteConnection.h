@@ -26,8 +26,11 @@ class SqliteConnection : public StoreConnection {
   SqliteConnection(const SqliteConnection&) = delete;
   SqliteConnection& operator=(const SqliteConnection&) = delete;
 
-  bool usable() override { return true; }
-  bool inTransaction() const override;
+  bool usable() noexcept override { return !m_givenUp; }
+  bool inTransaction() const noexcept override;
+  bool renew() noexcept override { return true; }
+  void giveUp() noexcept override { m_givenUp = true; }
+  void drainCursors() noexcept override;
   ExecResult begin() override;
   ExecResult commit() override;
   ExecResult rollback() override;
@@ -63,13 +66,13 @@ class SqliteConnection : public StoreConnection {
   std::vector<std::size_t> inTableOrder(const std::string& table, const BatchColumns& columns);
   ExecResult runRowByRow(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows);
   ExecResult abandonBatch(bool ownTransaction, ExecResult failure);
-  void drainCursors();
 
   std::unique_ptr<sqlite3, Closer> m_database;
   SqliteBatchTable m_batchTable;
   SqliteLiftedInsert m_lifted;
   SqliteStatementCache m_cache;
   std::vector<SqliteCursor*> m_cursors;
+  bool m_givenUp = false;
 };
 
 }  // namespace vorn
