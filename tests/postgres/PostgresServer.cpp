@@ -119,10 +119,11 @@ std::string PostgresServer::query(const std::string& sql, const std::string& dat
 }
 
 pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
+  // The programs look for each other beside the path that they were started under.
   const std::string path = program(command[0]);
   const std::string output = m_directory + "/log";
-  std::vector<char*> arguments;
-  for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
+  std::vector<char*> arguments{const_cast<char*>(path.c_str())};
+  for (std::size_t at = 1; at < command.size(); ++at) arguments.push_back(const_cast<char*>(command[at].c_str()));
   arguments.push_back(nullptr);
   const passwd* user = serverUser();
   const pid_t child = fork();
