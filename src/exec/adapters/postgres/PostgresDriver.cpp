@@ -52,8 +52,9 @@ PostgresSettings limitsOfService(const PostgresSettings& settings) {
   PostgresSettings limits;
   for (const PQconninfoOption* option = effective.get(); option != nullptr && option->keyword != nullptr;
        ++option) {
-    const bool isLimit = std::any_of(std::begin(kDefaultLimits), std::end(kDefaultLimits),
-                                     [option](const auto& limit) { return option->keyword == limit[0]; });
+    const bool isLimit =
+        std::any_of(std::begin(kDefaultLimits), std::end(kDefaultLimits),
+                    [option](const auto& limit) { return std::string_view(option->keyword) == limit[0]; });
     if (isLimit && option->val != nullptr && *option->val != '\0') limits[option->keyword] = option->val;
   }
   return limits;
