@@ -235,9 +235,11 @@ TEST_P(CommonStore, ForkedChildUsesNothingOfTheParent) {
   ASSERT_EQ(db->execReadSQL(raw("select id from alarm"), reader), 0U);
   ASSERT_EQ(db->beginTransaction(), 0U);
   ASSERT_EQ(run(db, "insert into alarm(id) values(3)"), kSuccess);
+  // A transaction of the parent's keeps SQLite's file open, whose locks the child must not believe to hold.
+  const std::string counted = GetParam().name == "Sqlite" ? "vorn 18 FORKED_STORE" : "2";
   EXPECT_TRUE(holdsInChild([&] {
     return !reader.hasNextElement() && describe(vorn::lastResult().errorCode()) == "vorn 14 FORKED_SESSION" &&
-           run(db, "insert into alarm(id) values(4)") == "vorn 10 TRANSACTION_LOST" && db->rollbackTransaction() == 0 && count() == "2";
+           run(db, "insert into alarm(id) values(4)") == "vorn 10 TRANSACTION_LOST" && db->rollbackTransaction() == 0 && count() == counted;
   }));
   ASSERT_EQ(db->commitTransaction(), 0U);
   EXPECT_EQ(count(), "3");

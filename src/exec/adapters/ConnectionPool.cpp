@@ -31,12 +31,14 @@ ExecResult ConnectionPool::acquire(std::unique_ptr<StoreConnection>& connection)
   return openNew(connection);
 }
 
+ConnectionPool::Waiter::~Waiter() {
+  if (!served) m_queue.erase(std::find(m_queue.begin(), m_queue.end(), this));
+}
+
 ExecResult ConnectionPool::waitForTurn(std::unique_lock<std::mutex>& lock,
                                        std::unique_ptr<StoreConnection>& connection) {
-  Waiter self;
-  m_waiters.push_back(&self);
+  Waiter self(m_waiters);
   if (!self.wake.wait_for(lock, m_limits.acquireTimeout, [&self] { return self.served; })) {
-    m_waiters.erase(std::find(m_waiters.begin(), m_waiters.end(), &self));
     return makeFailure(LayerError::PoolExhausted,
                        "no connection of store '" + m_storeName + "' became free within " +
                            std::to_string(m_limits.acquireTimeout.count()) + " ms, all " +
@@ -61,13 +63,18 @@ ExecResult ConnectionPool::openNew(std::unique_ptr<StoreConnection>& connection)
   return result;
 }
 
-void ConnectionPool::release(std::unique_ptr<StoreConnection> connection) {
-  if (!connection->usable() || connection->inTransaction()) connection.reset();
+void ConnectionPool::release(std::unique_ptr<StoreConnection> connection) noexcept {
+  if (!connection->usable() || connection->inTransaction() || !connection->renew()) connection.reset();
   passOn(std::move(connection));
 }
 
+void ConnectionPool::discard(std::unique_ptr<StoreConnection> connection) noexcept {
+  connection.reset();
+  passOn(nullptr);
+}
+
 // Gives a connection, or the room that a closed one leaves, to the thread that has waited longest.
-void ConnectionPool::passOn(std::unique_ptr<StoreConnection> connection) {
+void ConnectionPool::passOn(std::unique_ptr<StoreConnection> connection) noexcept {
   std::unique_ptr<StoreConnection> surplus;  // closed after the lock is gone
   const std::lock_guard lock(m_mutex);
   if (!m_waiters.empty()) {
@@ -84,21 +91,25 @@ void ConnectionPool::passOn(std::unique_ptr<StoreConnection> connection) {
   }
 }
 
-void ConnectionPool::closeIdle(bool forGood) {
-  std::vector<std::unique_ptr<StoreConnection>> idle;  // closed after the lock is gone
-  const std::lock_guard lock(m_mutex);
-  m_closed = m_closed || forGood;
-  m_idle.swap(idle);
-  m_open -= static_cast<std::uint32_t>(idle.size());
+// One by one, as each is closed after the lock is gone; only as many as there were, as others come back.
+void ConnectionPool::closeIdle() noexcept {
+  for (std::uint32_t closed = 0; closed < m_limits.size; ++closed) {
+    std::unique_ptr<StoreConnection> idle;
+    const std::lock_guard lock(m_mutex);
+    if (m_idle.empty()) return;
+    idle = std::move(m_idle.back());
+    m_idle.pop_back();
+    --m_open;
+  }
 }
 
 void ConnectionPool::close() {
-  closeIdle(true);
+  {
+    const std::lock_guard lock(m_mutex);
+    m_closed = true;
+  }
+  closeIdle();
   m_driver->close();
-}
-
-void ConnectionPool::prepareFork() {
-  if (m_driver->closesIdleBeforeFork()) closeIdle(false);
 }
 
 }  // namespace vorn

@@ -13,6 +13,14 @@
 namespace vorn {
 
 /// A bounded set of connections to one store, lent out first come, first served. Any thread may use it.
+///
+/// Invariants:
+/// 1. m_open counts the connections that are lent, idle or being opened, and never exceeds the pool's size. A
+///    thread that fails on the way, by an exception too, gives its room back.
+/// 2. An idle connection is as a fresh one. Others are closed when they come back.
+/// 3. m_idle has the capacity of the pool's size from the beginning and keeps it, so nothing that gives back
+///    or closes allocates: it cannot fail.
+/// 4. Nobody overtakes a thread that waits, and none in the queue has stopped waiting.
 class ConnectionPool {
  public:
   struct Limits {
@@ -27,27 +35,42 @@ class ConnectionPool {
   /// thread gives back.
   ExecResult acquire(std::unique_ptr<StoreConnection>& connection);
 
-  /// Takes a lent connection back; one that broke or is in a transaction is closed instead of kept.
-  void release(std::unique_ptr<StoreConnection> connection);
+  /// Takes a lent connection back. One that broke, is in a transaction or cannot be made as fresh is closed.
+  void release(std::unique_ptr<StoreConnection> connection) noexcept;
+
+  /// Takes a lent connection back and closes it.
+  void discard(std::unique_ptr<StoreConnection> connection) noexcept;
 
   /// Closes the idle connections, lets go of the driver's own, and closes lent ones as they come back.
   void close();
 
-  /// Closes the idle connections if they must not be open while the process forks.
-  void prepareFork();
+  /// @return whether a connection must not be open while the process forks, if that can be had
+  bool closesBeforeFork() const { return m_driver->closesIdleBeforeFork(); }
+
+  /// Closes the connections that are idle now.
+  void closeIdle() noexcept;
 
  private:
-  // A thread in the queue. It is served by being given a connection or the right to open one.
-  struct Waiter {
+  // A thread in the queue, while the lock is held or waited for. It is served by being given a connection or
+  // the right to open one.
+  class Waiter {
+   public:
+    explicit Waiter(std::deque<Waiter*>& queue) : m_queue(queue) { m_queue.push_back(this); }
+    ~Waiter();
+    Waiter(const Waiter&) = delete;
+    Waiter& operator=(const Waiter&) = delete;
+
     std::condition_variable wake;
     std::unique_ptr<StoreConnection> connection;
     bool served = false;
+
+   private:
+    std::deque<Waiter*>& m_queue;
   };
 
   ExecResult openNew(std::unique_ptr<StoreConnection>& connection);
   ExecResult waitForTurn(std::unique_lock<std::mutex>& lock, std::unique_ptr<StoreConnection>& connection);
-  void closeIdle(bool forGood);
-  void passOn(std::unique_ptr<StoreConnection> connection);
+  void passOn(std::unique_ptr<StoreConnection> connection) noexcept;
 
   const std::string m_storeName;
   const Limits m_limits;

@@ -1,63 +1,115 @@
 #include "exec/adapters/RowBuffer.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
 namespace vorn {
 
-void RowBuffer::append(const void* bytes, std::size_t size) {
-  const auto* first = static_cast<const char*>(bytes);
-  m_bytes.insert(m_bytes.end(), first, first + size);
+namespace {
+
+// A small result takes little; a large one is freed in steps that are small beside it.
+constexpr std::size_t kFirstBlock = 4096;
+constexpr std::size_t kLargestBlock = std::size_t{1} << 20;
+
+std::size_t packedSize(const RowValue& value) {
+  switch (value.kind()) {
+    case RowValue::Kind::Integer:
+      return sizeof(RowValue::Kind) + sizeof(std::int64_t);
+    case RowValue::Kind::Real:
+      return sizeof(RowValue::Kind) + sizeof(double);
+    case RowValue::Kind::Text:
+      return sizeof(RowValue::Kind) + sizeof(std::size_t) + value.textBytes().size();
+    default:
+      return sizeof(RowValue::Kind);
+  }
 }
 
-void RowBuffer::extract(void* bytes, std::size_t size) {
-  std::memcpy(bytes, m_bytes.data() + m_read, size);
-  m_read += size;
+template <typename Value>
+void append(char*& at, const Value& value) {
+  std::memcpy(at, &value, sizeof value);
+  at += sizeof value;
+}
+
+template <typename Value>
+Value extract(const char*& at) {
+  Value value;
+  std::memcpy(&value, at, sizeof value);
+  at += sizeof value;
+  return value;
+}
+
+void pack(char*& at, const RowValue& value) {
+  append(at, value.kind());
+  if (value.kind() == RowValue::Kind::Integer) {
+    append(at, value.integer());
+  } else if (value.kind() == RowValue::Kind::Real) {
+    append(at, value.real());
+  } else if (value.kind() == RowValue::Kind::Text) {
+    const std::string& text = value.textBytes();
+    append(at, text.size());
+    std::memcpy(at, text.data(), text.size());
+    at += text.size();
+  }
+}
+
+void unpack(const char*& at, RowValue& value) {
+  switch (extract<RowValue::Kind>(at)) {
+    case RowValue::Kind::Integer:
+      return value.setInteger(extract<std::int64_t>(at));
+    case RowValue::Kind::Real:
+      return value.setReal(extract<double>(at));
+    case RowValue::Kind::Text: {
+      const auto size = extract<std::size_t>(at);
+      value.setText(at, size);
+      at += size;
+      return;
+    }
+    default:
+      return value.setNull();
+  }
+}
+
+}  // namespace
+
+RowBuffer::Block& RowBuffer::blockFor(std::size_t rowSize) {
+  if (!m_blocks.empty() && m_blocks.back().capacity - m_blocks.back().used >= rowSize) return m_blocks.back();
+  const std::size_t before = m_blocks.empty() ? 0 : m_blocks.back().capacity;
+  Block block;
+  block.capacity = std::max(std::clamp(2 * before, kFirstBlock, kLargestBlock), rowSize);
+  block.bytes.reset(new char[block.capacity]);
+  m_blocks.push_back(std::move(block));
+  return m_blocks.back();
 }
 
 void RowBuffer::push(const std::vector<RowValue>& row) {
+  std::size_t size = 0;
+  for (const RowValue& value : row) size += packedSize(value);
+  Block& block = blockFor(size);
+  char* at = block.bytes.get() + block.used;
+  for (const RowValue& value : row) pack(at, value);
+  block.used += size;
   m_columns = row.size();
-  for (const RowValue& value : row) {
-    const RowValue::Kind kind = value.kind();
-    append(&kind, sizeof kind);
-    if (kind == RowValue::Kind::Integer) {
-      const std::int64_t number = value.integer();
-      append(&number, sizeof number);
-    } else if (kind == RowValue::Kind::Real) {
-      const double number = value.real();
-      append(&number, sizeof number);
-    } else if (kind == RowValue::Kind::Text) {
-      const std::size_t size = value.textBytes().size();
-      append(&size, sizeof size);
-      append(value.textBytes().data(), size);
-    }
-  }
-  ++m_rows;  // last: what could not be kept whole is no row
+  ++m_rows;
 }
 
 bool RowBuffer::pop(std::vector<RowValue>& row) {
   if (m_rows == 0) return false;
-  --m_rows;
   row.resize(m_columns);
-  for (RowValue& value : row) {
-    RowValue::Kind kind{};
-    extract(&kind, sizeof kind);
-    if (kind == RowValue::Kind::Integer) {
-      std::int64_t number = 0;
-      extract(&number, sizeof number);
-      value.setInteger(number);
-    } else if (kind == RowValue::Kind::Real) {
-      double number = 0;
-      extract(&number, sizeof number);
-      value.setReal(number);
-    } else if (kind == RowValue::Kind::Text) {
-      std::size_t size = 0;
-      extract(&size, sizeof size);
-      value.setText(m_bytes.data() + m_read, size);
-      m_read += size;
-    } else {
-      value.setNull();
-    }
+  Block& block = m_blocks[m_first];
+  const char* at = block.bytes.get() + m_read;
+  for (RowValue& value : row) unpack(at, value);
+
+  m_read = static_cast<std::size_t>(at - block.bytes.get());
+  --m_rows;
+  // A row without columns takes no room, so such rows are all in one block.
+  if (m_rows == 0) {
+    m_blocks.clear();
+    m_first = m_read = 0;
+  } else if (m_read == block.used && m_columns != 0) {
+    block = {};
+    ++m_first;
+    m_read = 0;
   }
   return true;
 }

@@ -7,97 +7,68 @@
 
 namespace vorn {
 
-namespace {
-
-using CountersById = std::unordered_map<std::string, StatementCounters>;
-
-// The figures of one thread. Map nodes never move; the lock guards the map's shape, which only the owning
-// thread changes. A block outlives its thread and is taken over, figures and all, by a later one.
-struct ThreadBlock {
-  std::mutex mutex;
-  CountersById counters;
-  bool taken = true;
-};
-
-struct AllBlocks {
-  std::mutex mutex;
-  std::vector<std::unique_ptr<ThreadBlock>> blocks;
-};
-
 // Never destroyed: threads may still run statements while the process ends.
-AllBlocks& allBlocks() {
-  static AllBlocks* const all = new AllBlocks;
-  return *all;
-}
+struct AllThreadStatistics {
+  std::mutex mutex;
+  std::vector<std::unique_ptr<ThreadStatistics>> threads;
 
-class BlockOfThread {
- public:
-  BlockOfThread() {
-    AllBlocks& all = allBlocks();
-    const std::lock_guard lock(all.mutex);
-    for (const auto& block : all.blocks) {
-      if (!block->taken) {
-        m_block = block.get();
-        m_block->taken = true;
-        return;
-      }
-    }
-    all.blocks.push_back(std::make_unique<ThreadBlock>());
-    m_block = all.blocks.back().get();
-  }
-  ~BlockOfThread() {
-    const std::lock_guard lock(allBlocks().mutex);
-    m_block->taken = false;
-    m_lastId.clear();
-    m_last = nullptr;
-  }
-  BlockOfThread(const BlockOfThread&) = delete;
-  BlockOfThread& operator=(const BlockOfThread&) = delete;
-
-  StatementCounters& find(const std::string& statementId) {
-    // One statement is usually run many times in a row.
-    if (m_last != nullptr && statementId == m_lastId) return *m_last;
-    auto found = m_block->counters.find(statementId);
-    if (found == m_block->counters.end()) {
-      const std::lock_guard lock(m_block->mutex);
-      found = m_block->counters.try_emplace(statementId).first;
-    }
-    m_lastId = statementId;
-    m_last = &found->second;
-    return *m_last;
+  static AllThreadStatistics& instance() {
+    static AllThreadStatistics* const all = new AllThreadStatistics;
+    return *all;
   }
 
- private:
-  ThreadBlock* m_block = nullptr;
-  std::string m_lastId;
-  StatementCounters* m_last = nullptr;
+  void lock() {
+    mutex.lock();
+    for (const auto& thread : threads) thread->m_mutex.lock();
+  }
+  void unlock() {
+    for (const auto& thread : threads) thread->m_mutex.unlock();
+    mutex.unlock();
+  }
+  static void add(ThreadStatistics& thread, std::map<std::string, StatementStatistics>& sums);
 };
 
-std::uint64_t read(const std::atomic<std::uint64_t>& counter) {
-  return counter.load(std::memory_order_relaxed);
+ThreadStatistics& ThreadStatistics::create() {
+  AllThreadStatistics& all = AllThreadStatistics::instance();
+  auto created = std::make_unique<ThreadStatistics>();
+  const std::lock_guard lock(all.mutex);
+  all.threads.push_back(std::move(created));
+  return *all.threads.back();
 }
 
-}  // namespace
+StatementCounters& ThreadStatistics::find(const std::string& statementId) {
+  // One statement is usually run many times in a row.
+  if (m_last != nullptr && statementId == m_lastId) return *m_last;
+  auto found = m_counters.find(statementId);
+  if (found == m_counters.end()) {
+    const std::lock_guard lock(m_mutex);
+    found = m_counters.try_emplace(statementId).first;
+  }
+  m_last = nullptr;
+  m_lastId = statementId;
+  m_last = &found->second;
+  return *m_last;
+}
 
-StatementCounters& statementCounters(const std::string& statementId) {
-  thread_local BlockOfThread block;
-  return block.find(statementId);
+void AllThreadStatistics::add(ThreadStatistics& thread, std::map<std::string, StatementStatistics>& sums) {
+  const auto read = [](const std::atomic<std::uint64_t>& counter) {
+    return counter.load(std::memory_order_relaxed);
+  };
+  const std::lock_guard lock(thread.m_mutex);
+  for (const auto& [id, counters] : thread.m_counters) {
+    StatementStatistics& sum = sums[id];
+    sum.calls += read(counters.calls);
+    sum.failures += read(counters.failures);
+    sum.rows += read(counters.rows);
+    sum.totalNanoseconds += read(counters.nanoseconds);
+  }
 }
 
 std::vector<StatementStatistics> statementStatistics() {
   std::map<std::string, StatementStatistics> sums;
-  AllBlocks& all = allBlocks();
+  AllThreadStatistics& all = AllThreadStatistics::instance();
   const std::lock_guard lock(all.mutex);
-  for (const auto& block : all.blocks) {
-    const std::lock_guard blockLock(block->mutex);
-    for (const auto& [id, counters] : block->counters) {
-      StatementStatistics& sum = sums[id];
-      sum.calls += read(counters.calls);
-      sum.failures += read(counters.failures);
-      sum.rows += read(counters.rows);
-      sum.totalNanoseconds += read(counters.nanoseconds);
-    }
-  }
+  for (const auto& thread : all.threads) AllThreadStatistics::add(*thread, sums);
   std::vector<StatementStatistics> statistics;
   statistics.reserve(sums.size());
   for (auto& [id, sum] : sums) {
@@ -114,13 +85,11 @@ std::string makeStatementId(const char* sourceName, const char* functionName, in
 }
 
 void lockStatementStatistics() {
-  allBlocks().mutex.lock();
-  for (const auto& block : allBlocks().blocks) block->mutex.lock();
+  AllThreadStatistics::instance().lock();
 }
 
 void unlockStatementStatistics() {
-  for (const auto& block : allBlocks().blocks) block->mutex.unlock();
-  allBlocks().mutex.unlock();
+  AllThreadStatistics::instance().unlock();
 }
 
 }  // namespace vorn

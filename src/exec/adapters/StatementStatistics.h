@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <string>
+#include <unordered_map>
 
 #include "vorn/platform/data_session.h"
 
@@ -21,9 +23,28 @@ struct StatementCounters {
   }
 };
 
-/// @return the calling thread's counters of an identifier. They live as long as the process, so the pointer
-///         may be kept while a result is read.
-StatementCounters& statementCounters(const std::string& statementId);
+/// The counters of one thread by statement identifier. They live as long as the process, so a pointer to one
+/// may be kept while a result is read.
+class ThreadStatistics {
+ public:
+  /// Makes the counters of one more thread. They count in statementStatistics() for ever.
+  static ThreadStatistics& create();
+
+  /// Finds the counters of an identifier, made at the first call. Only the owning thread calls it.
+  StatementCounters& find(const std::string& statementId);
+
+  ThreadStatistics() = default;
+  ThreadStatistics(const ThreadStatistics&) = delete;
+  ThreadStatistics& operator=(const ThreadStatistics&) = delete;
+
+ private:
+  friend struct AllThreadStatistics;
+
+  std::mutex m_mutex;  ///< guards the map's shape, which only the owning thread changes
+  std::unordered_map<std::string, StatementCounters> m_counters;  ///< its nodes never move
+  std::string m_lastId;
+  StatementCounters* m_last = nullptr;
+};
 
 /// Keep the figures' lock from being cut off in the middle by a fork.
 void lockStatementStatistics();

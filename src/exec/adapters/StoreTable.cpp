@@ -1,13 +1,11 @@
 #include "exec/adapters/StoreTable.h"
 
-#include <pthread.h>
-
 #include <cstdlib>
+#include <new>
+#include <utility>
 
 #include "exec/adapters/DriverTable.h"
 #include "exec/adapters/LayerError.h"
-#include "exec/adapters/LogSinks.h"
-#include "exec/adapters/StatementStatistics.h"
 #include "vorn/platform/stores.h"
 
 namespace vorn {
@@ -71,11 +69,8 @@ ExecResult makePool(const std::string& sessionName, const std::string& text,
 
 }  // namespace
 
-std::atomic<std::uint32_t> StoreTable::s_forks{0};
-
 StoreTable::StoreTable() {
-  std::atexit(closeAtExit);
-  pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
+  if (std::atexit(closeAtExit) != 0) throw std::bad_alloc();
 }
 
 // Never destroyed: threads may still run statements while the process ends.
@@ -84,14 +79,22 @@ StoreTable& StoreTable::instance() {
   return *table;
 }
 
+StoreTable::Pools& StoreTable::pools() {
+  if (!m_pools) m_pools.slot() = std::make_unique<Pools>();
+  return *m_pools;
+}
+
 ExecResult StoreTable::bind(const std::string& sessionName, const std::string& url) {
   std::shared_ptr<ConnectionPool> pool;
   ExecResult result = makePool(sessionName, url, pool);
   if (!result.succeeded()) return result;
   {
+    std::string bound = url;
     const std::lock_guard lock(m_mutex);
-    m_urls[sessionName] = url;
-    m_pools[sessionName].swap(pool);
+    // Whatever may fail comes first. A place without a pool is as none.
+    std::shared_ptr<ConnectionPool>& place = pools()[sessionName];
+    m_urls[sessionName].swap(bound);
+    place.swap(pool);
     m_generation.fetch_add(1, std::memory_order_release);
   }
   if (pool) pool->close();
@@ -99,21 +102,24 @@ ExecResult StoreTable::bind(const std::string& sessionName, const std::string& u
 }
 
 void StoreTable::unbindAll() {
-  Pools pools;
+  std::unique_ptr<Pools> unbound;
   {
     const std::lock_guard lock(m_mutex);
     m_urls.clear();
-    m_pools.swap(pools);
+    unbound = m_pools.take();
     m_generation.fetch_add(1, std::memory_order_release);
   }
-  for (const auto& entry : pools) entry.second->close();
+  if (!unbound) return;
+  for (const auto& entry : *unbound) {
+    if (entry.second) entry.second->close();
+  }
 }
 
 ExecResult StoreTable::find(const std::string& sessionName, std::shared_ptr<ConnectionPool>& pool) {
   const std::lock_guard lock(m_mutex);
-  std::shared_ptr<ConnectionPool>& slot = m_pools[sessionName];
+  std::shared_ptr<ConnectionPool>& place = pools()[sessionName];
   ExecResult result;
-  if (!slot) {
+  if (!place) {
     std::string url;
     const auto bound = m_urls.find(sessionName);
     if (bound != m_urls.end()) {
@@ -121,44 +127,39 @@ ExecResult StoreTable::find(const std::string& sessionName, std::shared_ptr<Conn
     } else {
       result = defaultUrl(sessionName, url);
     }
-    if (result.succeeded()) result = makePool(sessionName, url, slot);
+    if (result.succeeded()) result = makePool(sessionName, url, place);
   }
-  pool = slot;
-  if (!pool) m_pools.erase(sessionName);
+  pool = place;
+  if (!pool) pools().erase(sessionName);
   return result;
 }
 
-void StoreTable::closeAtExit() {
-  Pools pools;
-  {
-    const std::lock_guard lock(instance().m_mutex);
-    pools = instance().m_pools;
+// What cannot be closed here for want of memory is closed by the end of the process.
+void StoreTable::closeAtExit() noexcept {
+  try {
+    Pools open;
+    {
+      const std::lock_guard lock(instance().m_mutex);
+      open = instance().pools();
+    }
+    for (const auto& entry : open) {
+      if (entry.second) entry.second->close();
+    }
+  } catch (const std::bad_alloc&) {
+    return;
   }
-  for (const auto& entry : pools) entry.second->close();
 }
 
-void StoreTable::beforeFork() {
-  instance().m_mutex.lock();
-  for (const auto& entry : instance().m_pools) entry.second->prepareFork();
-  lockStatementStatistics();
-  lockLogSinks();
+void StoreTable::closeIdleBeforeFork() noexcept {
+  if (!m_pools) return;
+  for (const auto& entry : *m_pools) {
+    if (entry.second && entry.second->closesBeforeFork()) entry.second->closeIdle();
+  }
 }
 
-void StoreTable::afterForkInParent() {
-  unlockLogSinks();
-  unlockStatementStatistics();
-  instance().m_mutex.unlock();
-}
-
-// The parent's pools are left behind as they are: their locks may be held by threads that do not exist here,
-// and closing a connection would speak for the parent.
-void StoreTable::afterForkInChild() {
-  StoreTable& table = instance();
-  static_cast<void>(new Pools(std::move(table.m_pools)));
-  table.m_pools.clear();
-  table.m_generation.fetch_add(1, std::memory_order_release);
-  s_forks.fetch_add(1, std::memory_order_relaxed);
-  afterForkInParent();
+void StoreTable::forgetParent() noexcept {
+  m_pools.forgetInherited();
+  m_generation.fetch_add(1, std::memory_order_release);
 }
 
 ExecResult bindStore(const std::string& sessionName, const std::string& url) {

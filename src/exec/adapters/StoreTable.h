@@ -8,6 +8,7 @@
 #include <string>
 
 #include "exec/adapters/ConnectionPool.h"
+#include "exec/adapters/ProcessEpoch.h"
 
 namespace vorn {
 
@@ -25,23 +26,27 @@ class StoreTable {
   /// Changes whenever an answer of find() may have changed.
   std::uint64_t generation() const noexcept { return m_generation.load(std::memory_order_acquire); }
 
-  /// Counts the forks between the first process and this one.
-  static std::uint32_t forks() noexcept { return s_forks.load(std::memory_order_relaxed); }
+  /// Keep the table's lock from being cut off in the middle by a fork.
+  void lock() { m_mutex.lock(); }
+  void unlock() { m_mutex.unlock(); }
+
+  /// Closes the idle connections that must not be open while the process forks. The caller holds the lock.
+  void closeIdleBeforeFork() noexcept;
+
+  /// Leaves the parent's pools behind as they are, in a child: their locks may be held by threads that do not
+  /// exist there, and closing a connection would speak for the parent. The caller holds the lock.
+  void forgetParent() noexcept;
 
  private:
   using Pools = std::map<std::string, std::shared_ptr<ConnectionPool>>;
 
   StoreTable();
-  static void closeAtExit();
-  static void beforeFork();
-  static void afterForkInParent();
-  static void afterForkInChild();
-
-  static std::atomic<std::uint32_t> s_forks;
+  static void closeAtExit() noexcept;
+  Pools& pools();
 
   std::mutex m_mutex;
   std::map<std::string, std::string> m_urls;  ///< bindings made by bind()
-  Pools m_pools;
+  OwnedByProcess<Pools> m_pools;
   std::atomic<std::uint64_t> m_generation{1};
 };
 

@@ -7,31 +7,46 @@
 
 namespace vorn {
 
-ThreadSession::ThreadSession(std::string name) : m_name(std::move(name)), m_forks(StoreTable::forks()) {}
+namespace {
 
-ThreadSession::~ThreadSession() {
-  leaveParentProcess();
-  if (m_connection) m_connectionPool->release(std::move(m_connection));
+ExecResult noTransaction(const std::string& name) {
+  return makeFailure(LayerError::NoTransaction,
+                     "no transaction of session '" + name + "' is open on this thread");
 }
 
-void ThreadSession::dropSession() {
+}  // namespace
+
+ThreadSession::ThreadSession(std::string name) : m_name(std::move(name)) {}
+
+ThreadSession::~ThreadSession() {
+  forgetInherited();
+  if (m_connection) giveBack();
+}
+
+void ThreadSession::dropSession() noexcept {
   --m_sessions;
-  leaveParentProcess();
+  forgetInherited();
   giveBackUnlessNeeded();
 }
 
-// A connection made before a fork belongs to the parent; it is left alone, not even closed.
-void ThreadSession::leaveParentProcess() {
-  if (m_forks == StoreTable::forks()) return;
-  m_forks = StoreTable::forks();
-  static_cast<void>(m_connection.release());
-  if (m_transaction == Transaction::Open) m_transaction = Transaction::Lost;
+void ThreadSession::forgetInherited() noexcept {
+  if (m_connection.forgetInherited() && m_transaction == Transaction::Open) m_transaction = Transaction::Lost;
 }
 
-void ThreadSession::giveBackUnlessNeeded() {
-  if (m_sessions > 0 || m_transaction == Transaction::Open || !m_connection) return;
-  m_connectionPool->release(std::move(m_connection));
+void ThreadSession::noticeLoss() noexcept {
+  forgetInherited();
+  if (m_transaction == Transaction::Open && !(m_connection->usable() && m_connection->inTransaction())) {
+    m_transaction = Transaction::Lost;
+  }
+}
+
+void ThreadSession::giveBack() noexcept {
+  m_connectionPool->release(m_connection.take());
   m_connectionPool.reset();
+}
+
+void ThreadSession::giveBackUnlessNeeded() noexcept {
+  if (m_sessions == 0 && m_transaction != Transaction::Open && m_connection) giveBack();
 }
 
 ExecResult ThreadSession::checkOut() {
@@ -43,21 +58,25 @@ ExecResult ThreadSession::checkOut() {
     if (!found.succeeded()) return found;
     m_generation = generation;
   }
-  ExecResult result = m_pool->acquire(m_connection);
+  ExecResult result = m_pool->acquire(m_connection.slot());
   if (result.succeeded()) m_connectionPool = m_pool;
   return result;
 }
 
-ExecResult ThreadSession::connection(StoreConnection*& connection) {
-  leaveParentProcess();
-  if (m_transaction == Transaction::Open && !(m_connection->usable() && m_connection->inTransaction())) {
-    m_transaction = Transaction::Lost;
-  }
+ExecResult ThreadSession::connection(StoreConnection*& connection, TransactionText text) {
+  noticeLoss();
   if (m_transaction == Transaction::Lost) {
-    return makeFailure(LayerError::TransactionLost, "the store ended the transaction of session '" + m_name +
-                                                        "' by itself; roll back or begin again");
+    if (text == TransactionText::None || text == TransactionText::Commit) {
+      ExecResult lost =
+          makeFailure(LayerError::TransactionLost, "the store ended the transaction of session '" + m_name +
+                                                       "' by itself; roll back or begin again");
+      if (text == TransactionText::Commit) m_transaction = Transaction::None;
+      return lost;
+    }
+    m_transaction = Transaction::None;
+    if (text == TransactionText::Rollback) return {};
   }
-  if (m_connection && !m_connection->usable()) m_connectionPool->release(std::move(m_connection));
+  if (m_connection && !m_connection->usable()) giveBack();
   if (!m_connection) {
     ExecResult result = checkOut();
     if (!result.succeeded()) return result;
@@ -66,70 +85,97 @@ ExecResult ThreadSession::connection(StoreConnection*& connection) {
   return {};
 }
 
-void ThreadSession::statementRan(const ExecResult& result) {
-  const bool open = m_connection->inTransaction();
-  if (open) {
-    m_transaction = Transaction::Open;  // also when a raw statement began it
+void ThreadSession::statementRan(const ExecResult& result, TransactionText text) noexcept {
+  if (m_connection->inTransaction()) {
+    m_transaction = Transaction::Open;  // also when a text began it
   } else if (m_transaction == Transaction::Open) {
-    m_transaction = result.succeeded() ? Transaction::None : Transaction::Lost;
+    // The caller of a text that was to end the transaction knows by its outcome that it has ended.
+    const bool known =
+        result.succeeded() || text == TransactionText::Commit || text == TransactionText::Rollback;
+    m_transaction = known ? Transaction::None : Transaction::Lost;
+  }
+}
+
+void ThreadSession::connectionThrew() noexcept {
+  noticeLoss();
+  if (m_connection && m_transaction != Transaction::Open && m_connection->inTransaction()) {
+    m_connection->giveUp();
   }
 }
 
 ExecResult ThreadSession::begin() {
-  leaveParentProcess();
+  noticeLoss();
   if (m_transaction == Transaction::Open) {
     return makeFailure(LayerError::TransactionOpen,
                        "a transaction of session '" + m_name + "' is open on this thread already");
   }
-  m_transaction = Transaction::None;
   StoreConnection* target = nullptr;
-  ExecResult result = connection(target);
-  if (result.succeeded()) {
+  ExecResult result = connection(target, TransactionText::Begin);
+  if (!result.succeeded()) return result;
+  try {
     result = target->begin();
-    if (result.succeeded()) m_transaction = Transaction::Open;
+  } catch (...) {
+    connectionThrew();
+    throw;
   }
+  if (result.succeeded()) m_transaction = Transaction::Open;
   return result;
 }
 
 ExecResult ThreadSession::commit() {
-  leaveParentProcess();
-  if (m_transaction == Transaction::None) {
-    return makeFailure(LayerError::NoTransaction,
-                       "no transaction of session '" + m_name + "' is open on this thread");
-  }
+  forgetInherited();
+  if (m_transaction == Transaction::None) return noTransaction(m_name);
   StoreConnection* target = nullptr;
-  ExecResult result = connection(target);
-  if (!result.succeeded() || target == nullptr) {
-    m_transaction = Transaction::None;  // lost, and now reported
-    return result;
+  ExecResult result = connection(target, TransactionText::Commit);
+  if (!result.succeeded()) return result;
+  try {
+    result = target->commit();
+  } catch (...) {
+    connectionThrew();
+    throw;
   }
-  result = target->commit();
   if (!target->inTransaction()) m_transaction = Transaction::None;
   return result;
 }
 
 ExecResult ThreadSession::rollback() {
-  leaveParentProcess();
-  if (m_transaction == Transaction::None) {
-    return makeFailure(LayerError::NoTransaction,
-                       "no transaction of session '" + m_name + "' is open on this thread");
-  }
+  forgetInherited();
+  if (m_transaction == Transaction::None) return noTransaction(m_name);
   ExecResult result;
-  if (m_transaction == Transaction::Open && m_connection->usable()) result = m_connection->rollback();
+  if (m_transaction == Transaction::Open && m_connection->usable()) {
+    try {
+      result = m_connection->rollback();
+    } catch (...) {
+      m_connection->giveUp();  // which rolls back as well
+    }
+  }
   // Whatever could not be rolled back goes with its connection.
-  if (m_connection && m_connection->inTransaction()) m_connectionPool->release(std::move(m_connection));
+  if (m_connection && m_connection->inTransaction()) giveBack();
   m_transaction = Transaction::None;
   return result;
 }
 
-void ThreadSession::endThread() {
-  leaveParentProcess();
+void ThreadSession::prepareFork() noexcept {
+  noticeLoss();
+  if (!m_connection || m_connection->inTransaction() || !m_connectionPool->closesBeforeFork()) return;
+  m_connection->drainCursors();
+  m_connectionPool->discard(m_connection.take());
+  m_connectionPool.reset();
+}
+
+void ThreadSession::endThread() noexcept {
+  forgetInherited();
   if (m_transaction == Transaction::Open) {
-    const ExecResult result = rollback();
-    Logger::info(LogScrubber::scrub("[VORNLib]thread ended with an open transaction of session '" + m_name +
-                                    "'; it was rolled back" +
-                                    (result.detail() ? " (" + *result.detail() + ")" : std::string())),
-                 {"ThreadSession", "endThread", __LINE__});
+    try {
+      const ExecResult result = rollback();
+      Logger::info(LogScrubber::scrub("[VORNLib]thread ended with an open transaction of session '" + m_name +
+                                      "'; it was rolled back" +
+                                      (result.detail() ? " (" + *result.detail() + ")" : std::string())),
+                   {"ThreadSession", "endThread", __LINE__});
+    } catch (...) {
+      // The line alone is given up, for want of memory: the transaction is rolled back already.
+      m_transaction = Transaction::None;
+    }
   }
   giveBackUnlessNeeded();
 }

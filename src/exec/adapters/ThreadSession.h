@@ -4,14 +4,24 @@
 #include <memory>
 #include <string>
 
+#include "exec/adapters/ProcessEpoch.h"
 #include "exec/adapters/StoreTable.h"
+#include "exec/adapters/TransactionText.h"
 
 namespace vorn {
 
-/// What the sessions of one name on one thread share: the connection and the transaction.
+/// What the sessions of one name on one thread share: the connection and the transaction. Used by one thread.
 ///
-/// The connection is checked out when a session first needs it and goes back with the last session, unless a
-/// transaction is open, which keeps it until it ends. Used by one thread.
+/// Invariants:
+/// 1. Open: there is a connection, and after the last call its store saw a transaction. Whatever a call or a
+///    statement did, the state follows what the store reports.
+/// 2. Lost: a transaction ended that the caller believes open. Nothing runs on the store until the caller was
+///    told by a commit, or has rolled back or begun again, be it by a call or by a text.
+/// 3. At rest, that is without a session and without an open transaction, there is no connection: the next
+///    call runs on the store that the name means then.
+/// 4. An exception never leaves a transaction open of which the caller knows nothing: the connection is given
+///    up instead.
+/// 5. A forked child owns no connection of its parent, and a transaction that was open is Lost there.
 class ThreadSession {
  public:
   explicit ThreadSession(std::string name);
@@ -22,40 +32,47 @@ class ThreadSession {
   const std::string& name() const { return m_name; }
   bool idle() const { return m_sessions == 0 && !m_connection && m_transaction == Transaction::None; }
 
-  void addSession() { ++m_sessions; }
-  void dropSession();
+  void addSession() noexcept { ++m_sessions; }
+  void dropSession() noexcept;
 
   ExecResult begin();
   ExecResult commit();
   ExecResult rollback();
 
   /// Finds the connection for a statement, checked out if need be.
-  /// @return a failure when there is none to be had or the transaction was lost
-  ExecResult connection(StoreConnection*& connection);
+  /// @param text  what the statement does to the transaction
+  /// @return a failure when there is none to be had or the transaction was lost. A success without a
+  ///         connection: the statement has done its work on the lost transaction, there is nothing to run.
+  ExecResult connection(StoreConnection*& connection, TransactionText text = TransactionText::None);
 
   /// Takes note of what a statement did to the transaction.
-  void statementRan(const ExecResult& result);
+  void statementRan(const ExecResult& result, TransactionText text) noexcept;
+
+  /// Takes note of an exception that came out of the connection.
+  void connectionThrew() noexcept;
+
+  /// Drains and closes the connection if it must not be open while the process forks.
+  void prepareFork() noexcept;
 
   /// Rolls back what the thread leaves behind, and says so in the log.
-  void endThread();
+  void endThread() noexcept;
 
  private:
-  // Lost: the store ended the transaction by itself; nothing may run until the caller has been told by
-  // commit() or has rolled back or begun again.
   enum class Transaction { None, Open, Lost };
 
-  void leaveParentProcess();
+  void forgetInherited() noexcept;
+  void noticeLoss() noexcept;
   ExecResult checkOut();
-  void giveBackUnlessNeeded();
+  void giveBack() noexcept;
+  void giveBackUnlessNeeded() noexcept;
 
   const std::string m_name;
   std::shared_ptr<ConnectionPool> m_pool;
   std::uint64_t m_generation = 0;
-  std::unique_ptr<StoreConnection> m_connection;
+  OwnedByProcess<StoreConnection> m_connection;
   std::shared_ptr<ConnectionPool> m_connectionPool;  ///< where m_connection came from
   unsigned m_sessions = 0;
   Transaction m_transaction = Transaction::None;
-  std::uint32_t m_forks;
 };
 
 }  // namespace vorn

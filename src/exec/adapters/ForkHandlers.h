@@ -1,0 +1,15 @@
+#pragma once
+
+namespace vorn {
+
+/// Takes the layer over every later fork of the process:
+///
+/// 1. Before it, the forking thread's connections and the idle ones are closed where a child that merely has
+///    them open would do harm. What its open results have not delivered yet moves into memory first; a
+///    connection in a transaction stays.
+/// 2. No lock of the layer is held by another thread while the process is copied.
+/// 3. In the child everything of the parent counts as inherited, see OwnedByProcess.
+/// @return true; throws when the process has no room for the handlers
+bool installForkHandlers();
+
+}  // namespace vorn

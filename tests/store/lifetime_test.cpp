@@ -1,0 +1,124 @@
+// What outlives calls: processes that fork, threads and objects that end.
+#include <sys/socket.h>
+
+#include <functional>
+
+#include "store/store_fixture.h"
+
+namespace {
+
+class Lifetime : public StoreTest, public testing::WithParamInterface<StoreKind> {
+ protected:
+  void SetUp() override {
+    m_url = GetParam().freshUrl();
+    useStore(m_url);
+    ASSERT_EQ(run(db, "create table t (n bigint primary key, v int)"), kSuccess);
+  }
+
+  static std::string next(CVORNReader& reader) {
+    std::string field;
+    return reader.hasNextElement() ? (reader >> field, field) : describe(vorn::lastResult().errorCode());
+  }
+
+  std::string m_url;
+};
+
+struct AtEnd {
+  std::function<void()> work;
+  ~AtEnd() {
+    if (work) work();
+  }
+};
+
+TEST_P(Lifetime, ForkWithAHalfReadReaderLosesNoRowOfEitherProcess) {
+  constexpr long kForks = 20, kRows = 300;
+  ASSERT_EQ(db->ExecBatchInserter(numbers(kRows)), 0U);
+  for (long round = 0; round < kForks; ++round) {
+    CVORNReader reader;
+    ASSERT_EQ(db->execReadSQL(raw("select n from t where n < 300 order by n"), reader), 0U);
+    for (long n = 0; n < round; ++n) ASSERT_EQ(next(reader), std::to_string(n));
+    const long first = 1000 * (round + 1);
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const auto meet = [&ends](int end) {
+      char byte = 0;
+      return write(ends[end], "x", 1) == 1 && read(ends[end], &byte, 1) == 1;
+    };
+    const auto insertFive = [this](long from) {
+      bool kept = true;
+      for (long n = from; n < from + 5; ++n) kept = run(db, "insert into t values(" + std::to_string(n) + ", 0)") == kSuccess && kept;
+      return kept;
+    };
+    const pid_t child = fork();
+    if (child == 0) {
+      bool kept = next(reader) == "vorn 14 FORKED_SESSION" && insertFive(first);
+      kept = meet(0) && meet(0) && kept;
+      _exit(kept && db->ExecBatchInserter(numbers(200, first + 100)) == 0 ? 0 : 1);
+    }
+    // The parent writes beside its child, and closes all it has before the child writes again.
+    ASSERT_TRUE(insertFive(first + 500) && meet(1));
+    for (long n = round; n < kRows; ++n) ASSERT_EQ(next(reader), std::to_string(n));
+    ASSERT_EQ(next(reader), kSuccess);
+    reader.clear();
+    useStore(m_url);
+    ASSERT_TRUE(meet(1) && close(ends[0]) == 0 && close(ends[1]) == 0);
+    int status = -1;
+    ASSERT_TRUE(waitpid(child, &status, 0) == child && status == 0) << "round " << round;
+    ASSERT_EQ(rowsOf(db, "select count(*) from t"), std::to_string(kRows + 210 * (round + 1)));
+  }
+}
+
+// A program of its own, run by the next test on its store.
+TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
+  static MIRAsqlDB database(false);
+  static const auto expect = [](const std::string& outcome) {
+    if (outcome != kSuccess) _exit(2);
+  };
+  // A client library that speaks TLS ends its own things between the objects made before its first use and the others.
+  static AtEnd last;
+  static CVORNReader reader;
+  EXPECT_EQ(database.execReadSQL(raw("select n from t"), reader), 0U);
+  static AtEnd third, second, first;  // named in the order in which they go
+  if (std::getenv("VORN_STORE_DEFAULT")[0] == 's') {
+    last.work = [] { expect(describe(database.rollbackTransaction())), expect(run(&database, "insert into t values(4, 0)")); };
+  }
+  first.work = [] {
+    expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(1, 0)"));
+    expect(describe(database.commitTransaction()));
+  };
+  second.work = [] { expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(2, 0)")); };
+  third.work = [] {
+    expect(describe(database.commitTransaction())), expect(describe(database.beginTransaction()));
+    expect(run(&database, "insert into t values(3, 0)"));
+  };
+}
+
+TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
+  const pid_t program = fork();
+  if (program == 0) {
+    setenv("VORN_STORE_DEFAULT", m_url.c_str(), 1);
+    execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_filter=LifetimeProgram.*", nullptr);
+    _exit(3);
+  }
+  int status = -1;
+  EXPECT_TRUE(waitpid(program, &status, 0) == program && status == 0) << status;
+  EXPECT_EQ(rowsOf(db, "select n from t where n < 4 order by n"), "1;2") << "what is open at the very end is rolled back";
+  EXPECT_EQ(rowsOf(db, "select count(*) from t where n = 4"), m_url[0] == 's' ? "1" : "0");
+
+  EXPECT_EQ(run(db, "delete from t"), kSuccess);
+  vorn::setLogSink([this](const vorn::LogRecord& record) {
+    if (record.text.find("thread ended") != std::string::npos) { EXPECT_EQ(run(db, "insert into t values(10, 0)"), kSuccess); }
+  });
+  std::thread([&] {
+    thread_local AtEnd first;
+    first.work = [&] { EXPECT_EQ(run(db, "insert into t values(11, 0)"), kSuccess); };
+    EXPECT_EQ(db->beginTransaction(), 0U);
+    EXPECT_EQ(run(db, "insert into t values(12, 0)"), kSuccess);
+  }).join();
+  vorn::setLogSink({});
+  EXPECT_EQ(rowsOf(db, "select n from t order by n"), "10;11");
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, Lifetime, testing::ValuesIn(storeKinds()), [](const auto& kind) { return kind.param.name; });
+
+}  // namespace
