@@ -1,0 +1,25 @@
+#pragma once
+
+/// Lets allocations of the calling thread fail while it lives; one at a time.
+///
+/// It reaches operator new, and malloc with its kin in every library of the process. A build with a sanitizer has
+/// a malloc of its own: there it reaches operator new, and SQLite where the tests install its allocator.
+class FailingAllocations {
+ public:
+  enum class Extent { Once, Lasting };
+
+  /// @param first  the allocation to fail, 1 for the next; `Lasting` fails all after it, too
+  FailingAllocations(long first, Extent extent) noexcept;
+  ~FailingAllocations();
+  FailingAllocations(const FailingAllocations&) = delete;
+  FailingAllocations& operator=(const FailingAllocations&) = delete;
+
+  /// @return whether an allocation has failed
+  bool struck() const noexcept;
+
+  /// @return the failures of all threads so far
+  static long total() noexcept;
+
+  /// Asked by allocators, once for each allocation. @return whether this one is to fail
+  static bool isDue() noexcept;
+};
