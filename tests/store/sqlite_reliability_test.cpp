@@ -141,7 +141,7 @@ TEST_F(SqliteReliability, NewReaderSeesWhatOthersHaveCommitted) {
 }
 
 TEST_F(SqliteReliability, ProcessesCreateAStoreAtOnce) {
-  constexpr int kProcesses = 6;
+  constexpr int kProcesses = 12;
   vorn::unbindStores();
   for (int round = 0; round < 8; ++round) {
     const std::string url = "sqlite:" + m_directory.file(std::to_string(round));
@@ -170,7 +170,7 @@ TEST_F(SqliteReliability, ProcessesCreateAStoreAtOnce) {
   }
 }
 
-TEST_F(SqliteReliability, JournalModeThatOthersHoldIsKept) {
+TEST_F(SqliteReliability, JournalModeThatOthersHoldIsWaitedForAndKept) {
   const std::string wants[] = {"delete", "wal"};
   for (const std::string& wanted : wants) {
     vorn::unbindStores();
@@ -182,7 +182,14 @@ TEST_F(SqliteReliability, JournalModeThatOthersHoldIsKept) {
     useStore("sqlite:" + m_file + "?busy_timeout_ms=100&journal_mode=" + wanted);
     EXPECT_EQ(rowsOf(db, "select journal_mode from pragma_journal_mode"), held);
     EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
-    sqlite3_close(other);
+    if (held == "delete") {
+      useStore("sqlite:" + m_file);
+      std::thread soon([other] { std::this_thread::sleep_for(std::chrono::milliseconds(200)), sqlite3_close(other); });
+      EXPECT_EQ(rowsOf(db, "select journal_mode from pragma_journal_mode"), "wal");
+      soon.join();
+    } else {
+      sqlite3_close(other);
+    }
   }
 }
 
