@@ -25,12 +25,12 @@ ExecResult SqliteCursor::start() {
   return m_failure;
 }
 
-void SqliteCursor::step() {
+void SqliteCursor::step() noexcept {
   note(sqlite3_step(m_statement.get()));
 }
 
 // Takes note of what a step came to.
-void SqliteCursor::note(int code) {
+void SqliteCursor::note(int code) noexcept {
   if (code == SQLITE_ROW) {
     m_state = State::AtRow;
     return;
@@ -39,8 +39,13 @@ void SqliteCursor::note(int code) {
   end();
 }
 
+void SqliteCursor::fail(ExecResult failure) noexcept {
+  m_failure = std::move(failure);
+  end();
+}
+
 // The statement goes back as soon as its last row was seen, and with it the snapshot it holds.
-void SqliteCursor::end() {
+void SqliteCursor::end() noexcept {
   m_state = State::Ended;
   if (m_connection == nullptr) return;
   m_connection->removeCursor(this);
@@ -48,8 +53,10 @@ void SqliteCursor::end() {
   m_connection = nullptr;
 }
 
-void SqliteCursor::detach() {
-  m_failure = makeFailure(LayerError::ConnectionLost, "the connection of the result was closed");
+// The text is short enough to stand in the string itself.
+void SqliteCursor::detach() noexcept {
+  constexpr auto kCode = static_cast<std::uint32_t>(LayerError::ConnectionLost);
+  m_failure = {1, makeErrorCode(ErrorFamily::Layer, kCode), std::string("connection lost")};
   m_state = State::Ended;
   m_statement = {};
   m_connection = nullptr;
@@ -89,15 +96,22 @@ void SqliteCursor::readRow(std::vector<RowValue>& row) {
 }
 
 StoreCursor::Fetch SqliteCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
-  if (m_state == State::BetweenRows) {
-    const int code = sqlite3_step(m_statement.get());
-    if (code == SQLITE_ROW) {
-      readRow(row);
-      return Fetch::Row;
+  try {
+    if (m_state == State::BetweenRows) {
+      const int code = sqlite3_step(m_statement.get());
+      if (code == SQLITE_ROW) {
+        readRow(row);
+        return Fetch::Row;
+      }
+      note(code);
     }
-    note(code);
+    return fetchAtEdge(row, failure);
+  } catch (const std::bad_alloc&) {
+    m_buffered = false;  // no row may follow one that is missing
+    fail(outOfMemory());
+    failure = outOfMemory();
+    return Fetch::Failed;
   }
-  return fetchAtEdge(row, failure);
 }
 
 // The first row, to which start() has stepped, and everything from the last one on.
@@ -113,17 +127,25 @@ StoreCursor::Fetch SqliteCursor::fetchAtEdge(std::vector<RowValue>& row, ExecRes
   return Fetch::Failed;
 }
 
-ExecResult SqliteCursor::drain() {
+void SqliteCursor::drain() noexcept {
   m_buffered = true;
-  std::vector<RowValue> row;
-  while (m_state != State::Ended) {
-    if (m_state == State::AtRow) {
-      readRow(row);
-      m_buffer.push(row);
+  try {
+    std::vector<RowValue> row;
+    while (m_state != State::Ended) {
+      if (m_state == State::AtRow) {
+        readRow(row);
+        m_buffer.push(row);
+      }
+      step();
     }
-    step();
+  } catch (...) {
+    // A statement that has written rows, but not returned them all, would be kept by its end.
+    if (!m_statement.readOnly()) {
+      sqlite3_interrupt(sqlite3_db_handle(m_statement.get()));
+      sqlite3_step(m_statement.get());
+    }
+    fail(outOfMemory());
   }
-  return m_failure;
 }
 
 }  // namespace vorn

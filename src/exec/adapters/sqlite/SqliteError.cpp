@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <new>
 #include <string>
 
 #include "exec/adapters/LayerError.h"
@@ -131,9 +132,13 @@ std::string withoutStatementText(const std::string& message) {
 
 }  // namespace
 
-ExecResult sqliteFailure(sqlite3* database) {
-  return makeFailure(ErrorFamily::Sqlite, static_cast<std::uint32_t>(sqlite3_extended_errcode(database)),
-                     withoutStatementText(sqlite3_errmsg(database)));
+ExecResult sqliteFailure(sqlite3* database) noexcept {
+  const auto code = static_cast<std::uint32_t>(sqlite3_extended_errcode(database));
+  try {
+    return makeFailure(ErrorFamily::Sqlite, code, withoutStatementText(sqlite3_errmsg(database)));
+  } catch (const std::bad_alloc&) {
+    return {1, makeErrorCode(ErrorFamily::Sqlite, code), std::string("out of memory")};  // needs none
+  }
 }
 
 ExecResult sqliteFailure(int extendedCode) {

@@ -7,8 +7,8 @@ struct sqlite3;
 namespace vorn {
 
 /// @return the failure that the connection's last call reported: its extended result code and its message,
-///         without pieces of the statement's text
-ExecResult sqliteFailure(sqlite3* database);
+///         without pieces of the statement's text. Without memory for the message the code stays.
+ExecResult sqliteFailure(sqlite3* database) noexcept;
 
 /// The same for a result code that did not come with a message.
 ExecResult sqliteFailure(int extendedCode);

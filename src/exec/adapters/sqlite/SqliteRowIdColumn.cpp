@@ -21,14 +21,16 @@ bool isIn(sqlite3* database, const char* schema, const std::string& table) {
                                        nullptr, nullptr) == SQLITE_OK;
 }
 
-bool hasTriggers(sqlite3* database, const std::string& table) {
+// An ordinary table without triggers, and without a conflict clause, whose word its text would show.
+bool storesEveryRow(sqlite3* database, const std::string& table) {
   const SqliteHandle query =
       prepare(database,
-              "select 1 from (select type, tbl_name from main.sqlite_schema union all select "
-              "type, tbl_name from temp.sqlite_schema) where type = 'trigger' and tbl_name = ?1 "
-              "collate nocase");
+              "select 1 from main.sqlite_schema where tbl_name = ?1 collate nocase and (type not in "
+              "('table', 'index') "
+              "or instr(lower(sql), 'conflict') > 0 or instr(lower(sql), 'virtual') > 0) union all "
+              "select 1 from temp.sqlite_schema where tbl_name = ?1 collate nocase");
   sqlite3_bind_text(query.get(), 1, table.c_str(), -1, SQLITE_STATIC);
-  return sqlite3_step(query.get()) != SQLITE_DONE;
+  return sqlite3_step(query.get()) == SQLITE_DONE;
 }
 
 // The name of the column that is the row id; empty for none. Another column may be called like the row id and
@@ -64,7 +66,7 @@ bool isAboveTable(sqlite3* database, const std::string& table, long first) {
 }  // namespace
 
 std::size_t findSequentialRowId(sqlite3* database, const std::string& table, const BatchColumns& columns) {
-  // Looking takes longer than a few rows do.
+  // Below 100 rows the check costs more than it saves.
   if (columns.rows() < 100 || !isPlainTable(table) || isIn(database, "temp", table) ||
       !isIn(database, "main", table)) {
     return columns.size();
@@ -76,7 +78,7 @@ std::size_t findSequentialRowId(sqlite3* database, const std::string& table, con
     const bool isInteger =
         column.elementCode == element_code::kSigned64 || column.elementCode == element_code::kUnsigned64;
     if (!isInteger || sqlite3_stricmp(column.name->c_str(), name.c_str()) != 0) continue;
-    const bool sequential = risesByOne(column, columns.rows()) && !hasTriggers(database, table) &&
+    const bool sequential = risesByOne(column, columns.rows()) && storesEveryRow(database, table) &&
                             isAboveTable(database, table, column.signed64(0));
     return sequential ? at : columns.size();
   }
