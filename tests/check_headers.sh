@@ -11,3 +11,6 @@ compile "$root/tests/header_use.cpp"
 for header in $(cd "$root/include" && find vorn -name '*.h'); do
   compile -include "$header" /dev/null
 done
+for header in statement inserter dropper batch_inserter updater deleter selector reader; do
+  echo "auto level(CVORNTable t) { return (t[\"level\"] == 5).toString(); }" | compile -include "vorn/$header.h" -
+done

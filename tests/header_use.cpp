@@ -36,3 +36,18 @@ static_assert(sizeof(CVORNNull) == 1);
 static_assert(compares<const char*> && inserts<const char (&)[5]>);
 static_assert(!compares<CVORNNull>, "the marker would become a number");
 static_assert(!inserts<const wchar_t*>, "a pointer would become a bool");
+static_assert(!inserts<int*>, "a pointer would become a bool");
+static_assert(ENUM_COMPOUND_OP{7} != COMPOUND_UNION, "a value like the others");
+
+struct Address {};
+template <typename Target>
+CVORNInserter& operator<<(CVORNInserter& inserter, const Target* target) {
+  return inserter << *target;
+}
+template <typename Pointer>
+std::enable_if_t<std::is_same_v<Pointer, Address*>, CVORNInserter&> operator<<(CVORNInserter& inserter, Pointer) {
+  return inserter << 0;
+}
+[[maybe_unused]] static void useOwnPointers(CVORNInserter& inserter, int* number, const long* other, Address* address) {
+  inserter << number << other << address << "text";
+}

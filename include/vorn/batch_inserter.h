@@ -45,7 +45,8 @@ class VORN_API BatchInserter : public CVORNBase {
   BatchInserter();
   BatchInserter(const BatchInserter&) = default;
   BatchInserter(BatchInserter&&) = default;
-  BatchInserter& operator=(const BatchInserter&) = default;
+  /// Copies the whole batch, or throws and leaves this one as it was.
+  BatchInserter& operator=(const BatchInserter& other);
   BatchInserter& operator=(BatchInserter&&) = default;
   ~BatchInserter() override;
 
@@ -90,10 +91,7 @@ class VORN_API BatchInserter : public CVORNBase {
     CurrentEntry() = default;
     CurrentEntry(const CurrentEntry&) noexcept {}
     CurrentEntry(CurrentEntry&& other) noexcept { other.column = nullptr; }
-    CurrentEntry& operator=(const CurrentEntry& other) noexcept {
-      if (this != &other) column = nullptr;
-      return *this;
-    }
+    CurrentEntry& operator=(const CurrentEntry&) = delete;
     CurrentEntry& operator=(CurrentEntry&& other) noexcept {
       column = other.column = nullptr;
       return *this;

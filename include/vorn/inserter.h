@@ -51,9 +51,11 @@ class VORN_API CVORNInserter : public CVORNBase {
   CVORNInserter& operator<<(const float& value);
   CVORNInserter& operator<<(const double& value);
 
-  /// Any other pointer would be written as a bool.
+  /// Any other pointer would be written as a bool, so it is refused, as an ambiguity with this operator.
+  /// Being one of a constant inserter, it is never the better match: a caller's own operator for pointers
+  /// comes first.
   template <typename Other>
-  CVORNInserter& operator<<(const Other* value) = delete;
+  CVORNInserter& operator<<(const Other* value) const = delete;
 
   std::string toString() const override;
 

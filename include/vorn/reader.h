@@ -97,7 +97,7 @@ class VORN_API CVORNReader {
 
   /// Makes `marker` watch the next field: it becomes true when that field is empty. A marker whose field is
   /// not empty keeps the value it had, so use a fresh one for each field. It must live until that field is
-  /// taken.
+  /// taken, or taking it has thrown.
   CVORNReader& operator>>(CVORNNull& marker);
 
  private:
@@ -105,7 +105,6 @@ class VORN_API CVORNReader {
   vorn::RowValue* nextValue();
   template <typename Target>
   CVORNReader& extract(Target& value);
-  void endExtraction(bool empty);
 
   vorn::DataSession* m_session = nullptr;
   std::vector<vorn::RowValue> m_row;

@@ -6,8 +6,9 @@
 #include "vorn/export.h"
 #include "vorn/statement.h"
 
-/// How CVORNSelector::compound() joins two selects. Any other value is written as UNION.
-enum ENUM_COMPOUND_OP {
+/// How CVORNSelector::compound() joins two selects. Any other value is written as UNION, and is a value of
+/// the type like these.
+enum ENUM_COMPOUND_OP : unsigned int {
   COMPOUND_UNION = 1,
   COMPOUND_UNION_ALL = 2,
   COMPOUND_INTERSECT = 3,

@@ -2,10 +2,9 @@
 
 #include <string>
 
+#include "vorn/criterion.h"
 #include "vorn/export.h"
 
-class CVORNCriterion;
-class CVORNCriterionItem;
 class CVORNTable;
 
 /// The contract of every statement builder; MIRAsqlDB knows a statement only through it.

@@ -1,5 +1,7 @@
 #include "vorn/selector.h"
 
+#include <utility>
+
 #include "criteria/text_access.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
@@ -29,10 +31,8 @@ void appendColumn(std::string& columns, const std::string& column) {
   columns += vorn::escapeSingleQuotes(column);
 }
 
-void appendLimitPart(std::string& limit, std::string_view word, unsigned int value, int line) {
-  limit += word;
-  vorn::appendNumber(limit, "%u", value,
-                     {"CVORNSelector::limit.snprintf_s failed", {"CVORNSelector", "limit", line}});
+vorn::FormatFailure limitFailure(int line) {
+  return {"CVORNSelector::limit.snprintf_s failed", {"CVORNSelector", "limit", line}};
 }
 
 }  // namespace
@@ -83,10 +83,14 @@ void CVORNSelector::where(const CVORNCriterion& condition) {
 }
 
 void CVORNSelector::limit(unsigned int count, unsigned int offset) {
-  m_limit.clear();
+  // One buffer for both: where the offset cannot be formatted, its text is what the buffer still holds.
+  vorn::NumberBuffer buffer = {};
+  std::string limit(keyword::kLimit);
   // The log names the place of each number by these lines.
-  appendLimitPart(m_limit, keyword::kLimit, count, 158);
-  appendLimitPart(m_limit, keyword::kOffset, offset, 164);
+  limit += vorn::formatNumber(buffer, "%u", count, limitFailure(158));
+  limit += keyword::kOffset;
+  limit += vorn::formatNumber(buffer, "%u", offset, limitFailure(164));
+  m_limit = std::move(limit);
 }
 
 void CVORNSelector::compound(const CVORNSelector& other, ENUM_COMPOUND_OP op) {

@@ -1,4 +1,4 @@
-#include "vorn/criteria.h"
+#include "vorn/criterion.h"
 
 #include "statement/keywords.h"
 

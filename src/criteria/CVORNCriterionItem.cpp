@@ -1,4 +1,4 @@
-#include "vorn/criteria.h"
+#include "vorn/criterion.h"
 
 #include <type_traits>
 #include <utility>
@@ -7,6 +7,7 @@
 #include "statement/keywords.h"
 #include "statement/number_text.h"
 #include "vorn/platform/text.h"
+#include "vorn/statement.h"
 
 namespace keyword = vorn::keyword;
 using vorn::escapeSingleQuotes;

@@ -1,4 +1,4 @@
-#include "vorn/criteria.h"
+#include "vorn/statement.h"
 
 #include "statement/concatenate.h"
 #include "vorn/platform/text.h"

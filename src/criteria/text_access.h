@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "vorn/criteria.h"
+#include "vorn/criterion.h"
 
 namespace vorn {
 

@@ -12,6 +12,19 @@ BatchInserter::BatchInserter() = default;
 
 BatchInserter::~BatchInserter() = default;
 
+BatchInserter& BatchInserter::operator=(const BatchInserter& other) {
+  if (this == &other) return *this;
+  BatchInserter copy(other);
+  m_table.swap(copy.m_table);
+  m_attachSQL.swap(copy.m_attachSQL);
+  m_detachSQL.swap(copy.m_detachSQL);
+  m_tableList.swap(copy.m_tableList);
+  m_curColumn.swap(copy.m_curColumn);
+  m_paramMap.swap(copy.m_paramMap);
+  m_current.column = nullptr;
+  return *this;
+}
+
 CVORNTable BatchInserter::table(const std::string& name) {
   return CVORNBase::table(name);
 }

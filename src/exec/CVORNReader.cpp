@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "exec/field_conversion.h"
 #include "vorn/platform/data_session.h"
@@ -73,23 +74,16 @@ CVORNReader& CVORNReader::operator>>(CVORNNull& marker) {
   return *this;
 }
 
-/// Tells a waiting marker whether its field was empty. A marker watches one field only.
-inline void CVORNReader::endExtraction(bool empty) {
-  if (empty && m_nullFlag != nullptr) *m_nullFlag = true;
-  m_nullFlag = nullptr;
-}
-
 template <typename Target>
 inline CVORNReader& CVORNReader::extract(Target& value) {
+  // Taken first: a marker watches this one field, even one whose row cannot be fetched for an exception.
+  bool* const marker = std::exchange(m_nullFlag, nullptr);
   const vorn::RowValue* const field = nextValue();
-  // A field that converts directly is not empty.
-  if (field != nullptr && vorn::convertDirectly(*field, value)) {
-    m_nullFlag = nullptr;
-    return *this;
+  if (field == nullptr || vorn::isEmptyField(*field)) {
+    if (marker != nullptr) *marker = true;
+  } else if (!vorn::convertDirectly(*field, value)) {
+    vorn::convertThroughText(*field, value);
   }
-  const bool empty = field == nullptr || vorn::isEmptyField(*field);
-  if (!empty) vorn::convertThroughText(*field, value);
-  endExtraction(empty);
   return *this;
 }
 
@@ -122,6 +116,7 @@ CVORNReader& CVORNReader::operator>>(double& value) {
 }
 
 CVORNReader& CVORNReader::operator>>(std::string& value) {
+  bool* const marker = std::exchange(m_nullFlag, nullptr);
   if (vorn::RowValue* const field = nextValue()) {
     field->takeText(value);
   } else {
@@ -129,6 +124,6 @@ CVORNReader& CVORNReader::operator>>(std::string& value) {
   }
   // The stores write a single blank for an empty text.
   if (value.size() == 1 && value.front() == ' ') value.clear();
-  endExtraction(value.empty());
+  if (value.empty() && marker != nullptr) *marker = true;
   return *this;
 }

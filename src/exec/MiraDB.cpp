@@ -49,20 +49,16 @@ unsigned long conclude(const ExecResult& status, const SourceLocation& location)
   return status.errorCode();
 }
 
-/// The identifier of a fixed place. Never destroyed: threads may still run statements while the process ends.
-template <const SourceLocation& Place>
-const std::string& statementId() {
-  static const std::string& id =
-      *new std::string(vorn::makeStatementId(Place.sourceUnit, Place.function, Place.line));
-  return id;
+std::string statementId(const SourceLocation& place) {
+  return vorn::makeStatementId(place.sourceUnit, place.function, place.line);
 }
 
 /// The session is closed when this returns, before anybody looks at the outcome.
 template <typename Parameters>
-ExecResult runOnOwnSession(const char* sessionName, const std::string& statementId, vorn::SqlKind kind,
+ExecResult runOnOwnSession(const char* sessionName, const SourceLocation& place, vorn::SqlKind kind,
                            const std::string& sql, const Parameters& parameters) {
   DataSession session(sessionName);
-  return session.execute(statementId, kind, sql, parameters);
+  return session.execute(statementId(place), kind, sql, parameters);
 }
 
 unsigned long runTransactionStep(const char* sessionName, ExecResult (DataSession::*step)()) {
@@ -156,18 +152,17 @@ unsigned long MIRAsqlDB::execReadSQL(const CVORNBase& statement, CVORNReader& re
   // A reader without a session is reported with the words of the empty statement.
   if (session == nullptr) return refuse("Exception! strSQL is empty string!", kReadUnbound);
 
-  return conclude(
-      session->execute(statementId<kReadStatement>(), vorn::SqlKind::Read, sql, vorn::NoParameters),
-      kReadFailed);
+  return conclude(session->execute(statementId(kReadStatement), vorn::SqlKind::Read, sql, vorn::NoParameters),
+                  kReadFailed);
 }
 
 unsigned long MIRAsqlDB::execWriteSQL(const CVORNBase& statement) {
   const std::string sql = statement.toString();
   if (sql.empty()) return refuse("execWriteSQL! strSQL is empty string!", kWriteEmpty);
 
-  return conclude(runOnOwnSession(sessionName(), statementId<kWriteStatement>(), vorn::SqlKind::Write, sql,
-                                  vorn::NoParameters),
-                  kWriteFailed);
+  return conclude(
+      runOnOwnSession(sessionName(), kWriteStatement, vorn::SqlKind::Write, sql, vorn::NoParameters),
+      kWriteFailed);
 }
 
 unsigned long MIRAsqlDB::ExecBatchInserter(const BatchInserter& batch) {
@@ -189,7 +184,6 @@ unsigned long MIRAsqlDB::ExecBatchInserter(const BatchInserter& batch) {
   parameters.type.code = vorn::type_code::kParameterSet;
   parameters.type.flags = vorn::type_flag::kReadOnly;
   parameters.object = &references;
-  return conclude(
-      runOnOwnSession(sessionName(), statementId<kBatchStatement>(), vorn::SqlKind::Batch, sql, parameters),
-      kBatchFailed);
+  return conclude(runOnOwnSession(sessionName(), kBatchStatement, vorn::SqlKind::Batch, sql, parameters),
+                  kBatchFailed);
 }

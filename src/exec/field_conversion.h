@@ -36,12 +36,10 @@ bool parseWhole(const std::string& text, Number& number) noexcept {
   return error == std::errc() && stop == end;
 }
 
-/// Takes the digits before the point. Where there are any and they are exact, up to 2^53, the text of a real
-/// is in plain notation, and no conversion to an integer reads beyond its point.
+/// Takes the digits before the point, where no conversion of the text of a real to an integer reads on.
 template <typename Integer>
 bool wholeDigits(double real, Integer& digits) noexcept {
-  const double magnitude = std::fabs(real);
-  if (real != 0 && !(magnitude >= 1 && magnitude < 0x1p53)) return false;
+  if (!(std::fabs(real) < 0x1p63)) return false;
   const auto whole = static_cast<std::int64_t>(real);
   if (!std::in_range<Integer>(whole)) return false;
   digits = static_cast<Integer>(whole);

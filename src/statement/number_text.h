@@ -20,14 +20,25 @@ struct FormatFailure {
 
 void logFormatFailure(const FormatFailure& failure);
 
-/// Appends `value` in the given format. A failure is logged and the text goes on with what was formatted,
-/// which may be nothing or a number cut at 199 characters.
+/// Room for the text of a number; zero-filled before its first use.
+inline constexpr std::size_t kNumberBufferSize = 200;
+using NumberBuffer = char[kNumberBufferSize];
+
+/// Formats `value`. A failure is logged and the text goes on with what the buffer holds, which may be nothing
+/// or a number cut at 199 characters.
+/// @return the text, in `buffer`
+template <typename Number>
+std::string_view formatNumber(NumberBuffer& buffer, const char* format, Number value,
+                              const FormatFailure& failure) {
+  if (snprintf_s(buffer, kNumberBufferSize, kNumberBufferSize - 1, format, value) == -1)
+    logFormatFailure(failure);
+  return {buffer, strnlen(buffer, kNumberBufferSize)};
+}
+
 template <typename Number>
 void appendNumber(std::string& text, const char* format, Number value, const FormatFailure& failure) {
-  constexpr std::size_t kBufferSize = 200;
-  char buffer[kBufferSize] = {};
-  if (snprintf_s(buffer, kBufferSize, kBufferSize - 1, format, value) == -1) logFormatFailure(failure);
-  text.append(buffer, strnlen(buffer, kBufferSize));
+  NumberBuffer buffer = {};
+  text.append(formatNumber(buffer, format, value, failure));
 }
 
 }  // namespace vorn

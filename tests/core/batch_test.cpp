@@ -6,6 +6,7 @@
 #include <thread>
 #include <tuple>
 
+#include "faults/FailingAllocations.h"
 #include "scripted/scripted_platform.h"
 #include "vorn/database.h"
 
@@ -78,6 +79,25 @@ TEST_F(BatchTest, AppendsToItsOwnColumnsAfterCopyMoveAndClear) {
   EXPECT_EQ(columnsOf(copy).at("a").m_longVec, std::vector<long>{5});
   EXPECT_EQ(columnsOf(moved).at("a").m_longVec, (std::vector<long>{1, 2, 4}));
   EXPECT_EQ(columnsOf(assigned).at("a").m_longVec, (std::vector<long>{1, 3, 7}));
+}
+
+TEST_F(BatchTest, KeepsItsColumnsWhenAnAssignmentThrows) {
+  BatchInserter source;
+  source.table("a table with a long name");
+  for (const char* column : {"a", "b", "c"}) source[column] << std::string("a text that needs memory");
+  bool threw = true;
+  for (long first = 1; threw; ++first) {
+    BatchInserter target;
+    target.table("t"), target["a"] << 1;
+    try {
+      const FailingAllocations failing(first, FailingAllocations::Extent::Once);
+      target = source, threw = false;
+    } catch (const std::bad_alloc&) {
+      target << 2;
+      EXPECT_EQ(target.toString(), "insert into t (a) values({a})");
+      EXPECT_EQ(columnsOf(target).at("a").m_longVec, (std::vector<long>{1, 2}));
+    }
+  }
 }
 
 TEST_F(BatchTest, PassesItsColumnsAsReadOnlyReferences) {

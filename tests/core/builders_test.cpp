@@ -112,8 +112,11 @@ TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {
   EXPECT_THROW(updater["a"].assign(none), std::logic_error);
   EXPECT_EQ(inserter.toString() + updater.toString(), "insert into  values(')update  set a='");
   EXPECT_EQ((large << 1e300).toString().size(), std::string("insert into  values()").size() + 199);
-  platform().snprintfFails = true;
+  platform().snprintfSucceeds = 1;
   S selector;
+  selector.limit(12, 34);
+  EXPECT_EQ(selector.toString(), "select  *  from  LIMIT 12 OFFSET 12") << "what the buffer still held";
+  platform().events.pop_back();
   selector.limit(1, 2), updater.assign(short{1}), updater.assign(1), updater.assign(1U), updater.assign(1UL);
   updater.assign(1L), updater.assign(1.0F), updater.assign(1.0);
   EXPECT_EQ(selector.toString() + updater.toString(), "select  *  from  LIMIT  OFFSET update  set a='");

@@ -74,7 +74,7 @@ TEST_F(CriteriaTest, JoinsInPlace) {
 }
 
 TEST_F(CriteriaTest, LogsNumbersThatCannotBeFormatted) {
-  platform().snprintfFails = true;
+  platform().snprintfSucceeds = 0;
   expectAll({{Item("a") == 1, "(a)"}, {Item("a") != 1UL, "(a)"}, {Item("a") == 1.0F, "(a)"}});
   expectAll({{Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
   const std::string code = "error 4294967295 ", failed = ".snprintf_s failed @CVORNCriterionItem:";

@@ -55,9 +55,12 @@ TEST_F(ExecutorTest, ChoosesTheSessionNameByFlagAndProcess) {
 
 TEST_F(ExecutorTest, ReportsEveryOutcome) {
   const vorn::ExecResult done, remark(0, 5, "remark"), failed(-3, 99, "broken"), silent(1, 77, {});
-  const std::string write = "open default; execute default MiraDB:execWriteSQL:84 4 sql; close default";
-  const std::string read = "trace @MiraDB:execReadSQL:55; open default; execute default MiraDB:execReadSQL:63 0 sql";
-  const std::string insert = "open default; execute default MiraDB:ExecBatchInserter:147 1 insert into t (a) values({a}); close default";
+  const std::string write = "open default; identify MiraDB:execWriteSQL:84; execute default MiraDB:execWriteSQL:84 4 sql; close default";
+  const std::string read =
+      "trace @MiraDB:execReadSQL:55; open default; identify MiraDB:execReadSQL:63; execute default MiraDB:execReadSQL:63 0 sql";
+  const std::string insert =
+      "open default; identify MiraDB:ExecBatchInserter:147; execute default MiraDB:ExecBatchInserter:147 1 insert into t (a) values({a}); "
+      "close default";
   std::vector<std::tuple<char, vorn::ExecResult, unsigned long, std::string>> cases = {
       {'b', failed, 99, "open default; begin default; close default"},
       {'c', remark, 5, "open default; commit default; close default"},  // the code, even of a success

@@ -83,6 +83,19 @@ TEST_F(ReaderTest, MarksOnlyTheNextFieldAndLeavesWhatIsBehindTheRow) {
   EXPECT_TRUE(waiting && missing) << "a marker whose field is not empty keeps its value";
 }
 
+TEST_F(ReaderTest, ForgetsTheMarkerOfAFieldWhoseRowCannotBeFetched) {
+  const auto expectForgotten = [&](auto target) {
+    CVORNNull marker;
+    reader.clear(), reader.initializeSession("default"), reader >> marker;
+    platform().fetchThrows = true;
+    EXPECT_THROW(reader >> target, std::bad_alloc);
+    platform().fetchThrows = false;
+    reader >> target;
+    EXPECT_FALSE(marker);
+  };
+  expectForgotten(1), expectForgotten(std::string());
+}
+
 TEST_F(ReaderTest, StepsThroughRowsAndSessions) {
   const auto walk = [&](const std::string& steps) {  // f takes a field, r goes to the next row
     std::string found;

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 #include <utility>
 
 #include "support.h"
@@ -13,9 +14,11 @@ namespace scripted {
 
 namespace {
 
-std::string place(const vorn::SourceLocation& location) {
-  return " @" + vorn::makeStatementId(location.sourceUnit, location.function, location.line);
+std::string identifier(const char* source, const char* function, int line) {
+  return std::string(source) + ':' + function + ':' + std::to_string(line);
 }
+
+std::string place(const vorn::SourceLocation& location) { return " @" + identifier(location.sourceUnit, location.function, location.line); }
 
 /// @return the first of a script's outcomes or rows, which it takes out, or an empty one
 template <typename Script>
@@ -77,13 +80,15 @@ ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::
 bool DataSession::fetchRow(ExecResult& status, const TypedRef& target, int hint) {
   status = ExecResult();
   m_impl->record("fetch", ' ' + std::to_string(target.type.code) + ' ' + std::to_string(hint));
+  if (platform().fetchThrows) throw std::bad_alloc();
   if (platform().rows.empty()) return false;
   *static_cast<scripted::Row*>(target.object) = scripted::next(platform().rows);
   return true;
 }
 
 std::string makeStatementId(const char* sourceName, const char* functionName, int line) {
-  return std::string(sourceName) + ':' + functionName + ':' + std::to_string(line);
+  platform().events.push_back("identify " + scripted::identifier(sourceName, functionName, line));
+  return scripted::identifier(sourceName, functionName, line);
 }
 
 void Logger::error(std::uint32_t code, const std::string& text, const SourceLocation& location) {
@@ -104,10 +109,7 @@ std::string escapeSingleQuotes(const std::string& text) { return escaped(text); 
 std::string escapeLikePattern(const std::string& pattern) { return escaped(pattern); }
 
 int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format, ...) {
-  if (platform().snprintfFails || maximumCount >= destinationSize) {
-    destination[0] = '\0';
-    return -1;
-  }
+  if (platform().snprintfSucceeds-- <= 0 || maximumCount >= destinationSize) return -1;
   std::va_list arguments;
   va_start(arguments, format);
   // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started above

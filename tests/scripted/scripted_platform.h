@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -23,6 +24,7 @@ using Row = std::vector<vorn::RowValue>;
 /// Events in order, one line each:
 ///   open NAME / close NAME                          a session
 ///   begin NAME / commit NAME / rollback NAME
+///   identify SOURCE:FUNCTION:LINE                   a statement identifier is made
 ///   execute NAME ID KIND SQL                        ID is SOURCE:FUNCTION:LINE, KIND the number
 ///   fetch NAME CODE HINT                            CODE is the type code of the row target
 ///   error CODE TEXT @SOURCE:FUNCTION:LINE           a log line; TEXT starts with kScrubbed if scrubbed
@@ -34,7 +36,9 @@ struct Platform {
   std::deque<Row> rows;                  ///< next rows, whichever session fetches
   std::uint32_t processId = 1;
   int processIdCalls = 0;
-  bool snprintfFails = false;  ///< -1 and an empty text until reset
+  int snprintfSucceeds = INT_MAX;  ///< as often; then -1 and the destination untouched
+
+  bool fetchThrows = false;  ///< std::bad_alloc
 
   /// Called inside every execute; `parameters` refers to nothing for one without.
   std::function<void(const vorn::TypedRef& parameters)> onExecute;

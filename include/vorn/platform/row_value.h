@@ -11,12 +11,16 @@ namespace vorn {
 
 /// One field of a row, as the driver delivered it: null, 64-bit integer, double or text.
 ///
-/// It turns into text when asked: an integer in decimal; a real in the shortest form that reads back to the
-/// same double (`1.5`), with `.0` where it would look like an integer (`100000.0`) and with an exponent below
-/// 1e-4 and from 1e16 up (`1e+20`), `inf`, `-inf` or `nan` where it is no number; NULL as the empty text; a
-/// text (booleans, timestamps and binary data included) as its bytes. Setting another value keeps the storage
-/// of the text for the next one, so a row that is filled again and again stops allocating. A plain value; one
-/// thread at a time.
+/// It turns into text when asked: an integer in decimal; a real in plain notation, see below; NULL as the
+/// empty text; a text (booleans, timestamps and binary data included) as its bytes. Setting another value
+/// keeps the storage of the text for the next one, so a row that is filled again and again stops allocating.
+/// A plain value; one thread at a time.
+///
+/// The text of a real reads back to the same double with as few digits behind the point as that takes: `1.5`,
+/// `0.00001`. A whole number is written out exactly and ends in `.0`: `150000000000000000.0`. No magnitude is
+/// written with an exponent, so whatever reads an integer from the text gets the real cut towards zero, or
+/// the nearest limit where the integer's type ends before. The longest text, of the smallest doubles, has 327
+/// characters. A real that is no number is `inf`, `-inf` or `nan`.
 class VORN_API RowValue {
  public:
   enum class Kind : unsigned char { Null, Integer, Real, Text };
@@ -45,9 +49,9 @@ class VORN_API RowValue {
   /// @return the value as text
   std::string text() const;
 
-  /// Room for the text of a number.
+  /// Room for the text of a number, and of a zero byte.
   struct TextBuffer {
-    char bytes[40];
+    char bytes[336];
   };
 
   /// The value as text without an allocation: a text is shown where it is, a number is written to `buffer`.

@@ -19,6 +19,7 @@ constexpr DriverEntry kDrivers[] = {
     {"sqlite", makeSqliteDriver},
 #ifdef VORN_WITH_POSTGRES
     {"postgresql", makePostgresDriver},
+    {"postgres", makePostgresDriver},
 #endif
 };
 

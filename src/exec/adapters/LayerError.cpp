@@ -48,10 +48,15 @@ ExecResult makeFailure(LayerError error, const std::string& message) {
   return makeFailure(ErrorFamily::Layer, static_cast<std::uint32_t>(error), message);
 }
 
-// The text is short enough to stand in the string itself.
+// The texts of these two are short enough to stand in the string itself.
 ExecResult outOfMemory() noexcept {
   return {1, makeErrorCode(ErrorFamily::Layer, static_cast<std::uint32_t>(LayerError::OutOfMemory)),
           std::string("out of memory")};
+}
+
+ExecResult connectionClosed() noexcept {
+  return {1, makeErrorCode(ErrorFamily::Layer, static_cast<std::uint32_t>(LayerError::ConnectionLost)),
+          std::string("connection lost")};
 }
 
 const char* layerErrorName(std::uint32_t native) {

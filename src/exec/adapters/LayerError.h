@@ -41,6 +41,9 @@ ExecResult makeFailure(LayerError error, const std::string& message);
 /// @return the failure that there is no memory; making it allocates nothing
 ExecResult outOfMemory() noexcept;
 
+/// @return the failure of a cursor whose connection was closed under it; making it allocates nothing
+ExecResult connectionClosed() noexcept;
+
 /// @return the upper-case name of a layer error, or null for a number that is none
 const char* layerErrorName(std::uint32_t native);
 

@@ -1,8 +1,10 @@
 #include "exec/adapters/StatementStatistics.h"
 
+#include <charconv>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <unordered_map>
 
 namespace vorn {
@@ -79,8 +81,14 @@ std::vector<StatementStatistics> statementStatistics() {
 }
 
 std::string makeStatementId(const char* sourceName, const char* functionName, int line) {
-  std::string id(sourceName);
-  id.append(1, ':').append(functionName).append(1, ':').append(std::to_string(line));
+  constexpr std::size_t kLongestLine = 11;
+  const std::string_view source(sourceName), function(functionName);
+  char digits[kLongestLine];
+  char* const end = std::to_chars(digits, digits + kLongestLine, line).ptr;
+  std::string id;
+  // Made for every statement: one allocation.
+  id.reserve(source.size() + function.size() + 2 + kLongestLine);
+  id.append(source).append(1, ':').append(function).append(1, ':').append(digits, end);
   return id;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "exec/adapters/BatchScope.h"
 #include "exec/adapters/BatchStatement.h"
 #include "exec/adapters/LayerError.h"
 #include "exec/adapters/postgres/PostgresBinaryCopy.h"
@@ -16,262 +17,224 @@ namespace vorn {
 
 namespace {
 
-// COPY passes over insert rules and over the refusal of values for columns that are always generated, and the
-// server refuses it for views and under row security. Asked anew each time, as a table may change. In a
-// transaction with a snapshot of its own the catalogs are old, and what the server does is not.
-constexpr char kCanCopy[] =
+// COPY passes over insert rules, and the server refuses it for views and under row security. Above read
+// committed the catalogs may be as old as the transaction, and what the server does is not.
+constexpr char kInspect[] =
     "select c.relkind in ('r', 'p') and not c.relrowsecurity"
     " and not exists (select 1 from pg_catalog.pg_rewrite r where r.ev_class = c.oid and r.ev_type = '3')"
-    " and not exists (select 1 from pg_catalog.pg_attribute a where a.attrelid = c.oid"
-    " and a.attname = any($2::text[]) and (a.attidentity = 'a'";
-constexpr char kGenerated[] = " or a.attgenerated <> ''";  // since 12
-constexpr char kCanCopyTail[] =
-    ")) and ($3 = 'f' or pg_catalog.current_setting('transaction_isolation') = 'read committed'),"
+    " and pg_catalog.current_setting('transaction_isolation') = 'read committed',"
     " pg_catalog.version() like 'PostgreSQL %'"
     " from pg_catalog.pg_class c where c.oid = $1::regclass";
-constexpr int kGeneratedSince = 120000;
 
-// The name of a type behind all its domains. -1: without a length, which the column itself adds, refusing
-// what a cast would cut off.
-constexpr char kTypeName[] =
-    "with recursive t(oid, base) as (select oid, typbasetype from pg_catalog.pg_type where oid = $1::oid"
-    " union all select p.oid, p.typbasetype from pg_catalog.pg_type p join t on p.oid = t.base)"
-    " select pg_catalog.format_type(oid, -1) from t where base = 0";
+// Up to here one insert with its values as literals is faster than the look-up before a copy.
+constexpr std::size_t kFewRows = 50;
 
-// Bytes of the arrays of one insert. The server takes a message of a gigabyte.
-constexpr std::size_t kSlice = 8 << 20;
+// Bytes of the text of one insert, and its rows.
+constexpr std::size_t kSlice = 256 << 10;
+constexpr std::size_t kSliceRows = 1000;
 
 constexpr std::size_t kRowsInFlight = 1000;
 
-// From here on a binary copy gains more than the look-up of the column types costs.
+// From here on a binary copy gains more than it costs to check every value.
 constexpr std::size_t kBinaryRows = 2000;
 
 }  // namespace
 
 PostgresBatch::PostgresBatch(PostgresConnection& connection, const BatchColumns& columns)
-    : m_connection(connection), m_columns(columns) {}
+    : m_connection(connection), m_channel(connection.channel()), m_columns(columns) {}
 
 ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
-  std::string table;
-  const bool plain = isPlainBatchInsert(sql, m_columns, table);
-  const bool nested = m_connection.inTransaction();
-  // Also around a single copy: an engine that speaks this protocol may cut a large one into pieces.
-  ExecResult result = m_connection.run(nested ? "savepoint vorn_batch" : "begin");
-  if (!result.succeeded()) return result;
-
-  try {
-    result = plain ? insertColumns(table, nested, rows) : runRowByRow(sql, rows);
-  } catch (...) {
-    m_connection.setBroken();  // with whatever was under way
-    throw;
+  if (isPlainBatchInsert(sql, m_columns, m_table)) {
+    m_target = m_table + " (";
+    for (const BatchColumn& column : m_columns) {
+      m_target.append(&column == &m_columns[0] ? "" : ", ").append(*column.name);
+    }
+    m_target += ")";
   }
-  if (result.succeeded()) {
-    result = nested ? m_connection.run("release savepoint vorn_batch") : m_connection.commit();
+  // One statement needs no transaction around it to be kept whole or not at all.
+  if (isSmall() && !m_connection.inTransaction()) {
+    ExecResult result = insertLiterals(rows);
+    if (!result.succeeded()) rows = 0;
+    return result;
   }
-  if (result.succeeded()) return result;
-  rows = 0;
-  if (!m_connection.inTransaction()) return result;
-  ExecResult undone = m_connection.run(nested ? "rollback to savepoint vorn_batch" : "rollback");
-  if (undone.succeeded() && nested) undone = m_connection.run("release savepoint vorn_batch");
-  // What cannot be undone leaves the transaction failed, and the server says so at the next statement.
-  return result;
+  BatchScope scope(m_connection);
+  ExecResult result = scope.open();
+  return result.succeeded() ? scope.close(runInScope(sql, rows), rows) : result;
 }
 
-ExecResult PostgresBatch::insertColumns(const std::string& table, bool nested, std::uint64_t& rows) {
-  std::string target = table + " (";
+ExecResult PostgresBatch::runInScope(const std::string& sql, std::uint64_t& rows) {
+  if (m_target.empty()) return runRowByRow(sql, rows);
+  return isSmall() ? insertLiterals(rows) : insertColumns(rows);
+}
+
+bool PostgresBatch::isSmall() const {
+  if (m_target.empty() || m_columns.rows() > kFewRows) return false;
+  std::size_t bytes = 0;
   for (const BatchColumn& column : m_columns) {
-    target.append(&column == &m_columns[0] ? "" : ", ").append(*column.name);
+    if (column.elementCode != element_code::kString) continue;
+    for (std::size_t row = 0; row < m_columns.rows(); ++row) bytes += column.text(row).size();
   }
-  target += ")";
-  bool can = false;
-  bool binary = false;
-  ExecResult result = canCopy(table, nested, can, binary);
-  if (!result.succeeded()) return result;
-  return can ? insertByCopy(target, binary, rows) : insertUnnested(target, rows);
+  return bytes < kSlice / 2;
 }
 
-ExecResult PostgresBatch::canCopy(const std::string& table, bool nested, bool& can, bool& binary) {
-  std::vector<std::string> names;
-  for (const BatchColumn& column : m_columns) names.push_back(foldIdentifier(*column.name));
-  std::vector<std::string> row;
-  const bool knowsGenerated = PQserverVersion(m_connection.handle()) >= kGeneratedSince;
-  const std::string sql = std::string(kCanCopy) + (knowsGenerated ? kGenerated : "") + kCanCopyTail;
-  ExecResult result = queryRow(sql, {table, postgresArray(names), nested ? "t" : "f"}, row);
-  can = !row.empty() && row[0] == "t";
-  binary = can && row[1] == "t";
-  return result;
+ExecResult PostgresBatch::insertColumns(std::uint64_t& rows) {
+  Target target;
+  ExecResult result = inspect(target);
+  if (!result.succeeded()) return result;
+  return target.canCopy ? insertByCopy(target, rows) : insertLiterals(rows);
 }
 
-ExecResult PostgresBatch::insertByCopy(const std::string& target, bool mayBeBinary, std::uint64_t& rows) {
-  std::vector<Oid> types;
-  ExecResult result;
-  if (mayBeBinary && m_columns.rows() >= kBinaryRows) result = columnTypes(target, types);
+// Parsing the insert takes the insert's own lock, to the end of the transaction, and has the server refuse
+// what it refuses of every insert. The look-up after it in the same round trip sees what nobody can change
+// any more.
+ExecResult PostgresBatch::inspect(Target& target) {
+  std::string insert = "insert into " + m_target + " values (";
+  for (std::size_t index = 0; index < m_columns.size(); ++index) {
+    insert.append(index == 0 ? "$" : ", $").append(std::to_string(index + 1));
+  }
+  insert += ")";
+  ExecResult result = m_connection.makeReady();
+  if (result.succeeded()) result = m_channel.beginPipeline();
   if (!result.succeeded()) return result;
-  const PostgresBinaryCopy binary(m_columns, types);
-  return binary.possible() ? copy(binary, target + " from stdin (format binary)", rows)
-                           : copy(PostgresTextCopy(m_columns), target + " from stdin", rows);
+  PGconn* const handle = m_channel.handle();
+  const char* const table = m_table.c_str();
+  if (PQsendPrepare(handle, "", insert.c_str(), 0, nullptr) != 1 || PQsendDescribePrepared(handle, "") != 1 ||
+      PQsendQueryParams(handle, kInspect, 1, nullptr, &table, nullptr, nullptr, 0) != 1) {
+    m_channel.setBroken();
+    return m_channel.lost();
+  }
+  result = m_channel.sendPipeline(3);
+  return result.succeeded() ? receiveInspection(target) : result;
+}
+
+ExecResult PostgresBatch::receiveInspection(Target& target) {
+  ExecResult outcome;
+  PostgresResult answer;
+  for (int question = 0; question < 3; ++question) {
+    for (;;) {
+      if (!m_channel.next(answer)) return m_channel.lost();
+      if (!answer) break;
+      const ExecStatusType status = PQresultStatus(answer.get());
+      if (status == PGRES_TUPLES_OK && PQntuples(answer.get()) == 1) {
+        target.canCopy = *PQgetvalue(answer.get(), 0, 0) == 't';
+        target.isPostgres = *PQgetvalue(answer.get(), 0, 1) == 't';
+      } else if (status == PGRES_COMMAND_OK) {
+        for (int index = 0; index < PQnparams(answer.get()); ++index) {
+          target.types.push_back(PQparamtype(answer.get(), index));
+        }
+      } else if (status != PGRES_TUPLES_OK && outcome.succeeded()) {
+        outcome = postgresFailure(answer.get(), m_channel.handle());
+      }
+    }
+  }
+  ExecResult ended = m_channel.endPipeline();
+  return outcome.succeeded() ? ended : outcome;
+}
+
+ExecResult PostgresBatch::insertByCopy(const Target& target, std::uint64_t& rows) {
+  if (target.isPostgres && m_columns.rows() >= kBinaryRows) {
+    const PostgresBinaryCopy binary(m_columns, target.types);
+    if (binary.possible()) return copy(binary, m_target + " from stdin (format binary)", rows);
+  }
+  return copy(PostgresTextCopy(m_columns), m_target + " from stdin", rows);
 }
 
 template <typename Format>
 ExecResult PostgresBatch::copy(const Format& format, const std::string& destination, std::uint64_t& rows) {
-  ExecResult result = m_connection.send("copy " + destination);
+  ExecResult result = m_connection.makeReady();
+  if (result.succeeded()) result = m_channel.askSimple("copy " + destination);
   if (!result.succeeded()) return result;
-  PGconn* handle = m_connection.handle();
-  PostgresResult answer(PQgetResult(handle));
+  PostgresResult answer;
+  if (!m_channel.next(answer)) return m_channel.lost();
   if (PQresultStatus(answer.get()) == PGRES_COPY_IN) {
-    const bool sent = format.send(handle);
-    // The answer tells whether any of it failed, this call included.
-    static_cast<void>(PQputCopyEnd(handle, sent ? nullptr : "the rows could not be sent"));
-    answer.reset(PQgetResult(handle));
+    const bool sent = format.send(m_channel);
+    m_channel.endCopy(sent ? nullptr : "the rows could not be sent");
+    // The answer says whether any of it failed.
+    if (!m_channel.next(answer)) return m_channel.lost();
   }
   return m_connection.finish(std::move(answer), &rows);
 }
 
-// Every value passes through its column's own type from text, as it does in a copy and in a bound insert.
-ExecResult PostgresBatch::insertUnnested(const std::string& target, std::uint64_t& rows) {
-  std::vector<Oid> types;
-  std::vector<std::string> typeNames;
+ExecResult PostgresBatch::insertLiterals(std::uint64_t& rows) {
   ExecResult result = refuseZeroBytes(m_columns);
-  if (result.succeeded()) result = columnTypes(target, types);
-  if (result.succeeded()) result = namesOf(types, typeNames);
-  if (!result.succeeded()) return result;
-  std::string values;
-  std::string arrays;
-  std::string names;
-  for (std::size_t index = 0; index < m_columns.size(); ++index) {
-    const char* separator = index == 0 ? "" : ", ";
-    const std::string number = std::to_string(index + 1);
-    values.append(separator).append("v.c").append(number).append("::").append(typeNames[index]);
-    arrays.append(separator).append("$").append(number).append("::text[]");
-    names.append(separator).append("c").append(number);
-  }
-  const std::string sql =
-      "insert into " + target + " select " + values + " from unnest(" + arrays + ") as v(" + names + ")";
+  const std::string head = "insert into " + m_target + " values ";
+  std::string sql;
   for (std::size_t row = 0; row < m_columns.rows() && result.succeeded();) {
-    result = insertSlice(sql, row, rows);
+    sql = head;
+    for (std::size_t count = 0; row < m_columns.rows() && count < kSliceRows && sql.size() < kSlice;
+         ++row, ++count) {
+      sql += count == 0 ? "(" : ",(";
+      for (const BatchColumn& column : m_columns) {
+        if (&column != &m_columns[0]) sql += ',';
+        appendPostgresLiteral(sql, column, row);
+      }
+      sql += ')';
+    }
+    result = m_connection.makeReady();
+    if (result.succeeded()) result = m_channel.ask(sql);
+    if (result.succeeded()) result = m_connection.finish(&rows);
   }
   return result;
-}
-
-// Inserts rows from `row` on, which is set to the first that is left.
-ExecResult PostgresBatch::insertSlice(const std::string& sql, std::size_t& row, std::uint64_t& rows) {
-  std::vector<std::string> literals(m_columns.size());
-  std::size_t size = 0;
-  for (; row < m_columns.rows() && size < kSlice; ++row) {
-    size = 0;
-    for (std::size_t index = 0; index < m_columns.size(); ++index) {
-      appendToPostgresArray(literals[index], m_columns[index], row);
-      size += literals[index].size();
-    }
-  }
-  for (std::string& literal : literals) literal += '}';
-  ExecResult result = send(sql, literals);
-  if (!result.succeeded()) return result;
-  return m_connection.finish(PostgresResult(PQgetResult(m_connection.handle())), &rows);
-}
-
-// The types that the server infers for the placeholders of the insert. It locks the table with that, so they
-// stay what they are to the end of the transaction.
-ExecResult PostgresBatch::columnTypes(const std::string& target, std::vector<Oid>& types) {
-  std::string sql = "insert into " + target + " values (";
-  for (std::size_t index = 0; index < m_columns.size(); ++index) {
-    sql.append(index == 0 ? "$" : ", $").append(std::to_string(index + 1));
-  }
-  PGconn* handle = m_connection.handle();
-  PostgresResult described(PQprepare(handle, "", (sql + ")").c_str(), 0, nullptr));
-  if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) return postgresFailure(described.get(), handle);
-  described.reset(PQdescribePrepared(handle, ""));
-  if (PQresultStatus(described.get()) != PGRES_COMMAND_OK) return postgresFailure(described.get(), handle);
-  for (int index = 0; index < PQnparams(described.get()); ++index) {
-    types.push_back(PQparamtype(described.get(), index));
-  }
-  return {};
-}
-
-ExecResult PostgresBatch::namesOf(const std::vector<Oid>& types, std::vector<std::string>& names) {
-  for (const Oid type : types) {
-    std::vector<std::string> row;
-    ExecResult result = queryRow(kTypeName, {std::to_string(type)}, row);
-    if (!result.succeeded()) return result;
-    names.push_back(row.at(0));
-  }
-  return {};
-}
-
-ExecResult PostgresBatch::send(const std::string& sql, const std::vector<std::string>& parameters) {
-  std::vector<const char*> values(parameters.size());
-  std::transform(parameters.begin(), parameters.end(), values.begin(),
-                 [](const std::string& parameter) { return parameter.c_str(); });
-  return m_connection.send(sql, static_cast<int>(values.size()), values.data());
-}
-
-ExecResult PostgresBatch::queryRow(const std::string& sql, const std::vector<std::string>& parameters,
-                                   std::vector<std::string>& row) {
-  ExecResult result = send(sql, parameters);
-  if (!result.succeeded()) return result;
-  PostgresResult answer(PQgetResult(m_connection.handle()));
-  if (PQresultStatus(answer.get()) == PGRES_SINGLE_TUPLE) {
-    for (int index = 0; index < PQnfields(answer.get()); ++index) {
-      row.emplace_back(PQgetvalue(answer.get(), 0, index));
-    }
-  }
-  return m_connection.finish(std::move(answer));
 }
 
 ExecResult PostgresBatch::runRowByRow(const std::string& sql, std::uint64_t& rows) {
   std::string numbered;
   ExecResult result = refuseZeroBytes(m_columns);
   if (result.succeeded()) result = numberPlaceholders(sql, m_columns, SqlDialect::Postgres, numbered);
+  if (result.succeeded() && isCopy(numbered)) {
+    result = makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+  }
+  if (result.succeeded()) result = m_connection.makeReady();
   if (!result.succeeded()) return result;
-  PGconn* handle = m_connection.handle();
-  const PostgresResult prepared(PQprepare(handle, "", numbered.c_str(), 0, nullptr));
-  if (PQresultStatus(prepared.get()) != PGRES_COMMAND_OK) return postgresFailure(prepared.get(), handle);
-  if (PQenterPipelineMode(handle) != 1) return postgresConnectionLost(handle);
+  m_connection.noteStatement(numbered);
+  result = m_channel.askToParse(numbered);
+  if (result.succeeded()) result = m_connection.finish();
   for (std::size_t first = 0; first < m_columns.rows() && result.succeeded(); first += kRowsInFlight) {
     result = runRows(first, std::min(first + kRowsInFlight, m_columns.rows()), rows);
   }
-  if (PQexitPipelineMode(handle) != 1 && result.succeeded()) result = postgresConnectionLost(handle);
   return result;
 }
 
 ExecResult PostgresBatch::runRows(std::size_t first, std::size_t last, std::uint64_t& rows) {
   std::vector<std::array<char, kPostgresNumberSize + 1>> numbers(m_columns.size());
   std::vector<const char*> values(m_columns.size());
-  bool sent = true;
-  for (std::size_t row = first; row < last && sent; ++row) {
+  ExecResult result = m_channel.beginPipeline();
+  if (!result.succeeded()) return result;
+  for (std::size_t row = first; row < last; ++row) {
     for (std::size_t index = 0; index < m_columns.size(); ++index) {
       const BatchColumn& column = m_columns[index];
       const bool text = column.elementCode == element_code::kString;
       values[index] = text ? column.text(row).c_str() : numbers[index].data();
       if (!text) *writePostgresNumber(numbers[index].data(), column, row) = '\0';
     }
-    sent = PQsendQueryPrepared(m_connection.handle(), "", static_cast<int>(values.size()), values.data(),
-                               nullptr, nullptr, 0) == 1;
+    if (PQsendQueryPrepared(m_channel.handle(), "", static_cast<int>(values.size()), values.data(), nullptr,
+                            nullptr, 0) != 1) {
+      m_channel.setBroken();
+      return m_channel.lost();
+    }
   }
-  if (!sent || PQpipelineSync(m_connection.handle()) != 1)
-    return postgresConnectionLost(m_connection.handle());
-  return collectRows(rows);
+  result = m_channel.sendPipeline(last - first);
+  return result.succeeded() ? receiveRows(last - first, rows) : result;
 }
 
-// The answers of a pipeline: each statement's ends with a null, the whole with the sync.
-ExecResult PostgresBatch::collectRows(std::uint64_t& rows) {
+ExecResult PostgresBatch::receiveRows(std::size_t questions, std::uint64_t& rows) {
   ExecResult outcome;
-  PGconn* handle = m_connection.handle();
-  for (bool ended = false;;) {
-    const PostgresResult answer(PQgetResult(handle));
-    const ExecStatusType status = PQresultStatus(answer.get());
-    if (answer && status == PGRES_PIPELINE_SYNC) return outcome;
-    if (!answer && (ended || PQstatus(handle) != CONNECTION_OK)) {
-      return outcome.succeeded() ? postgresConnectionLost(handle) : outcome;
-    }
-    ended = !answer;
-    if (!answer || status == PGRES_PIPELINE_ABORTED || !outcome.succeeded()) continue;
-    if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) {
-      rows += PostgresConnection::rowsWritten(answer.get());
-    } else {
-      outcome = postgresFailure(answer.get(), handle);
+  PostgresResult answer;
+  for (std::size_t question = 0; question < questions; ++question) {
+    for (;;) {
+      if (!m_channel.next(answer)) return outcome.succeeded() ? m_channel.lost() : outcome;
+      if (!answer) break;
+      const ExecStatusType status = PQresultStatus(answer.get());
+      if (!outcome.succeeded() || status == PGRES_PIPELINE_ABORTED) continue;
+      if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) {
+        rows += PostgresConnection::rowsWritten(answer.get());
+      } else {
+        outcome = postgresFailure(answer.get(), m_channel.handle());
+      }
     }
   }
+  ExecResult ended = m_channel.endPipeline();
+  return outcome.succeeded() ? ended : outcome;
 }
 
 }  // namespace vorn

@@ -10,7 +10,10 @@ namespace vorn {
 
 /// Runs one statement for every row of a parameter set, all rows or none.
 ///
-/// A plain insert goes as COPY where that means the same, else as one insert from unnested arrays; any other
+/// Invariant: every value passes through the input of its own column, as the literal of a single insert does.
+/// A plain insert of many rows goes as COPY where that means the same, and otherwise as inserts of many rows
+/// each, whose values are literals without a type. Whether it means the same is looked up under the lock that
+/// the insert itself takes, so that nobody can change the answer before the rows are there. Any other
 /// statement is prepared and run row by row, many rows a round trip.
 class PostgresBatch {
  public:
@@ -20,24 +23,31 @@ class PostgresBatch {
   ExecResult run(const std::string& sql, std::uint64_t& rows);
 
  private:
-  ExecResult insertColumns(const std::string& table, bool nested, std::uint64_t& rows);
-  ExecResult insertByCopy(const std::string& target, bool mayBeBinary, std::uint64_t& rows);
+  /// What the server says about the target of an insert.
+  struct Target {
+    bool canCopy = false;
+    bool isPostgres = false;  ///< rather than another engine that speaks the protocol
+    std::vector<Oid> types;   ///< of the columns of the batch
+  };
+
+  ExecResult runInScope(const std::string& sql, std::uint64_t& rows);
+  ExecResult insertColumns(std::uint64_t& rows);
+  ExecResult inspect(Target& target);
+  ExecResult receiveInspection(Target& target);
+  ExecResult insertByCopy(const Target& target, std::uint64_t& rows);
   template <typename Format>
   ExecResult copy(const Format& format, const std::string& destination, std::uint64_t& rows);
-  ExecResult insertUnnested(const std::string& target, std::uint64_t& rows);
-  ExecResult canCopy(const std::string& table, bool nested, bool& can, bool& binary);
-  ExecResult columnTypes(const std::string& target, std::vector<Oid>& types);
-  ExecResult namesOf(const std::vector<Oid>& types, std::vector<std::string>& names);
-  ExecResult insertSlice(const std::string& sql, std::size_t& row, std::uint64_t& rows);
+  ExecResult insertLiterals(std::uint64_t& rows);
+  bool isSmall() const;
   ExecResult runRowByRow(const std::string& sql, std::uint64_t& rows);
   ExecResult runRows(std::size_t first, std::size_t last, std::uint64_t& rows);
-  ExecResult collectRows(std::uint64_t& rows);
-  ExecResult send(const std::string& sql, const std::vector<std::string>& parameters);
-  ExecResult queryRow(const std::string& sql, const std::vector<std::string>& parameters,
-                      std::vector<std::string>& row);
+  ExecResult receiveRows(std::size_t questions, std::uint64_t& rows);
 
   PostgresConnection& m_connection;
+  PostgresChannel& m_channel;
   const BatchColumns& m_columns;
+  std::string m_table;   ///< of a plain insert
+  std::string m_target;  ///< the table and its columns
 };
 
 }  // namespace vorn

@@ -14,7 +14,7 @@ namespace vorn {
 
 namespace {
 
-// Signature, flags, and the size of an extension that there is none of.
+// Signature, flags, extension length 0.
 constexpr char kHeader[] = "PGCOPY\n\377\r\n\0\0\0\0\0\0\0\0\0";
 constexpr std::uint16_t kTrailer = 0xffff;
 constexpr std::size_t kNumberSize = sizeof(std::uint32_t) + sizeof(std::uint64_t);
@@ -150,8 +150,8 @@ char* PostgresBinaryCopy::writeNumber(char* out, const BatchColumn& column, Form
   }
 }
 
-bool PostgresBinaryCopy::send(PGconn* connection) const {
-  PostgresCopyBuffer buffer(connection);
+bool PostgresBinaryCopy::send(PostgresChannel& channel) const {
+  PostgresCopyBuffer buffer(channel);
   if (!buffer.append(kHeader, sizeof kHeader - 1)) return false;
   for (std::size_t row = 0; row < m_columns.rows(); ++row) {
     char* out = buffer.room(sizeof(std::uint16_t));

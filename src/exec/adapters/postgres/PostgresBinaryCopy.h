@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "exec/adapters/BatchColumns.h"
+#include "exec/adapters/postgres/PostgresChannel.h"
 
 namespace vorn {
 
@@ -18,9 +19,9 @@ class PostgresBinaryCopy {
   /// @return whether every value has a binary form that the server takes for what its text would be
   bool possible() const;
 
-  /// Sends all rows to a connection that waits for them.
-  /// @return false when the connection takes no more, whose next answer tells why
-  bool send(PGconn* connection) const;
+  /// Sends all rows to a channel that waits for them.
+  /// @return false when the server takes no more; its answer then says why
+  bool send(PostgresChannel& channel) const;
 
  private:
   enum class Form : unsigned char { None, Text, Int16, Int32, Int64, Float32, Float64 };

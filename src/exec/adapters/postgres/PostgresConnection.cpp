@@ -1,25 +1,15 @@
 #include "exec/adapters/postgres/PostgresConnection.h"
 
-#include <poll.h>
-#include <pthread.h>
-
-#include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <future>
-#include <new>
-#include <system_error>
-#include <thread>
 #include <utility>
-#include <vector>
 
 #include "exec/adapters/LayerError.h"
 #include "exec/adapters/postgres/PostgresBatch.h"
 #include "exec/adapters/postgres/PostgresCursor.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "vorn/platform/logging.h"
+#include "exec/adapters/postgres/PostgresStatement.h"
 
 namespace vorn {
 
@@ -27,16 +17,20 @@ namespace {
 
 // A backslash in a literal is a plain byte, and every value has one text form, whatever the server, the
 // database or the role has for its default.
-constexpr char kSessionSettings[] =
-    "set standard_conforming_strings=on; set datestyle=iso; set intervalstyle=postgres; set bytea_output=hex;"
-    " set extra_float_digits=1";
+#define VORN_SESSION_SETTINGS                                                          \
+  "set standard_conforming_strings=on; set datestyle=iso; set intervalstyle=postgres;" \
+  " set bytea_output=hex; set extra_float_digits=1"
+constexpr char kSessionSettings[] = VORN_SESSION_SETTINGS;
+constexpr char kReset[] =
+    "close all; set session authorization default; reset role; reset all; deallocate all; unlisten *;"
+    " select pg_catalog.pg_advisory_unlock_all(); discard temp; discard sequences; " VORN_SESSION_SETTINGS;
+#undef VORN_SESSION_SETTINGS
 
-// Milliseconds. The rest of a small result is here at once, and taking it is cheaper than a cancellation.
-// What is still under way behind a cancellation may be megabytes; a new connection then costs less than
-// taking it.
-constexpr int kAbandonPatience = 2;
-constexpr int kCancelPatience = 20;
-constexpr std::chrono::seconds kCancelLimit{1};
+// How long a read that is given up may take to come to its end. A shorter one would lose what its functions
+// have written more often, a longer one would hold the caller up.
+constexpr std::chrono::milliseconds kAbandonPatience{100};
+
+constexpr std::chrono::seconds kResetLimit{2};
 
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
 constexpr std::chrono::milliseconds kFresh{1};
@@ -47,8 +41,8 @@ bool startsWith(const char* text, const char* prefix) {
 
 }  // namespace
 
-PostgresConnection::PostgresConnection(std::unique_ptr<PGconn, Closer> handle)
-    : m_handle(std::move(handle)) {}
+PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel)
+    : m_channel(std::move(channel)) {}
 
 std::uint64_t PostgresConnection::rowsWritten(PGresult* result) {
   const char* tag = PQcmdStatus(result);
@@ -62,129 +56,120 @@ PostgresConnection::~PostgresConnection() {
 
 ExecResult PostgresConnection::open(const PostgresSettings& settings,
                                     std::unique_ptr<StoreConnection>& connection) {
-  std::vector<const char*> keywords;
-  std::vector<const char*> values;
-  for (const auto& [keyword, value] : settings) {
-    keywords.push_back(keyword.c_str());
-    values.push_back(value.c_str());
-  }
-  keywords.push_back(nullptr);
-  values.push_back(nullptr);
-  std::unique_ptr<PGconn, Closer> handle(PQconnectdbParams(keywords.data(), values.data(), 0));
-  if (!handle) throw std::bad_alloc();
-  // The SQLSTATE of a refused connection is in the verbose message only. ":  " tells that the server spoke.
-  if (PQstatus(handle.get()) != CONNECTION_OK &&
-      std::strstr(PQerrorMessage(handle.get()), ":  ") != nullptr) {
-    PQsetErrorVerbosity(handle.get(), PQERRORS_VERBOSE);
-    PQreset(handle.get());
-  }
-  if (PQstatus(handle.get()) != CONNECTION_OK) return postgresConnectFailure(handle.get());
-  PQsetErrorVerbosity(handle.get(), PQERRORS_DEFAULT);
-
-  std::unique_ptr<PostgresConnection> opened(new PostgresConnection(std::move(handle)));
-  ExecResult result = opened->configure();
+  std::unique_ptr<PostgresChannel> channel;
+  ExecResult result = PostgresChannel::connect(settings, channel);
+  if (!result.succeeded()) return result;
+  std::unique_ptr<PostgresConnection> opened(new PostgresConnection(std::move(channel)));
+  result = opened->configure();
   if (result.succeeded()) connection = std::move(opened);
   return result;
 }
 
 ExecResult PostgresConnection::configure() {
-  PQsetNoticeReceiver(handle(), receiveNotice, this);
-  const PostgresResult result(PQexec(handle(), kSessionSettings));
-  return PQresultStatus(result.get()) == PGRES_COMMAND_OK ? ExecResult()
-                                                          : postgresFailure(result.get(), handle());
-}
-
-void PostgresConnection::receiveNotice(void* self, const PGresult* notice) {
-  const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
-  const char* state = PQresultErrorField(notice, PG_DIAG_SQLSTATE);
-  auto& connection = *static_cast<PostgresConnection*>(self);
-  const bool fatal = severity != nullptr && (startsWith(severity, "FATAL") || startsWith(severity, "PANIC"));
-  const bool intervention = state != nullptr && startsWith(state, "57P");
-  // The server's last words to a connection, of no interest while nobody uses it.
-  if (fatal || (intervention && PQtransactionStatus(connection.handle()) != PQTRANS_ACTIVE)) {
-    connection.m_broken = true;
-    return;
+  const PostgresChannel::Deadline deadline = m_channel->connectDeadline();
+  ExecResult outcome = m_channel->askSimple(kSessionSettings);
+  PostgresResult result;
+  while (outcome.succeeded() && !m_channel->atRest()) {
+    if (!m_channel->next(result, deadline)) {
+      return postgresFailure("08001", "the server accepted the connection and then answered no more");
+    }
+    if (result && PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
+      outcome = postgresFailure(result.get(), m_channel->handle());
+    }
   }
-  const char* text = PQresultErrorField(notice, PG_DIAG_MESSAGE_PRIMARY);
-  try {
-    Logger::info(
-        LogScrubber::scrub(std::string("[VORNLib]postgresql ") + (severity == nullptr ? "" : severity) +
-                           ": " + (text == nullptr ? PQresultErrorMessage(notice) : text)),
-        {"PostgresConnection", "receiveNotice", __LINE__});
-  } catch (const std::bad_alloc&) {
-    // No exception may pass through the client library, which is written in C. The line is given up.
-    return;
-  }
+  return outcome;
 }
 
 bool PostgresConnection::usable() noexcept {
+  if (m_channel->broken()) return false;
   // Whatever arrives while a cursor streams, or has left rows behind, is its rows.
-  if (m_streaming != nullptr || m_abandoned) return !m_broken && PQstatus(handle()) == CONNECTION_OK;
-  // An exception may have cut off a conversation with the server.
-  if (PQtransactionStatus(handle()) == PQTRANS_ACTIVE) return false;
-  if (!m_broken && PQstatus(handle()) == CONNECTION_OK && Clock::now() - m_answered < kFresh) return true;
-  while (!m_broken && PQstatus(handle()) == CONNECTION_OK) {
-    pollfd socket{PQsocket(handle()), POLLIN, 0};
-    if (poll(&socket, 1, 0) <= 0) return true;
-    if (PQconsumeInput(handle()) != 1) return false;
-    // Also has the client library look at what arrived.
-    while (PGnotify* notification = PQnotifies(handle())) PQfreemem(notification);
-  }
-  return false;
-}
-
-void PostgresConnection::drainCursors() noexcept {
-  if (m_streaming != nullptr) m_streaming->moveToMemory();
+  if (!m_channel->atRest()) return m_streaming != nullptr || m_abandoned;
+  return PostgresChannel::Clock::now() - m_channel->lastAnswer() < kFresh || m_channel->isQuiet();
 }
 
 bool PostgresConnection::inTransaction() const noexcept {
-  switch (PQtransactionStatus(handle())) {
-    case PQTRANS_ACTIVE:
-      return m_transactionBefore;
-    case PQTRANS_INTRANS:
-    case PQTRANS_INERROR:
-      return true;
-    default:
-      return false;
+  if (!m_channel->atRest()) return m_transactionBefore;
+  const PGTransactionStatusType status = PQtransactionStatus(m_channel->handle());
+  return status == PQTRANS_INTRANS || status == PQTRANS_INERROR;
+}
+
+bool PostgresConnection::renew() noexcept {
+  if (!m_channel->atRest() || m_channel->broken()) return false;
+  if (!m_changed) return true;
+  try {
+    m_changed = !runQuietly(kReset, PostgresChannel::Clock::now() + kResetLimit);
+  } catch (...) {
+    m_channel->setBroken();
+  }
+  return !m_changed && !m_channel->broken();
+}
+
+bool PostgresConnection::runQuietly(const std::string& sql, const PostgresChannel::Deadline& deadline) {
+  bool good = m_channel->askSimple(sql).succeeded();
+  PostgresResult result;
+  while (!m_channel->atRest()) {
+    if (!m_channel->next(result, deadline)) return false;
+    const ExecStatusType status = PQresultStatus(result.get());
+    good = good && (!result || status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK);
+  }
+  return good;
+}
+
+void PostgresConnection::giveUp() noexcept {
+  m_channel->setBroken();
+  if (m_streaming != nullptr) std::exchange(m_streaming, nullptr)->detach();
+}
+
+void PostgresConnection::drainCursors() noexcept {
+  if (m_streaming == nullptr) return;
+  try {
+    m_streaming->moveToMemory();
+  } catch (...) {
+    giveUp();
   }
 }
 
 ExecResult PostgresConnection::begin() {
-  return run("begin");
+  std::uint64_t rows = 0;
+  return write("begin", rows);
 }
 
 ExecResult PostgresConnection::commit() {
-  return run("commit");
+  std::uint64_t rows = 0;
+  return write("commit", rows);
 }
 
+// Closing the connection rolls back as well, and takes no rows that nobody wants.
 ExecResult PostgresConnection::rollback() {
-  if (!m_abandoned || cancel()) return run("rollback");
-  m_broken = true;  // and rolled back by its end
-  return {};
+  if (m_abandoned && !m_channel->takeRest(kAbandonPatience)) {
+    giveUp();
+    return {};
+  }
+  std::uint64_t rows = 0;
+  return write("rollback", rows);
 }
 
 ExecResult PostgresConnection::read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) {
   ExecResult result = send(sql);
   if (!result.succeeded()) return result;
-  const EarlyEnd end = earlyEndOf(sql);
-  auto opened = std::make_unique<PostgresCursor>(*this, end);
+  auto opened = std::make_unique<PostgresCursor>(*this);
   result = opened->start();
-  // A write that returns rows may still fail behind the last of them.
-  if (result.succeeded() && end == EarlyEnd::Undoes) result = opened->moveToMemory();
-  if (result.succeeded()) result = checkCommitted(sql);
+  // A write that returns rows may still fail after the last of them.
+  if (result.succeeded() && opened->streams() && writesAndReturns(sql)) result = opened->moveToMemory();
+  result = checkKept(sql, std::move(result));
   if (result.succeeded()) cursor = std::move(opened);
   return result;
 }
 
 ExecResult PostgresConnection::write(const std::string& sql, std::uint64_t& rows) {
   ExecResult result = send(sql);
-  if (result.succeeded()) result = finish(PostgresResult(PQgetResult(handle())), &rows);
-  return result.succeeded() ? checkCommitted(sql) : result;
+  return result.succeeded() ? checkKept(sql, finish(&rows)) : result;
 }
 
-// The server takes the commit of a failed transaction for a rollback, and has no objection.
-ExecResult PostgresConnection::checkCommitted(const std::string& sql) const {
-  if (!m_rolledBack || !isCommit(sql)) return {};
+// The server answers a commit or a preparation of a failed transaction with a rollback, and with no
+// objection.
+ExecResult PostgresConnection::checkKept(const std::string& sql, ExecResult outcome) const {
+  if (!outcome.succeeded() || !m_rolledBack || isRollback(sql)) return outcome;
   return postgresFailure("25P02", "a statement of the transaction had failed; it was rolled back");
 }
 
@@ -195,33 +180,48 @@ ExecResult PostgresConnection::batch(const std::string& sql, const TypedRef& par
   return result.succeeded() ? PostgresBatch(*this, columns).run(sql, rows) : result;
 }
 
-ExecResult PostgresConnection::run(const std::string& sql) {
-  std::uint64_t rows = 0;
-  return write(sql, rows);
-}
-
-ExecResult PostgresConnection::send(const std::string& sql, int count, const char* const* values) {
+ExecResult PostgresConnection::makeReady() {
   if (m_streaming != nullptr) m_streaming->moveToMemory();
-  // A failure on the way failed the transaction, and shows there.
-  if (std::exchange(m_abandoned, false)) static_cast<void>(finish(PostgresResult(PQgetResult(handle()))));
+  if (std::exchange(m_abandoned, false) && !m_channel->atRest()) {
+    // A failure of the read has failed its transaction, and the server says so at the next statement.
+    static_cast<void>(finish());
+  }
   m_transactionBefore = inTransaction();
   m_rolledBack = false;
-  // The extended protocol has the server itself refuse a second statement.
-  if (PQsendQueryParams(handle(), sql.c_str(), count, nullptr, values, nullptr, nullptr, 0) != 1) {
-    m_broken = true;
-    return postgresConnectionLost(handle());
-  }
-  PQsetSingleRowMode(handle());
-  return {};
+  return m_channel->atRest() && !m_channel->broken() ? ExecResult() : m_channel->lost();
+}
+
+ExecResult PostgresConnection::send(const std::string& sql) {
+  ExecResult result = makeReady();
+  if (!result.succeeded()) return result;
+  noteStatement(sql);
+  return isCopy(sql) ? sendCopy(sql) : m_channel->ask(sql);
+}
+
+void PostgresConnection::noteStatement(const std::string& sql) {
+  m_changed = m_changed || mayChangeSession(sql);
+}
+
+// A copy goes by the simple protocol, which would also run a second statement: first the server has to agree
+// that there is only one.
+ExecResult PostgresConnection::sendCopy(const std::string& sql) {
+  ExecResult result = m_channel->askToParse(sql);
+  if (result.succeeded()) result = finish();
+  return result.succeeded() ? m_channel->askSimple(sql) : result;
+}
+
+ExecResult PostgresConnection::finish(std::uint64_t* rows) {
+  PostgresResult first;
+  return m_channel->next(first) ? finish(std::move(first), rows) : m_channel->lost();
 }
 
 ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows) {
   ExecResult outcome;
-  for (; result; result.reset(PQgetResult(handle()))) {
+  while (result) {
     ExecResult step;
     switch (PQresultStatus(result.get())) {
       case PGRES_SINGLE_TUPLE:
-        continue;
+        break;
       case PGRES_TUPLES_OK:
       case PGRES_COMMAND_OK:
         m_rolledBack = std::strcmp(PQcmdStatus(result.get()), "ROLLBACK") == 0;
@@ -234,86 +234,42 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
       case PGRES_COPY_OUT:
       case PGRES_COPY_BOTH:
         step = refuseCopy(PQresultStatus(result.get()));
-        if (m_broken) return step;
+        if (m_channel->broken()) return step;
         break;
       default:
-        step = postgresFailure(result.get(), handle());
+        step = postgresFailure(result.get(), m_channel->handle());
     }
-    if (outcome.succeeded()) outcome = std::move(step);
+    if (outcome.succeeded() && !step.succeeded()) outcome = std::move(step);
+    if (!m_channel->next(result)) return outcome.succeeded() ? m_channel->lost() : outcome;
   }
-  m_answered = Clock::now();
-  // An answer counts when it is complete: the commit of a statement comes behind its own outcome.
-  if (outcome.succeeded() && PQstatus(handle()) != CONNECTION_OK) outcome = postgresConnectionLost(handle());
   return outcome;
 }
 
 ExecResult PostgresConnection::refuseCopy(ExecStatusType status) {
+  const ExecResult refusal =
+      makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+  char* data = nullptr;
   if (status == PGRES_COPY_IN) {
-    if (PQputCopyEnd(handle(), "copy from stdin is not supported") != 1) m_broken = true;
-  } else if (status == PGRES_COPY_OUT) {
-    // In a transaction a cancellation would end that as well.
-    if (!m_transactionBefore && !cancel()) m_broken = true;
-    char* data = nullptr;
-    while (!m_broken && PQgetCopyData(handle(), &data, 0) > 0) PQfreemem(data);
+    m_channel->endCopy("copy from stdin is not supported");
+  } else if (status == PGRES_COPY_OUT && m_transactionBefore) {
+    // Without an end of the copy there is none of the transaction.
+    while (m_channel->takeCopyData(data)) PQfreemem(data);
   } else {
-    m_broken = true;
+    m_channel->setBroken();
   }
-  return makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+  return refusal;
 }
 
-void PostgresConnection::abandonRead(EarlyEnd end) {
-  if (takeRest(kAbandonPatience)) return;
-  // A cancelled read would take the whole transaction along.
-  m_abandoned = m_transactionBefore;
-  if (m_abandoned) return;
-  if (end == EarlyEnd::Harmless) {
-    if (!cancel() || !takeRest(kCancelPatience)) m_broken = true;
-    return;
+ExecResult PostgresConnection::abandonRead() {
+  if (m_channel->takeRest(kAbandonPatience)) return {};
+  if (m_transactionBefore && !m_channel->broken()) {
+    m_abandoned = true;
+    return {};
   }
-  const ExecResult result = finish(PostgresResult(PQgetResult(handle())));
-  if (result.succeeded()) return;
-  Logger::error(
-      static_cast<std::uint32_t>(result.errorCode()),
-      LogScrubber::scrub("[VORNLib]a read that was given up broke off: " + result.detail().value_or("")),
-      {"PostgresConnection", "abandonRead", __LINE__});
-}
-
-bool PostgresConnection::takeRest(int milliseconds) {
-  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-  for (;;) {
-    while (PQisBusy(handle()) == 0) {
-      if (!PostgresResult(PQgetResult(handle()))) return true;
-      if (Clock::now() > deadline) return false;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    pollfd socket{PQsocket(handle()), POLLIN, 0};
-    if (poll(&socket, 1, static_cast<int>(std::max<long>(left, 0))) <= 0) return false;
-    // A failure shows in the next result.
-    static_cast<void>(PQconsumeInput(handle()));
-  }
-}
-
-// A request has no time limit of its own, so it goes by a thread, which is left behind when it takes too
-// long. A cancellation that does not get through leaves the statement running, which the caller sees.
-// @return false when the request is still under way, or could not be made
-bool PostgresConnection::cancel() {
-  const std::shared_ptr<PGcancel> request(PQgetCancel(handle()), PQfreeCancel);
-  if (!request) return false;
-  std::promise<void> answered;
-  const std::future<void> answer = answered.get_future();
-  try {
-    std::thread([request, answered = std::move(answered)]() mutable {
-      sigset_t all;
-      sigfillset(&all);
-      pthread_sigmask(SIG_BLOCK, &all, nullptr);
-      char message[256];
-      static_cast<void>(PQcancel(request.get(), message, sizeof message));
-      answered.set_value();
-    }).detach();
-  } catch (const std::system_error&) {
-    return false;
-  }
-  return answer.wait_for(kCancelLimit) == std::future_status::ready;
+  m_channel->setBroken();
+  return makeFailure(LayerError::ConnectionLost,
+                     "a read that was given up did not end in time, so its connection was closed; whether "
+                     "anything that it wrote was kept is unknown");
 }
 
 }  // namespace vorn

@@ -1,19 +1,28 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 
 #include "exec/adapters/Store.h"
-#include "exec/adapters/postgres/PostgresDriver.h"
-#include "exec/adapters/postgres/PostgresResult.h"
-#include "exec/adapters/postgres/PostgresStatement.h"
+#include "exec/adapters/postgres/PostgresChannel.h"
 
 namespace vorn {
 
 class PostgresCursor;
 
 /// One connection to a PostgreSQL server.
+///
+/// Invariants:
+/// 1. Between two calls the channel is at rest, or its answer belongs to the cursor that streams, or to a
+/// read
+///    that was given up inside a transaction. Otherwise an exception has cut off a conversation, and the
+///    connection is not usable.
+/// 2. A statement is asked after the answer before it was taken whole: the rest of a streaming cursor moves
+/// into
+///    memory, the rest of a read that was given up is dropped.
+/// 3. A connection that goes back to the pool with a session that a statement may have changed is reset
+/// there,
+///    or closed.
 class PostgresConnection : public StoreConnection {
  public:
   static ExecResult open(const PostgresSettings& settings, std::unique_ptr<StoreConnection>& connection);
@@ -24,8 +33,8 @@ class PostgresConnection : public StoreConnection {
 
   bool usable() noexcept override;
   bool inTransaction() const noexcept override;
-  bool renew() noexcept override { return true; }
-  void giveUp() noexcept override { m_broken = true; }
+  bool renew() noexcept override;
+  void giveUp() noexcept override;
   void drainCursors() noexcept override;
   ExecResult begin() override;
   ExecResult commit() override;
@@ -34,55 +43,51 @@ class PostgresConnection : public StoreConnection {
   ExecResult write(const std::string& sql, std::uint64_t& rows) override;
   ExecResult batch(const std::string& sql, const TypedRef& parameters, std::uint64_t& rows) override;
 
-  PGconn* handle() const { return m_handle.get(); }
+  PostgresChannel& channel() noexcept { return *m_channel; }
 
-  /// Sends one statement with `count` parameters as text. Its answer comes row by row.
-  ExecResult send(const std::string& sql, int count = 0, const char* const* values = nullptr);
+  /// Makes the channel ready for a question, by taking what is left of the answer before it.
+  /// @return a failure when that cannot be done
+  ExecResult makeReady();
+
+  /// Takes note that a statement may change the session.
+  void noteStatement(const std::string& sql);
 
   /// Takes what is left of the answer, `result` first, up to its end. Rows are dropped, and a copy that the
   /// statement asks for is refused.
   /// @param rows  where to add the number of rows written, or null
   ExecResult finish(PostgresResult result, std::uint64_t* rows = nullptr);
 
+  /// Takes the whole answer.
+  ExecResult finish(std::uint64_t* rows = nullptr);
+
   /// @return the number of rows that the statement of an outcome has written
   static std::uint64_t rowsWritten(PGresult* result);
 
-  /// Runs one statement whose rows do not count.
-  ExecResult run(const std::string& sql);
-
   /// For the cursor that still waits for rows of the server.
-  void setStreaming(PostgresCursor* cursor) { m_streaming = cursor; }
+  void setStreaming(PostgresCursor* cursor) noexcept { m_streaming = cursor; }
 
-  /// Gets rid of what is left of a read: takes it if it is little or may undo something, and cancels the read
-  /// otherwise, or in a transaction leaves the rows until the connection is needed.
-  void abandonRead(EarlyEnd end);
-
-  /// Gives the connection up; it is closed instead of being used again.
-  void setBroken() { m_broken = true; }
+  /// Gets rid of what is left of a read. What is here within its patience is taken. After that, inside a
+  /// transaction the rows are left until the connection is needed; outside of one the connection is closed,
+  /// and with it the read's own transaction.
+  /// @return a failure when the read did not come to its end
+  ExecResult abandonRead();
 
  private:
-  using Clock = std::chrono::steady_clock;
+  explicit PostgresConnection(std::unique_ptr<PostgresChannel> channel);
 
-  struct Closer {
-    void operator()(PGconn* connection) const { PQfinish(connection); }
-  };
-
-  explicit PostgresConnection(std::unique_ptr<PGconn, Closer> handle);
-
-  static void receiveNotice(void* self, const PGresult* notice);
   ExecResult configure();
-  ExecResult checkCommitted(const std::string& sql) const;
+  ExecResult send(const std::string& sql);
+  ExecResult sendCopy(const std::string& sql);
   ExecResult refuseCopy(ExecStatusType status);
-  bool takeRest(int milliseconds);
-  bool cancel();
+  ExecResult checkKept(const std::string& sql, ExecResult outcome) const;
+  bool runQuietly(const std::string& sql, const PostgresChannel::Deadline& deadline);
 
-  std::unique_ptr<PGconn, Closer> m_handle;
+  std::unique_ptr<PostgresChannel> m_channel;
   PostgresCursor* m_streaming = nullptr;
-  bool m_transactionBefore = false;  ///< whether a transaction was open when the statement in work was sent
   bool m_abandoned = false;          ///< whether rows of a read that was given up are still to come
-  bool m_broken = false;
-  Clock::time_point m_answered;  ///< when the server last completed an answer
-  bool m_rolledBack = false;     ///< whether the last statement that succeeded ended in a rollback
+  bool m_transactionBefore = false;  ///< whether a transaction was open when the last statement was sent
+  bool m_rolledBack = false;         ///< whether the last statement that succeeded ended in a rollback
+  bool m_changed = false;            ///< whether a statement may have changed the session
 };
 
 }  // namespace vorn

@@ -11,8 +11,8 @@ constexpr std::size_t kBufferSize = 65536;
 
 }  // namespace
 
-PostgresCopyBuffer::PostgresCopyBuffer(PGconn* connection)
-    : m_connection(connection),
+PostgresCopyBuffer::PostgresCopyBuffer(PostgresChannel& channel)
+    : m_channel(channel),
       m_buffer(new char[kBufferSize]),
       m_end(m_buffer.get()),
       m_limit(m_end + kBufferSize) {}
@@ -33,7 +33,7 @@ bool PostgresCopyBuffer::append(const char* bytes, std::size_t size) {
 bool PostgresCopyBuffer::flush() {
   const auto size = static_cast<int>(m_end - m_buffer.get());
   m_end = m_buffer.get();
-  return size == 0 || PQputCopyData(m_connection, m_buffer.get(), size) == 1;
+  return size == 0 || m_channel.putCopyData(m_buffer.get(), size);
 }
 
 }  // namespace vorn

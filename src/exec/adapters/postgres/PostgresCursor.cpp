@@ -9,6 +9,7 @@
 #include "exec/adapters/LayerError.h"
 #include "exec/adapters/postgres/PostgresConnection.h"
 #include "exec/adapters/postgres/PostgresOid.h"
+#include "vorn/platform/logging.h"
 
 namespace vorn {
 
@@ -30,8 +31,7 @@ void setBytes(RowValue& target, const char* text) {
 
 }  // namespace
 
-PostgresCursor::PostgresCursor(PostgresConnection& connection, EarlyEnd end)
-    : m_connection(&connection), m_end(end) {
+PostgresCursor::PostgresCursor(PostgresConnection& connection) : m_connection(&connection) {
   connection.setStreaming(this);
 }
 
@@ -39,16 +39,25 @@ PostgresCursor::~PostgresCursor() {
   if (m_connection == nullptr) return;
   m_connection->setStreaming(nullptr);
   try {
-    m_connection->abandonRead(m_end);
-  } catch (const std::bad_alloc&) {
-    m_connection->setBroken();
+    const ExecResult result = m_connection->abandonRead();
+    if (result.succeeded()) return;
+    Logger::error(static_cast<std::uint32_t>(result.errorCode()),
+                  LogScrubber::scrub("[VORNLib]" + result.detail().value_or("")),
+                  {"PostgresCursor", "abandon", __LINE__});
+  } catch (...) {
+    m_connection->giveUp();
   }
 }
 
-void PostgresCursor::detach() {
-  m_failure = makeFailure(LayerError::ConnectionLost, "the connection of the result was closed");
+void PostgresCursor::end(ExecResult failure) noexcept {
+  m_failure = std::move(failure);
   m_row.reset();
+  if (m_connection != nullptr) std::exchange(m_connection, nullptr)->setStreaming(nullptr);
+}
+
+void PostgresCursor::detach() noexcept {
   m_connection = nullptr;
+  end(connectionClosed());
 }
 
 ExecResult PostgresCursor::start() {
@@ -56,20 +65,25 @@ ExecResult PostgresCursor::start() {
   return m_failure;
 }
 
-// Behind the last row comes the outcome of the statement, and with it the connection is free again.
+// After the last row comes the outcome of the statement, and with it the connection is free again.
 void PostgresCursor::advance() {
-  m_row.reset(PQgetResult(m_connection->handle()));
-  if (PQresultStatus(m_row.get()) == PGRES_SINGLE_TUPLE) return;
-  m_failure = m_connection->finish(std::move(m_row));
-  m_connection->setStreaming(nullptr);
-  m_connection = nullptr;
+  try {
+    if (!m_connection->channel().next(m_row)) return end(m_connection->channel().lost());
+    if (PQresultStatus(m_row.get()) == PGRES_SINGLE_TUPLE) return;
+    end(m_connection->finish(std::move(m_row)));
+  } catch (...) {
+    // What was cut off cannot be gone on with.
+    m_connection->giveUp();
+    end(outOfMemory());
+    throw;
+  }
 }
 
 StoreCursor::Fetch PostgresCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
   if (m_buffered && m_buffer.pop(row)) return Fetch::Row;
   if (m_connection != nullptr && !m_row) advance();
   if (m_row) {
-    readRow(row);
+    readRow(row);  // a row that could not be read is still there for the next call
     m_row.reset();
     return Fetch::Row;
   }
@@ -85,6 +99,7 @@ ExecResult PostgresCursor::moveToMemory() {
     if (m_row) {
       readRow(row);
       m_buffer.push(row);
+      m_row.reset();
     }
     advance();
   }

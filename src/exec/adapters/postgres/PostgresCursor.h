@@ -5,7 +5,6 @@
 #include "exec/adapters/RowBuffer.h"
 #include "exec/adapters/Store.h"
 #include "exec/adapters/postgres/PostgresResult.h"
-#include "exec/adapters/postgres/PostgresStatement.h"
 
 namespace vorn {
 
@@ -18,8 +17,7 @@ class PostgresConnection;
 class PostgresCursor : public StoreCursor {
  public:
   /// @param connection  has sent the statement
-  /// @param end  what the statement loses when it ends early
-  PostgresCursor(PostgresConnection& connection, EarlyEnd end);
+  explicit PostgresCursor(PostgresConnection& connection);
   ~PostgresCursor() override;
   PostgresCursor(const PostgresCursor&) = delete;
   PostgresCursor& operator=(const PostgresCursor&) = delete;
@@ -27,14 +25,18 @@ class PostgresCursor : public StoreCursor {
   /// Waits for the first row.
   ExecResult start();
 
+  /// @return whether rows of the server are still to come
+  bool streams() const noexcept { return m_connection != nullptr; }
+
   Fetch fetch(std::vector<RowValue>& row, ExecResult& failure) override;
 
-  /// Moves the remaining rows into memory. A failure on the way is delivered behind the rows before it.
+  /// Moves the remaining rows into memory. A failure on the way is delivered after the rows before it. After
+  /// an exception, too, the cursor delivers the rows that it has, and then a failure.
   /// @return the failure, or success
   ExecResult moveToMemory();
 
   /// The connection is going away.
-  void detach();
+  void detach() noexcept;
 
  private:
   enum class Form : unsigned char { Text, Integer, Real, Boolean, Bytes };
@@ -42,11 +44,11 @@ class PostgresCursor : public StoreCursor {
   static Form formOf(Oid type);
   static void setValue(RowValue& target, Form form, const char* text, std::size_t size);
   void advance();
+  void end(ExecResult failure) noexcept;
   void readRow(std::vector<RowValue>& row);
 
   PostgresConnection* m_connection;  ///< null once the server's answer is complete
-  const EarlyEnd m_end;
-  PostgresResult m_row;  ///< the next row, when it is here already
+  PostgresResult m_row;              ///< the next row, when it is here already
   std::vector<Form> m_forms;
   RowBuffer m_buffer;
   bool m_buffered = false;

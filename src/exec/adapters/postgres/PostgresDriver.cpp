@@ -2,10 +2,12 @@
 
 #include <libpq-fe.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <new>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -27,12 +29,50 @@ constexpr const char* kWordOptions[][2] = {
 
 constexpr char kConnectTimeout[] = "connect_timeout";
 
-// Without limits a host that answers nothing would hold the caller for minutes when it connects, for a
-// quarter of an hour when it sends, and for two hours when it waits. Seconds, tcp_user_timeout milliseconds.
+// Without limits a host that answers nothing would hold the caller for minutes when it connects and for two
+// hours when it waits. Seconds. A limit on unacknowledged bytes is the channel's: the kernel's own,
+// tcp_user_timeout, also ends a connection whose server merely takes its time.
 constexpr const char* kDefaultLimits[][2] = {
-    {kConnectTimeout, "10"},       {"tcp_user_timeout", "30000"}, {"keepalives_idle", "30"},
-    {"keepalives_interval", "10"}, {"keepalives_count", "3"},
+    {kConnectTimeout, "10"},
+    {"keepalives_idle", "30"},
+    {"keepalives_interval", "10"},
+    {"keepalives_count", "3"},
 };
+
+// What a service file says about the limits. The client library reads the file when it connects; here it is
+// led to a socket that cannot exist.
+PostgresSettings limitsOfService(const PostgresSettings& settings) {
+  std::string service;
+  if (const auto found = settings.find("service"); found != settings.end()) service = found->second;
+  const char* const keywords[] = {"service", "host", nullptr};
+  const char* const values[] = {service.empty() ? nullptr : service.c_str(), "/nonexistent", nullptr};
+  const std::unique_ptr<PGconn, void (*)(PGconn*)> probe(PQconnectStartParams(keywords, values, 0), PQfinish);
+  if (!probe) throw std::bad_alloc();
+  const OptionList effective(PQconninfo(probe.get()), PQconninfoFree);
+  PostgresSettings limits;
+  for (const PQconninfoOption* option = effective.get(); option != nullptr && option->keyword != nullptr;
+       ++option) {
+    const bool isLimit =
+        std::any_of(std::begin(kDefaultLimits), std::end(kDefaultLimits),
+                    [option](const auto& limit) { return std::string_view(option->keyword) == limit[0]; });
+    if (isLimit && option->val != nullptr && *option->val != '\0') limits[option->keyword] = option->val;
+  }
+  return limits;
+}
+
+// What the URL says about the limits comes first, then a service file, the environment, and the defaults
+// here.
+PostgresSettings withLimits(PostgresSettings settings) {
+  if (settings.count("service") > 0 || std::getenv("PGSERVICE") != nullptr) {
+    settings.merge(limitsOfService(settings));
+  }
+  for (const auto& [name, value] : kDefaultLimits) {
+    const bool chosen =
+        std::string_view(name) == kConnectTimeout && std::getenv("PGCONNECT_TIMEOUT") != nullptr;
+    if (!chosen) settings.emplace(name, value);
+  }
+  return settings;
+}
 
 bool isKeyword(const std::string& name) {
   const OptionList known(PQconndefaults(), PQconninfoFree);
@@ -102,7 +142,7 @@ ExecResult malformed() {
 
 ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr<StoreDriver>& driver) {
   const std::string authority = url.location().substr(0, url.location().find('/', 2));
-  // Of two signs the client library takes the first, and what follows in a password for a host.
+  // libpq splits at the first '@'; with two of them part of the password would become the host name.
   if (authority.rfind("//", 0) != 0 || authority.find('@') != authority.rfind('@')) return malformed();
   ExecResult result = checkOptions(url);
   if (!result.succeeded()) return result;
@@ -117,10 +157,6 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
   // Texts travel as UTF-8 whatever the database keeps them in.
   settings["client_encoding"] = "UTF8";
   settings.emplace("fallback_application_name", "vorn");
-  for (const auto& [name, value] : kDefaultLimits) {
-    const bool chosen = name == kConnectTimeout && std::getenv("PGCONNECT_TIMEOUT") != nullptr;
-    if (!chosen) settings.emplace(name, value);
-  }
   driver = std::make_shared<PostgresDriver>(std::move(settings));
   return result;
 }
@@ -128,7 +164,7 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
 PostgresDriver::PostgresDriver(PostgresSettings settings) : m_settings(std::move(settings)) {}
 
 ExecResult PostgresDriver::open(std::unique_ptr<StoreConnection>& connection) {
-  return PostgresConnection::open(m_settings, connection);
+  return PostgresConnection::open(withLimits(m_settings), connection);
 }
 
 }  // namespace vorn

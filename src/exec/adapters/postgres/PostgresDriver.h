@@ -1,18 +1,16 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 
 #include "exec/adapters/Store.h"
 #include "exec/adapters/StoreUrl.h"
+#include "exec/adapters/postgres/PostgresSettings.h"
 
 namespace vorn {
 
-/// The client library's own connection keywords and their values.
-using PostgresSettings = std::map<std::string, std::string>;
-
-/// Makes the driver of `postgresql://…`. Every connection keyword of the client library is an option.
+/// Makes the driver of `postgresql://…` and `postgres://…`. Every connection keyword of the client library is
+/// an option.
 ExecResult makePostgresDriver(StoreUrl& url, const std::string& sessionName,
                               std::shared_ptr<StoreDriver>& driver);
 

@@ -40,14 +40,63 @@ std::pair<std::size_t, std::size_t> quotedPart(const std::string& message) {
 }
 
 // A syntax error quotes the text at which the parser stopped, which may be a literal, and an unfinished one
-// up to the end of the statement; only a single word or sign stays. A data exception quotes the value.
-std::string withoutStatementText(const std::string& message, bool isSyntaxError) {
+// up to the end of the statement; only a single word or sign stays.
+std::string withoutStatementText(const std::string& message) {
   const auto [open, close] = quotedPart(message);
-  if (open == close) return isSyntaxError ? message.substr(0, message.find('\'')) : message;
+  if (open == close) return message.substr(0, message.find('\''));
   const std::string token = message.substr(open, close - open);
   const bool isSign = token.size() <= 2 && token.find_first_of("'\"$") == std::string::npos;
-  if (isSyntaxError && (isWord(token) || isSign)) return message;
+  if (isWord(token) || isSign) return message;
   return message.substr(0, open) + "..." + message.substr(close);
+}
+
+std::string withoutQuotedPart(const std::string& message) {
+  const auto [open, close] = quotedPart(message);
+  return open == close ? message : message.substr(0, open) + "..." + message.substr(close);
+}
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// The length of a type, as in varchar(5), may stay.
+bool isTypeLength(const std::string& message, std::size_t at) {
+  const std::size_t before = message.find_last_not_of("0123456789,", at == 0 ? 0 : at - 1);
+  return at > 0 && before != std::string::npos && before > 0 && message[before] == '(' &&
+         isWord(std::string(1, message[before - 1]));
+}
+
+// A message about a value shows it in quotes, after a colon, or as a bare number.
+std::string withoutValues(const std::string& message) {
+  const std::string unquoted = withoutQuotedPart(message);
+  std::string clean;
+  for (std::size_t at = 0; at < unquoted.size();) {
+    const bool startsNumber = isDigit(unquoted[at]) && (at == 0 || !isWord(std::string(1, unquoted[at - 1])));
+    if (startsNumber && !isTypeLength(unquoted, at)) {
+      at = std::min(unquoted.find_first_not_of("0123456789.eE+-", at), unquoted.size());
+      clean += "...";
+    } else if (unquoted.compare(at, 2, ": ") == 0 && unquoted.find("...", at) == std::string::npos) {
+      return clean + ": ...";
+    } else {
+      clean += unquoted[at++];
+    }
+  }
+  return clean;
+}
+
+// Where the server looks a name up that was a value: in a cast to regclass and its like.
+bool looksUpValue(const char* source) {
+  constexpr std::string_view kPlaces[] = {
+      "RangeVarGetRelidExtended", "get_role_oid",    "get_namespace_oid", "get_collation_oid",
+      "get_ts_config_oid",        "get_ts_dict_oid", "get_database_oid",  "parseTypeString"};
+  const std::string_view place = source == nullptr ? "" : source;
+  return place.substr(0, 3) == "reg" ||
+         std::find(std::begin(kPlaces), std::end(kPlaces), place) != std::end(kPlaces);
+}
+
+// Data exceptions, and limits of the server that a value passed.
+bool isAboutValue(std::string_view state) {
+  return (state.substr(0, 2) == "22" && state != kWrongEncoding) || state.substr(0, 2) == "54";
 }
 
 // Where "ABCDE: " begins behind a severity and two blanks, as verbose messages have it; npos for nowhere. The
@@ -62,6 +111,12 @@ std::size_t stateInMessage(const std::string& message) {
     }
   }
   return std::string::npos;
+}
+
+// What the client library reports in the server's place.
+ExecResult clientFailure(const std::string& message) {
+  const bool noMemory = message.find("out of memory") != std::string::npos;
+  return makeFailure(noMemory ? LayerError::OutOfMemory : LayerError::ConnectionLost, message);
 }
 
 }  // namespace
@@ -88,18 +143,18 @@ ExecResult postgresFailure(const char* state, const std::string& message) {
 ExecResult postgresFailure(const PGresult* result, const PGconn* connection) {
   if (result == nullptr) return postgresConnectionLost(connection);
   const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-  if (state == nullptr) return makeFailure(LayerError::ConnectionLost, PQresultErrorMessage(result));
   const char* primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
   const std::string message = primary == nullptr ? PQresultErrorMessage(result) : primary;
-  const bool isSyntaxError = std::strcmp(state, kSyntaxError) == 0;
-  const bool isDataException = std::strncmp(state, "22", 2) == 0 && std::strcmp(state, kWrongEncoding) != 0;
-  if (!isSyntaxError && !isDataException) return postgresFailure(state, message);
-  // The one syntax error that is found behind the parser: several statements where one is allowed.
+  if (state == nullptr) return clientFailure(message);
   const char* source = PQresultErrorField(result, PG_DIAG_SOURCE_FUNCTION);
-  if (isSyntaxError && source != nullptr && std::strcmp(source, "exec_parse_message") == 0) {
+  if (isAboutValue(state)) return postgresFailure(state, withoutValues(message));
+  if (looksUpValue(source)) return postgresFailure(state, withoutQuotedPart(message));
+  if (std::strcmp(state, kSyntaxError) != 0) return postgresFailure(state, message);
+  // The one syntax error that is found after parsing: several statements where one is allowed.
+  if (source != nullptr && std::strcmp(source, "exec_parse_message") == 0) {
     return makeFailure(LayerError::MultipleStatements, message);
   }
-  return postgresFailure(state, withoutStatementText(message, isSyntaxError));
+  return postgresFailure(state, withoutStatementText(message));
 }
 
 ExecResult postgresConnectionLost(const PGconn* connection) {
@@ -110,9 +165,10 @@ ExecResult postgresConnectFailure(const PGconn* connection) {
   const std::string message = PQerrorMessage(connection);
   const std::size_t state = stateInMessage(message);
   if (state == std::string::npos) return postgresFailure(kCannotConnect, message);
-  const std::size_t text = state + kStateLength + 2;
-  return postgresFailure(message.substr(state, kStateLength).c_str(),
-                         message.substr(text, message.find('\n', text) - text));
+  const std::size_t begin = state + kStateLength + 2;
+  const std::string text = message.substr(begin, message.find('\n', begin) - begin);
+  const std::string code = message.substr(state, kStateLength);
+  return postgresFailure(code.c_str(), isAboutValue(code) ? withoutValues(text) : text);
 }
 
 }  // namespace vorn

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 #include "exec/adapters/SqlText.h"
 
@@ -10,131 +11,167 @@ namespace vorn {
 
 namespace {
 
-char lowerCase(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool isLetter(char c) {
-  return c >= 'a' && c <= 'z';
-}
-
-// What may stand before a parenthesis in a query that writes nothing, in byte-wise order.
+// What may stand before a parenthesis in a statement that leaves nothing behind in its session, in byte-wise
+// order: words of the language, and the built-in functions that are called most.
 // clang-format off
 constexpr std::string_view kHarmless[] = {
     "abs", "age", "all", "and", "any", "array", "array_agg", "as", "ascii", "avg", "between",
-    "bool_and", "bool_or", "btrim", "by", "case", "cast", "ceil", "char", "char_length", "chr",
-    "coalesce", "concat", "concat_ws", "count", "date_part", "date_trunc", "decimal", "dense_rank",
-    "distinct", "else", "every", "except", "exists", "extract", "filter", "first_value", "floor",
-    "format", "from", "generate_series", "greatest", "having", "in", "initcap", "intersect", "join",
-    "json_agg", "json_build_object", "jsonb_agg", "jsonb_build_object", "lag", "last_value", "lateral",
-    "lead", "least", "left", "length", "like", "limit", "lower", "lpad", "ltrim", "make_date",
-    "materialized", "max", "md5", "min", "mod", "not", "now", "nth_value", "ntile", "nullif", "numeric",
-    "offset", "on", "or", "over", "partition", "position", "power", "rank", "regexp_replace", "repeat",
-    "replace", "reverse", "right", "round", "row", "row_number", "rpad", "rtrim", "select", "sign",
-    "some", "split_part", "sqrt", "stddev", "string_agg", "string_to_array", "strpos", "substr",
-    "substring", "sum", "then", "timestamp", "to_char", "to_date", "to_json", "to_jsonb",
-    "to_timestamp", "trim", "trunc", "union", "unnest", "upper", "using", "values", "varchar", "when",
-    "where",
+    "bool_and", "bool_or", "btrim", "by", "case", "cast", "ceil", "char", "char_length", "check", "chr",
+    "clock_timestamp", "coalesce", "concat", "concat_ws", "conflict", "count", "current_setting", "currval",
+    "date_part", "date_trunc", "decimal", "default", "dense_rank", "distinct", "else", "every", "except",
+    "exists", "extract", "filter", "first_value", "floor", "format", "from", "gen_random_uuid",
+    "generate_series", "greatest", "having", "in", "initcap", "intersect", "join", "json_agg",
+    "json_build_object", "jsonb_agg", "jsonb_build_object", "key", "lag", "last_value", "lateral", "lead",
+    "least", "left", "length", "like", "limit", "lower", "lpad", "ltrim", "make_date", "materialized", "max",
+    "md5", "min", "mod", "nextval", "not", "now", "nth_value", "ntile", "nullif", "numeric", "offset", "on",
+    "or", "over", "partition", "pg_backend_pid", "pg_sleep", "position", "power", "random", "range", "rank",
+    "regexp_replace", "repeat", "replace", "returning", "reverse", "right", "round", "row", "row_number",
+    "rpad", "rtrim", "select", "set", "sign", "some", "split_part", "sqrt", "stddev", "string_agg",
+    "string_to_array", "strpos", "substr", "substring", "sum", "then", "timestamp", "to_char", "to_date",
+    "to_json", "to_jsonb", "to_timestamp", "trim", "trunc", "txid_current", "union", "unique", "unnest",
+    "upper", "using", "values", "varchar", "version", "when", "where",
+};
+
+// First words of statements that leave nothing behind in their session but by the functions that they call and
+// the temporary objects that they name.
+constexpr std::string_view kPlain[] = {
+    "abort", "alter", "analyze", "begin", "checkpoint", "close", "cluster", "comment", "commit", "create",
+    "delete", "drop", "end", "explain", "fetch", "grant", "insert", "lock", "merge", "move", "notify",
+    "refresh", "reindex", "release", "revoke", "rollback", "savepoint", "select", "show", "start", "table",
+    "truncate", "update", "vacuum", "values", "with",
 };
 // clang-format on
 
 static_assert(std::is_sorted(std::begin(kHarmless), std::end(kHarmless)));
+static_assert(std::is_sorted(std::begin(kPlain), std::end(kPlain)));
 
-// The first word, behind blanks, comments and parentheses.
-std::string_view firstWord(const std::string& sql) {
-  std::size_t at = 0;
-  for (;;) {
-    at = sql.find_first_not_of(" \t\r\n\f\v(;", at);
-    if (at == std::string::npos) return {};
-    if (sql[at] != '-' && sql[at] != '/') break;
-    const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
-    if (end == at) break;
-    at = end;
-  }
-  std::size_t end = at;
-  while (end < sql.size() && isLetter(lowerCase(sql[end]))) ++end;
-  return std::string_view(sql).substr(at, end - at);
+template <std::size_t Size>
+bool isIn(const std::string_view (&words)[Size], std::string_view word) {
+  return std::binary_search(std::begin(words), std::end(words), word);
 }
 
-/// @param word  in lower case
-bool is(std::string_view text, std::string_view word) {
-  return text.size() == word.size() &&
-         std::equal(text.begin(), text.end(), word.begin(),
-                    [](char left, char right) { return lowerCase(left) == right; });
+char lowerCase(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-bool mentions(const std::string& sql, const std::string& word) {
-  const auto same = [](char left, char right) { return lowerCase(left) == right; };
-  return std::search(sql.begin(), sql.end(), word.begin(), word.end(), same) != sql.end();
-}
+/// A statement's words and signs, one after the other. Literals and comments are passed over.
+class Words {
+ public:
+  explicit Words(const std::string& sql) : m_sql(sql) {}
 
-// as g(n), with w(n), cast(x as numeric(4))
-bool introducesName(const std::string& word) {
-  return word == "as" || word == "with" || word == "recursive";
-}
-
-// Whether anything before a parenthesis may be a function that writes.
-bool callsUnknown(const std::string& sql) {
-  if (sql.find('(') == std::string::npos) return false;
-  std::string word;        // the last one, in lower case
-  bool qualified = false;  // whether it stands behind a dot
-  bool alias = false;      // whether its parentheses hold names or a length
-  char last = ' ';         // the last byte that is no blank
-  for (std::size_t at = 0; at < sql.size();) {
-    const std::size_t end = opaqueEnd(sql, at, SqlDialect::Postgres);
-    if (end > at) {
-      const bool name = sql[at] == '"';
-      if (name) {
-        alias = introducesName(word);
-        word.assign(1, '"');
-      }
-      if (name || sql[at] == '\'' || sql[at] == '$') last = sql[end - 1];
-      at = end;
-    } else if (isIdentifierByte(sql[at])) {
-      qualified = last == '.';
-      alias = introducesName(word);
-      for (word.clear(); at < sql.size() && isIdentifierByte(sql[at]); ++at) word += lowerCase(sql[at]);
-      last = sql[at - 1];
-    } else {
-      const bool behindWord = isIdentifierByte(last) || last == '"';
-      if (sql[at] == '(' && behindWord && !alias &&
-          (qualified || !std::binary_search(std::begin(kHarmless), std::end(kHarmless), word))) {
+  /// Goes on to the next token. @return false at the end
+  bool next() {
+    m_previous.swap(m_word);
+    while (m_at < m_sql.size()) {
+      const std::size_t end = opaqueEnd(m_sql, m_at, SqlDialect::Postgres);
+      if (end > m_at) {
+        const std::size_t begin = std::exchange(m_at, end);
+        const char first = m_sql[begin];
+        if (first == '-' || first == '/') continue;
+        // A literal is a sign. A quoted name is a word that equals no other, but for the temporary schema.
+        m_word.assign(first == '"' && m_sql.compare(begin + 1, 7, "pg_temp") == 0 ? "pg_temp"
+                      : first == '"'                                              ? "\""
+                                                                                  : "'");
         return true;
       }
-      if (sql[at] != ' ' && sql[at] != '\n' && sql[at] != '\t' && sql[at] != '\r') last = sql[at];
-      ++at;
+      if (isIdentifierByte(m_sql[m_at])) {
+        m_word.clear();
+        for (; m_at < m_sql.size() && isIdentifierByte(m_sql[m_at]); ++m_at) m_word += lowerCase(m_sql[m_at]);
+        return true;
+      }
+      const char sign = m_sql[m_at++];
+      if (sign == ' ' || sign == '\n' || sign == '\t' || sign == '\r' || sign == '\f' || sign == '\v')
+        continue;
+      m_word.assign(1, sign);
+      return true;
     }
+    m_word.clear();
+    return false;
+  }
+
+  /// @return the word in lower case, or one character that is none of an unquoted word
+  const std::string& word() const { return m_word; }
+  const std::string& previous() const { return m_previous; }
+  bool isName() const { return isIdentifierByte(m_word[0]) || m_word[0] == '"'; }
+
+ private:
+  const std::string& m_sql;
+  std::size_t m_at = 0;
+  std::string m_word;
+  std::string m_previous;
+};
+
+// To the first word, which may stand after parentheses.
+bool toFirstWord(Words& words) {
+  while (words.next()) {
+    if (words.word() != "(" && words.word() != ";") return true;
   }
   return false;
 }
 
+// What stands before a name whose parentheses hold names or a length: as g(n), with w(n), into t (a, b)
+bool introducesName(const std::string& word) {
+  return word == "as" || word == "with" || word == "recursive" || word == "into" || word == "table";
+}
+
+bool isTemporary(const std::string& word) {
+  return word == "temp" || word == "temporary" || word.compare(0, 7, "pg_temp") == 0;
+}
+
+bool isModification(const std::string& word) {
+  return word == "insert" || word == "update" || word == "delete" || word == "merge";
+}
+
 }  // namespace
 
-EarlyEnd earlyEndOf(const std::string& sql) {
-  const std::string_view word = firstWord(sql);
-  const bool query = is(word, "select") || is(word, "values") || is(word, "table") || is(word, "show") ||
-                     (is(word, "with") && !mentions(sql, "insert") && !mentions(sql, "update") &&
-                      !mentions(sql, "delete") && !mentions(sql, "merge"));
-  if (!query) return EarlyEnd::Undoes;
-  return callsUnknown(sql) ? EarlyEnd::MayUndo : EarlyEnd::Harmless;
+bool writesAndReturns(const std::string& sql) {
+  Words words(sql);
+  if (!toFirstWord(words)) return true;
+  const std::string first = words.word();
+  if (first == "with") {
+    // A part of the query that modifies begins after its parenthesis, the whole after the last one.
+    while (words.next()) {
+      if (isModification(words.word()) && (words.previous() == "(" || words.previous() == ")")) return true;
+    }
+    return false;
+  }
+  return first != "select" && first != "values" && first != "table" && first != "show" && first != "fetch" &&
+         first != "execute" && first != "explain";
 }
 
-bool isCommit(const std::string& sql) {
-  const std::string_view word = firstWord(sql);
-  return is(word, "commit") || is(word, "end");
+bool isCopy(const std::string& sql) {
+  Words words(sql);
+  return toFirstWord(words) && words.word() == "copy";
 }
 
-std::string foldIdentifier(const std::string& identifier) {
-  std::string folded;
-  if (identifier.empty() || identifier.front() != '"') {
-    std::transform(identifier.begin(), identifier.end(), std::back_inserter(folded), lowerCase);
-    return folded;
+bool isRollback(const std::string& sql) {
+  Words words(sql);
+  return toFirstWord(words) && (words.word() == "rollback" || words.word() == "abort");
+}
+
+bool mayChangeSession(const std::string& sql) {
+  Words words(sql);
+  if (!toFirstWord(words)) return false;
+  if (words.word() == "set") {
+    // These end with the transaction.
+    return !words.next() ||
+           (words.word() != "local" && words.word() != "transaction" && words.word() != "constraints");
   }
-  for (std::size_t at = 1; at + 1 < identifier.size(); ++at) {
-    folded += identifier[at];
-    if (identifier[at] == '"') ++at;  // a doubled quote
+  if (!isIn(kPlain, words.word())) return true;
+  bool qualified = false;  // whether the last name stands after a dot
+  bool introduced = false;
+  bool name = true;  // whether the last token is a name
+  while (words.next()) {
+    const std::string& word = words.word();
+    if (word == "(" && name && !introduced && (qualified || !isIn(kHarmless, words.previous()))) return true;
+    if (isTemporary(word)) return true;
+    name = words.isName();
+    if (name) {
+      qualified = words.previous() == ".";
+      introduced = qualified ? introduced : introducesName(words.previous());
+    }
   }
-  return folded;
+  return false;
 }
 
 }  // namespace vorn

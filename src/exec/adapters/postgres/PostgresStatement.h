@@ -4,20 +4,19 @@
 
 namespace vorn {
 
-/// What a statement that returns rows may lose when it ends before its last row.
-enum class EarlyEnd : unsigned char {
-  Harmless,  ///< it certainly is a query
-  MayUndo,   ///< a query, but a function that it calls may write
-  Undoes,    ///< it writes
-};
+/// @return whether a statement that returns rows also writes, as far as its text shows. Such a statement may
+///         still fail after its last row. What a function writes does not show.
+bool writesAndReturns(const std::string& sql);
 
-/// @return what the text of a statement tells of its early end
-EarlyEnd earlyEndOf(const std::string& sql);
+/// @return whether the statement is a COPY, the one statement that may ask for data
+bool isCopy(const std::string& sql);
 
-/// @return whether the statement asks for the end of the transaction with everything kept
-bool isCommit(const std::string& sql);
+/// @return whether the statement asks for the end of the transaction with nothing kept, or for a savepoint
+bool isRollback(const std::string& sql);
 
-/// @return an identifier as the server keeps it: without quotes, or in lower case
-std::string foldIdentifier(const std::string& identifier);
+/// @return whether the statement may leave something behind in its session: settings, a role, temporary
+///         objects, locks, listening. A call of a function counts unless it is a common built-in one; what a
+///         trigger, a view or an operator calls does not show.
+bool mayChangeSession(const std::string& sql);
 
 }  // namespace vorn

@@ -23,13 +23,15 @@ char* writeReal(char* out, double value) {
   return std::copy(word.begin(), word.end(), out);
 }
 
+// The escaped form has one meaning, whatever a statement has set the session to.
 void appendQuoted(std::string& out, const std::string& text) {
-  out += '"';
+  const bool escapes = text.find('\\') != std::string::npos;
+  out += escapes ? "E'" : "'";
   for (const char c : text) {
-    if (c == '"' || c == '\\') out += '\\';
+    if (c == '\'' || (escapes && c == '\\')) out += c;
     out += c;
   }
-  out += '"';
+  out += '\'';
 }
 
 }  // namespace
@@ -48,22 +50,11 @@ char* writePostgresNumber(char* out, const BatchColumn& column, std::size_t row)
   }
 }
 
-void appendToPostgresArray(std::string& array, const BatchColumn& column, std::size_t row) {
-  array += array.empty() ? '{' : ',';
-  if (column.elementCode == element_code::kString) {
-    appendQuoted(array, column.text(row));
-  } else {
-    char number[kPostgresNumberSize];
-    array.append(number, writePostgresNumber(number, column, row));
-  }
-}
-
-std::string postgresArray(const std::vector<std::string>& texts) {
-  const std::string unnamed;
-  const BatchColumn column{&unnamed, element_code::kString, texts.data()};
-  std::string array;
-  for (std::size_t row = 0; row < texts.size(); ++row) appendToPostgresArray(array, column, row);
-  return texts.empty() ? "{}" : array + "}";
+void appendPostgresLiteral(std::string& sql, const BatchColumn& column, std::size_t row) {
+  if (column.elementCode == element_code::kString) return appendQuoted(sql, column.text(row));
+  char number[kPostgresNumberSize];
+  const char* const end = writePostgresNumber(number, column, row);
+  sql.append(1, '\'').append(number, static_cast<std::size_t>(end - number)).append(1, '\'');
 }
 
 ExecResult refuseZeroBytes(const BatchColumns& columns) {

@@ -14,14 +14,10 @@ constexpr std::size_t kPostgresNumberSize = 40;
 /// @return the end of what was written
 char* writePostgresNumber(char* out, const BatchColumn& column, std::size_t row);
 
-/// Appends a value to an array literal that still lacks its closing brace; to an empty text the opening one
-/// too.
-void appendToPostgresArray(std::string& array, const BatchColumn& column, std::size_t row);
+/// Appends a value as a literal without a type, which the server reads by the input of the value's column.
+void appendPostgresLiteral(std::string& sql, const BatchColumn& column, std::size_t row);
 
-/// @return an array literal of texts
-std::string postgresArray(const std::vector<std::string>& texts);
-
-/// Texts that travel as parameters end at a zero byte, which would cut them off unseen.
+/// Texts of a statement and of its parameters end at a zero byte, which would cut them off unseen.
 /// @return the failure that the server has for a zero byte, or success
 ExecResult refuseZeroBytes(const BatchColumns& columns);
 

@@ -74,8 +74,8 @@ bool putText(PostgresCopyBuffer& buffer, const std::string& text) {
 
 }  // namespace
 
-bool PostgresTextCopy::send(PGconn* connection) const {
-  PostgresCopyBuffer buffer(connection);
+bool PostgresTextCopy::send(PostgresChannel& channel) const {
+  PostgresCopyBuffer buffer(channel);
   for (std::size_t row = 0; row < m_columns.rows(); ++row) {
     for (std::size_t index = 0; index < m_columns.size(); ++index) {
       const BatchColumn& column = m_columns[index];

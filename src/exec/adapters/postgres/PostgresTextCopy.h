@@ -1,8 +1,7 @@
 #pragma once
 
-#include <libpq-fe.h>
-
 #include "exec/adapters/BatchColumns.h"
+#include "exec/adapters/postgres/PostgresChannel.h"
 
 namespace vorn {
 
@@ -12,9 +11,9 @@ class PostgresTextCopy {
  public:
   explicit PostgresTextCopy(const BatchColumns& columns) : m_columns(columns) {}
 
-  /// Sends all rows to a connection that waits for them.
-  /// @return false when the connection takes no more, whose next answer tells why
-  bool send(PGconn* connection) const;
+  /// Sends all rows to a channel that waits for them.
+  /// @return false when the server takes no more; its answer then says why
+  bool send(PostgresChannel& channel) const;
 
  private:
   const BatchColumns& m_columns;

@@ -7,18 +7,12 @@ namespace vorn {
 
 namespace {
 
-// The limits of plain notation. Outside of them the exponent form keeps the text short; inside, the digits
-// before the point are the number's own, which counts when a real is read as an integer.
-constexpr double kPlainFrom = 1e-4;
-constexpr double kPlainBelow = 1e16;
-
+// Never an exponent: what reads an integer stops at the first byte that is no digit, so the digits before the
+// point have to be the number's own, all of them.
 char* writeReal(char* first, char* last, double real) {
   if (std::isnan(real)) return std::to_chars(first, last, std::abs(real)).ptr;
-  const double magnitude = std::fabs(real);
-  const bool plain = magnitude == 0 || (magnitude >= kPlainFrom && magnitude < kPlainBelow);
-  if (!plain) return std::to_chars(first, last, real, std::chars_format::scientific).ptr;
   char* end = std::to_chars(first, last, real, std::chars_format::fixed).ptr;
-  if (real == std::trunc(real)) {
+  if (real == std::trunc(real) && std::isfinite(real)) {
     *end++ = '.';
     *end++ = '0';
   }

@@ -1,0 +1,338 @@
+#include "exec/adapters/postgres/PostgresChannel.h"
+
+#include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "exec/adapters/LayerError.h"
+#include "exec/adapters/postgres/PostgresError.h"
+#include "vorn/platform/logging.h"
+
+namespace vorn {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// A peer that has acknowledged nothing for so long, although there is something to acknowledge, has gone. One
+// that cannot take more bytes for the time being still answers the kernel's probes.
+constexpr std::chrono::seconds kSilenceLimit{30};
+
+constexpr milliseconds kSlice{1000};
+// Under TLS, bytes may wait in the client library where the socket does not show them.
+constexpr milliseconds kTlsSlice{10};
+
+bool startsWith(const char* text, const char* prefix) {
+  return text != nullptr && std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+// The client library's own rule: at least two seconds, and no limit for 0.
+std::chrono::seconds connectLimit(const PostgresSettings& settings) {
+  const auto found = settings.find("connect_timeout");
+  const char* text = found == settings.end() ? std::getenv("PGCONNECT_TIMEOUT") : found->second.c_str();
+  const long seconds = text == nullptr ? 0 : std::strtol(text, nullptr, 10);
+  return std::chrono::seconds(seconds <= 0 ? 0 : std::max(seconds, 2L));
+}
+
+// The hosts to try, as far as they are known before a service file is read.
+std::string hostsOf(const PostgresSettings& settings) {
+  for (const char* keyword : {"hostaddr", "host"}) {
+    const auto found = settings.find(keyword);
+    if (found != settings.end()) return found->second;
+  }
+  const char* fromEnvironment = std::getenv("PGHOST");
+  return fromEnvironment == nullptr ? "" : fromEnvironment;
+}
+
+bool mayBeSeveralHosts(const PostgresSettings& settings) {
+  return settings.count("service") > 0 || std::getenv("PGSERVICE") != nullptr ||
+         hostsOf(settings).find(',') != std::string::npos;
+}
+
+// A name may lead to several addresses.
+bool isName(const std::string& host) {
+  in6_addr address{};
+  return !host.empty() && host[0] != '/' && inet_pton(AF_INET, host.c_str(), &address) != 1 &&
+         inet_pton(AF_INET6, host.c_str(), &address) != 1;
+}
+
+}  // namespace
+
+PostgresChannel::PostgresChannel(const PostgresSettings& settings) : m_connectLimit(connectLimit(settings)) {
+  std::vector<const char*> keywords;
+  std::vector<const char*> values;
+  for (const auto& [keyword, value] : settings) {
+    keywords.push_back(keyword.c_str());
+    values.push_back(value.c_str());
+  }
+  keywords.push_back(nullptr);
+  values.push_back(nullptr);
+  m_handle.reset(PQconnectStartParams(keywords.data(), values.data(), 0));
+  if (!m_handle) throw std::bad_alloc();
+  // From here on nothing that the server says goes to standard error.
+  PQsetNoticeReceiver(handle(), receiveNotice, this);
+}
+
+ExecResult PostgresChannel::connect(const PostgresSettings& settings,
+                                    std::unique_ptr<PostgresChannel>& channel) {
+  std::unique_ptr<PostgresChannel> made(new PostgresChannel(settings));
+  PGconn* const handle = made->handle();
+  // Only the client library itself can go on to the next host or address after a limit, and only when it
+  // waits itself.
+  bool inTime = true;
+  bool again = mayBeSeveralHosts(settings) && PQstatus(handle) != CONNECTION_BAD;
+  if (!again) {
+    inTime = made->connectToOneHost();
+    again = !inTime && isName(hostsOf(settings));
+  }
+  if (again) {
+    PQreset(handle);
+  } else if (!inTime) {
+    return postgresFailure("08001", "the server did not answer within " +
+                                        std::to_string(made->m_connectLimit.count()) + " seconds");
+  }
+  // The SQLSTATE of a refused connection is in the verbose message only. ":  " shows that the server spoke.
+  if (PQstatus(handle) != CONNECTION_OK && std::strstr(PQerrorMessage(handle), ":  ") != nullptr) {
+    PQsetErrorVerbosity(handle, PQERRORS_VERBOSE);
+    PQreset(handle);
+  }
+  if (PQstatus(handle) != CONNECTION_OK) return postgresConnectFailure(handle);
+  PQsetErrorVerbosity(handle, PQERRORS_DEFAULT);
+  if (PQsetnonblocking(handle, 1) != 0) return postgresConnectionLost(handle);
+  channel = std::move(made);
+  return {};
+}
+
+// @return false when the time is over
+bool PostgresChannel::connectToOneHost() {
+  const Deadline deadline = connectDeadline();
+  PostgresPollingStatusType status = PGRES_POLLING_WRITING;
+  while (status != PGRES_POLLING_OK && status != PGRES_POLLING_FAILED) {
+    if (PQstatus(handle()) == CONNECTION_BAD) return true;
+    const short events = status == PGRES_POLLING_READING ? POLLIN : POLLOUT;
+    if (!wait(events, deadline)) return false;
+    status = PQconnectPoll(handle());
+  }
+  return true;
+}
+
+PostgresChannel::Deadline PostgresChannel::connectDeadline() const {
+  if (m_connectLimit.count() == 0) return {};
+  return Clock::now() + m_connectLimit;
+}
+
+// No exception may pass through the client library, which is written in C.
+void PostgresChannel::receiveNotice(void* self, const PGresult* notice) noexcept {
+  auto& channel = *static_cast<PostgresChannel*>(self);
+  const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
+  const char* state = PQresultErrorField(notice, PG_DIAG_SQLSTATE);
+  const bool fatal = startsWith(severity, "FATAL") || startsWith(severity, "PANIC");
+  // The server's last words to a connection, of no interest while nobody uses it.
+  if (fatal || (startsWith(state, "57P") && channel.atRest())) {
+    channel.m_broken = true;
+    return;
+  }
+  // The client library's own remarks have no state: something arrived that nobody had asked for.
+  if (state == nullptr) channel.m_broken = true;
+  const char* text = PQresultErrorField(notice, PG_DIAG_MESSAGE_PRIMARY);
+  try {
+    Logger::info(
+        LogScrubber::scrub(std::string("[VORNLib]postgresql ") + (severity == nullptr ? "" : severity) +
+                           ": " + (text == nullptr ? PQresultErrorMessage(notice) : text)),
+        {"PostgresConnection", "receiveNotice", __LINE__});
+  } catch (...) {
+    // The line is given up.
+    return;
+  }
+}
+
+bool PostgresChannel::isQuiet() noexcept {
+  while (!broken()) {
+    pollfd socket{PQsocket(handle()), POLLIN, 0};
+    if (poll(&socket, 1, 0) <= 0) return true;
+    if (PQconsumeInput(handle()) != 1) return false;
+    // Also has the client library look at what arrived.
+    while (PGnotify* notification = PQnotifies(handle())) PQfreemem(notification);
+  }
+  return false;
+}
+
+ExecResult PostgresChannel::ask(const std::string& sql) {
+  if (!atRest() || broken()) return lost();
+  const bool accepted =
+      PQsendQueryParams(handle(), sql.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 0) == 1;
+  if (accepted) PQsetSingleRowMode(handle());
+  return asked(accepted);
+}
+
+ExecResult PostgresChannel::askSimple(const std::string& sql) {
+  if (!atRest() || broken()) return lost();
+  return asked(PQsendQuery(handle(), sql.c_str()) == 1);
+}
+
+ExecResult PostgresChannel::askToParse(const std::string& sql) {
+  if (!atRest() || broken()) return lost();
+  return asked(PQsendPrepare(handle(), "", sql.c_str(), 0, nullptr) == 1);
+}
+
+ExecResult PostgresChannel::asked(bool accepted) {
+  m_state = State::Asked;
+  m_answered = false;
+  if (accepted && flush()) return {};
+  m_broken = true;
+  return lost();
+}
+
+bool PostgresChannel::flush() {
+  for (;;) {
+    const int left = PQflush(handle());
+    if (left <= 0) return left == 0;
+    // The server may have to send something before it takes more.
+    if (!wait(POLLIN | POLLOUT, {}) || PQconsumeInput(handle()) != 1) return false;
+  }
+}
+
+bool PostgresChannel::next(PostgresResult& result, const Deadline& deadline) {
+  result.reset();
+  if (m_state == State::AtRest) return false;
+  if (!awaitResult(deadline)) {
+    m_broken = true;
+    return false;
+  }
+  result.reset(PQgetResult(handle()));
+  if (result) {
+    m_answered = true;
+    return true;
+  }
+  const bool answered = m_answered;
+  endAnswer();
+  // A missing result is a failure; so is a connection that ended after the last one.
+  if (!answered || PQstatus(handle()) != CONNECTION_OK) m_broken = true;
+  return !m_broken;
+}
+
+void PostgresChannel::endAnswer() noexcept {
+  m_answered = false;
+  if (m_state == State::Pipeline) {
+    if (m_expected > 0) --m_expected;
+  } else {
+    m_state = State::AtRest;
+    m_lastAnswer = Clock::now();
+  }
+  while (PGnotify* notification = PQnotifies(handle())) PQfreemem(notification);
+}
+
+ExecResult PostgresChannel::lost() const {
+  if (!m_reason.empty()) return makeFailure(LayerError::ConnectionLost, m_reason);
+  const std::string message = PQerrorMessage(handle());
+  return makeFailure(LayerError::ConnectionLost,
+                     message.empty() ? "the conversation with the server was cut off" : message);
+}
+
+bool PostgresChannel::takeRest(milliseconds limit) {
+  const Deadline deadline = Clock::now() + limit;
+  PostgresResult result;
+  while (m_state == State::Asked && Clock::now() < *deadline && awaitResult(deadline)) {
+    if (!next(result, deadline)) return false;
+    const ExecStatusType status = PQresultStatus(result.get());
+    if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT || status == PGRES_COPY_BOTH) return false;
+  }
+  return atRest() && !broken();
+}
+
+bool PostgresChannel::putCopyData(const char* bytes, int size) {
+  return PQputCopyData(handle(), bytes, size) == 1 && flush();
+}
+
+bool PostgresChannel::endCopy(const char* reason) {
+  if (PQputCopyEnd(handle(), reason) == 1 && flush()) return true;
+  m_broken = true;
+  return false;
+}
+
+bool PostgresChannel::takeCopyData(char*& data) {
+  for (;;) {
+    const int size = PQgetCopyData(handle(), &data, 1);
+    if (size != 0) return size > 0;
+    if (!wait(POLLIN, {}) || PQconsumeInput(handle()) != 1) {
+      m_broken = true;
+      return false;
+    }
+  }
+}
+
+ExecResult PostgresChannel::beginPipeline() {
+  if (!atRest() || broken() || PQenterPipelineMode(handle()) != 1) return lost();
+  m_state = State::Pipeline;
+  return {};
+}
+
+ExecResult PostgresChannel::sendPipeline(std::size_t questions) {
+  m_expected = questions;
+  m_answered = false;
+  if (PQpipelineSync(handle()) == 1 && flush()) return {};
+  m_broken = true;
+  return lost();
+}
+
+ExecResult PostgresChannel::endPipeline() {
+  PostgresResult result;
+  const bool synchronised =
+      m_expected == 0 && next(result) && PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC;
+  if (!synchronised || PQexitPipelineMode(handle()) != 1) {
+    m_broken = true;
+    return lost();
+  }
+  m_state = State::AtRest;
+  m_answered = false;
+  m_lastAnswer = Clock::now();
+  return {};
+}
+
+// @return false when the deadline is over or the peer has gone
+bool PostgresChannel::awaitResult(const Deadline& deadline) {
+  while (PQisBusy(handle()) != 0) {
+    if (!wait(POLLIN, deadline)) return false;
+    // A failure shows in the next result.
+    if (PQconsumeInput(handle()) != 1) return true;
+  }
+  return true;
+}
+
+bool PostgresChannel::wait(short events, const Deadline& deadline) {
+  const bool tls = PQsslInUse(handle()) != 0;
+  for (;;) {
+    milliseconds slice = tls ? kTlsSlice : kSlice;
+    if (deadline) {
+      const auto left = std::chrono::ceil<milliseconds>(*deadline - Clock::now());
+      if (left.count() <= 0) return false;
+      slice = std::min(slice, left);
+    }
+    pollfd socket{PQsocket(handle()), events, 0};
+    const int ready = poll(&socket, 1, static_cast<int>(slice.count()));
+    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;
+    if (ready == 0 && peerIsSilent()) {
+      m_reason = "the server has acknowledged nothing for " + std::to_string(kSilenceLimit.count()) + " s";
+      return false;
+    }
+    if (tls) return true;
+  }
+}
+
+bool PostgresChannel::peerIsSilent() const noexcept {
+  tcp_info info{};
+  socklen_t size = sizeof info;
+  if (getsockopt(PQsocket(handle()), IPPROTO_TCP, TCP_INFO, &info, &size) != 0) return false;
+  const bool awaitsAcknowledgement = info.tcpi_unacked > 0 || info.tcpi_probes > 0;
+  return awaitsAcknowledgement && milliseconds(info.tcpi_last_ack_recv) > kSilenceLimit;
+}
+
+}  // namespace vorn
