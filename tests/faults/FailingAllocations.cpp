@@ -65,5 +65,7 @@ void* operator new(std::size_t size) {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
+// Memory that delete frees must come from here in this form as well. Weak, as a test may have one of its own.
+[[gnu::weak]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size == 0 ? 1 : size); }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }

@@ -2,6 +2,7 @@
 
 #include <new>
 #include <sstream>
+#include <utility>
 
 #include "exec/adapters/DriverTable.h"
 #include "exec/adapters/LayerError.h"
@@ -13,9 +14,9 @@ namespace {
 
 class ScriptedCursor : public vorn::StoreCursor {
  public:
-  ScriptedCursor(int rows, ScriptedCursor*& open) : m_open(open), m_rows(rows) { open = this; }
+  ScriptedCursor(int rows, std::shared_ptr<ScriptedCursor*> open) : m_open(std::move(open)), m_rows(rows) { *m_open = this; }
   ~ScriptedCursor() override {
-    if (m_open == this) m_open = nullptr;
+    if (*m_open == this) *m_open = nullptr;
   }
 
   Fetch fetch(std::vector<vorn::RowValue>& row, ExecResult&) override {
@@ -38,7 +39,7 @@ class ScriptedCursor : public vorn::StoreCursor {
     row[1].setText(std::string(100, 'x').data(), 100);
   }
 
-  ScriptedCursor*& m_open;
+  std::shared_ptr<ScriptedCursor*> m_open;  // the last cursor of its connection
   int m_rows;
   int m_row = 0;
   vorn::RowBuffer m_buffer;
@@ -56,7 +57,7 @@ class ScriptedConnection : public vorn::StoreConnection {
   bool renew() noexcept override { return !m_soiled; }
   void giveUp() noexcept override { m_givenUp = true; }
   void drainCursors() noexcept override {
-    if (m_cursor != nullptr) m_cursor->drain();
+    if (*m_cursor != nullptr) (*m_cursor)->drain();
   }
   ExecResult begin() override { return run("begin"); }
   ExecResult commit() override { return run("commit"); }
@@ -85,7 +86,7 @@ class ScriptedConnection : public vorn::StoreConnection {
   }
 
   ScriptedStore& m_store = ScriptedStore::instance();
-  ScriptedCursor* m_cursor = nullptr;
+  const std::shared_ptr<ScriptedCursor*> m_cursor = std::make_shared<ScriptedCursor*>();
   bool m_inTransaction = false, m_givenUp = false, m_soiled = false;
 };
 

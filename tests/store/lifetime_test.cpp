@@ -96,7 +96,7 @@ TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
 TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   const pid_t program = fork();
   if (program == 0) {
-    setenv("VORN_STORE_DEFAULT", m_url.c_str(), 1);
+    setenv("VORN_STORE_DEFAULT", m_url.c_str(), 1), unsetenv("LOCPATH");
     execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_filter=LifetimeProgram.*", nullptr);
     _exit(3);
   }

@@ -32,7 +32,7 @@ SqliteConnection::SqliteConnection(std::unique_ptr<sqlite3, Closer> database)
     : m_database(std::move(database)), m_cache(kCachedStatements) {}
 
 SqliteConnection::~SqliteConnection() {
-  giveUp();
+  SqliteConnection::giveUp();
 }
 
 void SqliteConnection::giveUp() noexcept {

@@ -10,6 +10,9 @@ namespace {
 // SQLite's own bound on the parameters of one statement.
 constexpr std::size_t kMostLiterals = 32766;
 
+// The room for undone quotes that is kept from text to text.
+constexpr std::size_t kMostKept = 1048576;
+
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -30,6 +33,7 @@ bool SqliteLiftedInsert::recognise(const std::string& sql) {
   m_at = sql.data();
   m_end = sql.data() + sql.size();
   m_literals.clear();
+  if (m_unescaped.capacity() > kMostKept) m_unescaped = std::string();
   if (!readNames()) return false;
   m_shape.assign(sql.data(), m_at);
   m_unescaped.clear();
