@@ -48,7 +48,7 @@ class AllocationFaults : public StoreTest, public testing::WithParamInterface<St
   };
 
   void SetUp() override {
-    alarm(300);  // a hang ends the process
+    alarm(120);  // a hang ends the process
     m_url = GetParam().freshUrl() + "?pool_size=2&acquire_timeout_ms=2000" + GetParam().plainQuery;
     vorn::setLogSink([](const vorn::LogRecord&) {});
     useStore(m_url);
