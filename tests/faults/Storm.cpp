@@ -41,7 +41,7 @@ class Storm::Worker {
         insertBatch(1 + below(30));
         break;
       case 2:
-        insertBatch(500 + below(4000));
+        insertBatch(100 + below(below(2) == 0 ? 200 : 4000));
         break;
       case 3:
         readInPart();
