@@ -27,9 +27,9 @@ class PostgresStorm : public StoreTest {
     useStore(url + "?pool_size=" + std::to_string(Storm::kThreads) + "&sslmode=disable&gssencmode=disable");
   }
 
-  /// Calls a function of the server on a random one of the library's backends. @return how many were met
-  int strike(const std::string& function, const std::string& condition) {
-    usleep(static_cast<unsigned>(m_random() % 1000));
+  /// Calls a function of the server on a random one of the library's backends, after a pause. @return how many were met
+  int strike(unsigned longestPause, const std::string& function, const std::string& condition) {
+    usleep(static_cast<unsigned>(m_random() % longestPause));
     const std::string sql = "select " + function +
                             "(pid) from (select pid from pg_stat_activity where backend_type = 'client backend' and "
                             "pid <> pg_backend_pid() and " +
@@ -54,13 +54,13 @@ TEST_F(PostgresStorm, FiveHundredCancellations) {
   m_storm.rage(500, [this] {
     // A copy is the answer to a cancellation that has the most states.
     const std::string which = m_random() % 2 == 0 ? "" : " and query ilike 'copy%'";
-    return strike("pg_cancel_backend", "state = 'active'" + which);
+    return strike(1000, "pg_cancel_backend", "state = 'active'" + which);
   });
   expectLedger();
 }
 
 TEST_F(PostgresStorm, FiveHundredCutConnections) {
-  m_storm.rage(250, [this] { return strike("pg_terminate_backend", "true"); });
+  m_storm.rage(250, [this] { return strike(20000, "pg_terminate_backend", "true"); });
   expectLedger();
   {
     const std::string host = m_server.host();
