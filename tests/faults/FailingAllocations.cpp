@@ -26,13 +26,15 @@ std::atomic<long> failures{0};
 
 }  // namespace
 
+const bool FailingAllocations::kReachesMalloc = VORN_OWN_MALLOC != 0;
+
 FailingAllocations::FailingAllocations(long first, Extent extent) noexcept {
   lasting = extent == Extent::Lasting, hasFailed = false, allocationsLeft = first;
 }
 
 FailingAllocations::~FailingAllocations() { allocationsLeft = 0; }
 
-bool FailingAllocations::struck() const noexcept { return hasFailed; }
+bool FailingAllocations::struck() noexcept { return hasFailed; }
 
 long FailingAllocations::total() noexcept { return failures; }
 
