@@ -113,7 +113,10 @@ class LogCapture {
 class StoreTest : public testing::Test {
  protected:
   void useStore(const std::string& url) { ASSERT_TRUE(vorn::bindStore("default", url).succeeded()); }
-  void TearDown() override { vorn::unbindStores(); }
+  void TearDown() override {
+    db->rollbackTransaction();
+    vorn::unbindStores();
+  }
 
   /// @return a batch for t(n, v): n rises from `first`, v from 0
   static BatchInserter numbers(long rows, long first = 0) {

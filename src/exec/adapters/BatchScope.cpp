@@ -14,7 +14,10 @@ BatchScope::~BatchScope() {
 ExecResult BatchScope::open() {
   m_open = true;  // first: an exception may come after the store has begun
   ExecResult result = m_nested ? run("savepoint vorn_batch") : m_connection.begin();
-  m_open = result.succeeded();
+  if (result.succeeded()) return result;
+  // A transaction may have begun all the same. A savepoint does no harm.
+  m_open = false;
+  if (!m_nested) undo();
   return result;
 }
 

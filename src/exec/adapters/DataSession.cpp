@@ -33,8 +33,8 @@ void logBrokenRead(const char* what, const ExecResult& failure) noexcept {
 /// Invariants:
 /// 1. Whatever may fail in keeping the books of a statement comes before it runs. A statement that has run
 ///    ends with its own outcome.
-/// 2. A result out of which an exception came, be it from execute() or from fetch(), is over: the next fetch
-///    fails, and none delivers a row.
+/// 2. A result that failed, or out of which an exception came, be it from execute() or from fetch(), is over:
+///    every further fetch fails, and none delivers a row.
 /// 3. The result of a parent process is not touched, see OwnedByProcess.
 class DataSession::Impl {
  public:
@@ -158,6 +158,10 @@ class DataSession::Impl {
       return false;
     }
     if (m_brokeOff) return failFetch(status, outOfMemory());
+    if (!m_failure.succeeded()) {
+      status = note(m_failure);
+      return false;
+    }
     setSuccess(status);  // no statement was executed, or its result is over
     return false;
   }
@@ -167,6 +171,7 @@ class DataSession::Impl {
     logBrokenRead("reading rows broke off", failure);
     closeCursor();
     m_context->setLast(failure);
+    assignResult(m_failure, failure);
     status = std::move(failure);
     return false;
   }
@@ -174,6 +179,7 @@ class DataSession::Impl {
   void closeCursor() noexcept {
     m_cursor.forgetInherited();
     m_brokeOff = false;
+    m_failure = {};
     const std::unique_ptr<StoreCursor> cursor = m_cursor.take();
     const ExecResult closed = cursor ? cursor->close() : ExecResult();
     if (closed.succeeded()) return;
@@ -186,6 +192,7 @@ class DataSession::Impl {
   OwnedByProcess<StoreCursor> m_cursor;
   StatementCounters* m_counters = nullptr;
   ExecResult m_fetchFailure;
+  ExecResult m_failure;     ///< with which the result ended
   bool m_brokeOff = false;  ///< whether an exception ended the result, and no fetch has said so yet
 };
 

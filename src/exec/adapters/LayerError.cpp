@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
+#include <optional>
 
 namespace vorn {
 
@@ -57,6 +59,14 @@ ExecResult outOfMemory() noexcept {
 ExecResult connectionClosed() noexcept {
   return {1, makeErrorCode(ErrorFamily::Layer, static_cast<std::uint32_t>(LayerError::ConnectionLost)),
           std::string("connection lost")};
+}
+
+void assignResult(ExecResult& target, const ExecResult& source) noexcept {
+  try {
+    target = source;
+  } catch (const std::bad_alloc&) {
+    target = ExecResult(source.outcome(), source.errorCode(), std::nullopt);
+  }
 }
 
 const char* layerErrorName(std::uint32_t native) {

@@ -44,6 +44,9 @@ ExecResult outOfMemory() noexcept;
 /// @return the failure of a cursor whose connection was closed under it; making it allocates nothing
 ExecResult connectionClosed() noexcept;
 
+/// Copies an outcome, without its detail where there is no memory for that.
+void assignResult(ExecResult& target, const ExecResult& source) noexcept;
+
 /// @return the upper-case name of a layer error, or null for a number that is none
 const char* layerErrorName(std::uint32_t native);
 

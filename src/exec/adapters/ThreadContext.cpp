@@ -1,5 +1,7 @@
 #include "exec/adapters/ThreadContext.h"
 
+#include "exec/adapters/LayerError.h"
+
 #include <pthread.h>
 
 #include <algorithm>
@@ -128,11 +130,7 @@ void ThreadContext::unlockAll() {
 
 void ThreadContext::setLast(const ExecResult& result) noexcept {
   m_lastIsSuccess = result.succeeded() && !result.detail();
-  try {
-    m_last = result;
-  } catch (const std::bad_alloc&) {
-    m_last = ExecResult(result.outcome(), result.errorCode(), std::nullopt);
-  }
+  assignResult(m_last, result);
 }
 
 std::shared_ptr<ThreadSession> ThreadContext::session(const char* name) {

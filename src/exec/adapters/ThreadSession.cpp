@@ -87,7 +87,8 @@ ExecResult ThreadSession::connection(StoreConnection*& connection, TransactionTe
 
 void ThreadSession::statementRan(const ExecResult& result, TransactionText text) noexcept {
   if (m_connection->inTransaction()) {
-    m_transaction = Transaction::Open;  // also when a text began it
+    if (result.succeeded()) m_transaction = Transaction::Open;  // also when a text began it
+    endUnacknowledged();
   } else if (m_transaction == Transaction::Open) {
     // The caller of a text that was to end the transaction knows by its outcome that it has ended.
     const bool known =
@@ -98,6 +99,10 @@ void ThreadSession::statementRan(const ExecResult& result, TransactionText text)
 
 void ThreadSession::connectionThrew() noexcept {
   noticeLoss();
+  endUnacknowledged();
+}
+
+void ThreadSession::endUnacknowledged() noexcept {
   if (m_connection && m_transaction != Transaction::Open && m_connection->inTransaction()) {
     m_connection->giveUp();
   }
@@ -119,6 +124,7 @@ ExecResult ThreadSession::begin() {
     throw;
   }
   if (result.succeeded()) m_transaction = Transaction::Open;
+  endUnacknowledged();
   return result;
 }
 

@@ -19,8 +19,8 @@ namespace vorn {
 ///    told by a commit, or has rolled back or begun again, be it by a call or by a text.
 /// 3. At rest, that is without a session and without an open transaction, there is no connection: the next
 ///    call runs on the store that the name means then.
-/// 4. An exception never leaves a transaction open of which the caller knows nothing: the connection is given
-///    up instead.
+/// 4. Neither an exception nor a failure leaves a transaction open of which the caller knows nothing: the
+///    connection is given up instead.
 /// 5. A forked child owns no connection of its parent, and a transaction that was open is Lost there.
 class ThreadSession {
  public:
@@ -62,6 +62,7 @@ class ThreadSession {
 
   void forgetInherited() noexcept;
   void noticeLoss() noexcept;
+  void endUnacknowledged() noexcept;
   ExecResult checkOut();
   void giveBack() noexcept;
   void giveBackUnlessNeeded() noexcept;
