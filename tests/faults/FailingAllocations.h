@@ -22,6 +22,9 @@ class FailingAllocations {
 
   static const bool kReachesMalloc;
 
+  /// Whether new (std::nothrow) is to fail, whoever asks. Of the core, the reader alone asks in this way.
+  static bool nothrowNewFails;
+
   /// Asked by allocators, once for each allocation. @return whether this one is to fail
   static bool isDue() noexcept;
 };
