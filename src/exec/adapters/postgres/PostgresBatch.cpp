@@ -112,7 +112,7 @@ ExecResult PostgresBatch::receiveInspection(Target& target) {
   PostgresResult answer;
   for (int question = 0; question < 3; ++question) {
     for (;;) {
-      if (!m_channel.next(answer)) return m_channel.lost();
+      if (!m_channel.next(answer)) return outcome.succeeded() ? m_channel.lost() : outcome;
       if (!answer) break;
       const ExecStatusType status = PQresultStatus(answer.get());
       if (status == PGRES_TUPLES_OK && PQntuples(answer.get()) == 1) {

@@ -30,6 +30,20 @@ constexpr milliseconds kSlice{1000};
 // Under TLS, bytes may wait in the client library where the socket does not show them.
 constexpr milliseconds kTlsSlice{10};
 
+// The client library may have no memory for a result, and then goes on waiting for what it has received
+// already.
+bool ranOutOfMemory(const PGconn* connection) {
+  const char* const message = PQerrorMessage(connection);
+  return *message != '\0' && std::strstr(message, "out of memory") != nullptr;
+}
+
+// A failure of the client library's own, after which it may have lost count.
+bool isClientFailure(const PGresult* result) {
+  const ExecStatusType status = PQresultStatus(result);
+  return (status == PGRES_FATAL_ERROR || status == PGRES_BAD_RESPONSE) &&
+         PQresultErrorField(result, PG_DIAG_SQLSTATE) == nullptr;
+}
+
 bool startsWith(const char* text, const char* prefix) {
   return text != nullptr && std::strncmp(text, prefix, std::strlen(prefix)) == 0;
 }
@@ -202,7 +216,7 @@ bool PostgresChannel::flush() {
 
 bool PostgresChannel::next(PostgresResult& result, const Deadline& deadline) {
   result.reset();
-  if (m_state == State::AtRest) return false;
+  if (m_state == State::AtRest || m_broken) return false;
   if (!awaitResult(deadline)) {
     m_broken = true;
     return false;
@@ -210,6 +224,7 @@ bool PostgresChannel::next(PostgresResult& result, const Deadline& deadline) {
   result.reset(PQgetResult(handle()));
   if (result) {
     m_answered = true;
+    if (isClientFailure(result.get())) m_broken = true;
     return true;
   }
   const bool answered = m_answered;
@@ -297,10 +312,10 @@ ExecResult PostgresChannel::endPipeline() {
   return {};
 }
 
-// @return false when the deadline is over or the peer has gone
+// @return false when the deadline is over, the peer has gone, or the client library waits for nothing
 bool PostgresChannel::awaitResult(const Deadline& deadline) {
   while (PQisBusy(handle()) != 0) {
-    if (!wait(POLLIN, deadline)) return false;
+    if (ranOutOfMemory(handle()) || !wait(POLLIN, deadline)) return false;
     // A failure shows in the next result.
     if (PQconsumeInput(handle()) != 1) return true;
   }

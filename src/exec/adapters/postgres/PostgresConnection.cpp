@@ -249,8 +249,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
 }
 
 ExecResult PostgresConnection::refuseCopy(ExecStatusType status) {
-  ExecResult refusal =
-      makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+  ExecResult refusal = makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
   char* data = nullptr;
   if (status == PGRES_COPY_IN) {
     m_channel->endCopy("copy from stdin is not supported");

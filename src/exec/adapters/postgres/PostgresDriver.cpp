@@ -1,6 +1,7 @@
 #include "exec/adapters/postgres/PostgresDriver.h"
 
 #include <libpq-fe.h>
+#include <openssl/crypto.h>
 
 #include <algorithm>
 #include <charconv>
@@ -138,6 +139,14 @@ ExecResult malformed() {
   return makeFailure(LayerError::InvalidUrl, "the store URL is no valid postgresql:// URI");
 }
 
+// A static object may still run a statement while the process ends, after the exit handlers of what was
+// initialised later. The cryptography under the client library has one; without it there is nothing to lose
+// but memory that goes anyway.
+void keepCryptographyToTheEnd() {
+  static const int done = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+  static_cast<void>(done);
+}
+
 }  // namespace
 
 ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr<StoreDriver>& driver) {
@@ -161,6 +170,7 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
   // Texts travel as UTF-8 whatever the database keeps them in.
   keywords["client_encoding"] = "UTF8";
   keywords.emplace("fallback_application_name", "vorn");
+  keepCryptographyToTheEnd();
   driver = std::make_shared<PostgresDriver>(std::move(settings));
   return result;
 }
