@@ -26,6 +26,7 @@ std::atomic<long> failures{0};
 
 }  // namespace
 
+bool FailingAllocations::nothrowFails = false;
 const bool FailingAllocations::kReachesMalloc = VORN_OWN_MALLOC != 0;
 
 FailingAllocations::FailingAllocations(long first, Extent extent) noexcept {
@@ -67,5 +68,10 @@ void* operator new(std::size_t size) {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
+// A sanitizer's own would not fit the delete below.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return FailingAllocations::nothrowFails ? nullptr : allocate(size == 0 ? 1 : size);
+}
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }

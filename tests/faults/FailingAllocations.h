@@ -22,6 +22,9 @@ class FailingAllocations {
 
   static const bool kReachesMalloc;
 
+  /// Lets new (std::nothrow) fail, and nothing else.
+  static bool nothrowFails;
+
   /// Asked by allocators, once for each allocation. @return whether this one is to fail
   static bool isDue() noexcept;
 };
