@@ -1,3 +1,4 @@
+#include <new>
 #include <tuple>
 
 #include "faults/FailingAllocations.h"
@@ -92,9 +93,9 @@ TEST_F(ExecutorTest, RefusesWhatItCannotRun) {
     EXPECT_EQ(takeEvents(), trace + "error 1 scrubbed [VORNLib]" + words + " @MiraDB:" + place);
   };
   const std::string empty = "! strSQL is empty string!", uneven = "ExecBatchInserter! paramMap is error!";
-  FailingAllocations::nothrowNewFails = true;
+  FailingAllocations::nothrowFails = true;
   const unsigned long withoutMemory = run('R');
-  FailingAllocations::nothrowNewFails = false;
+  FailingAllocations::nothrowFails = false;
   expectRefusal(withoutMemory, "Exception" + empty, "execReadSQL:69");
   text.clear();
   expectRefusal(run('R'), "Exception" + empty, "execReadSQL:58");

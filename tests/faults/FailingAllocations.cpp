@@ -26,9 +26,8 @@ std::atomic<long> failures{0};
 
 }  // namespace
 
+bool FailingAllocations::nothrowFails = false;
 const bool FailingAllocations::kReachesMalloc = VORN_OWN_MALLOC != 0;
-
-bool FailingAllocations::nothrowNewFails = false;
 
 FailingAllocations::FailingAllocations(long first, Extent extent) noexcept {
   lasting = extent == Extent::Lasting, hasFailed = false, allocationsLeft = first;
@@ -69,9 +68,10 @@ void* operator new(std::size_t size) {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
-// Memory that delete frees must come from here in this form as well.
+// A sanitizer's own would not fit the delete below.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return FailingAllocations::nothrowNewFails ? nullptr : allocate(size == 0 ? 1 : size);
+  return FailingAllocations::nothrowFails ? nullptr : allocate(size == 0 ? 1 : size);
 }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }

@@ -22,8 +22,8 @@ class FailingAllocations {
 
   static const bool kReachesMalloc;
 
-  /// Whether new (std::nothrow) is to fail, whoever asks. Of the core, the reader alone asks in this way.
-  static bool nothrowNewFails;
+  /// Lets new (std::nothrow) fail, and nothing else.
+  static bool nothrowFails;
 
   /// Asked by allocators, once for each allocation. @return whether this one is to fail
   static bool isDue() noexcept;

@@ -70,7 +70,7 @@ class AllocationFaults : public StoreTest, public testing::WithParamInterface<St
   /// and where opening one is not the work of a client library, on new ones.
   template <typename Round>
   void strikeEverywhere(Round round) {
-    strikeEverywhere(round, false);
+    if (!HasFailure()) strikeEverywhere(round, false);
     if (!HasFailure() && !GetParam().isRemote) strikeEverywhere(round, true);
   }
 

@@ -18,5 +18,5 @@ std::vector<StoreKind> storeKinds() {
 #ifdef VORN_WITH_POSTGRES
       {"PostgreSql", [] { return sharedPostgresServer().freshDatabase(); }, true, "select 'ok'", "&sslmode=disable&gssencmode=disable"},
 #endif
-      {"Sqlite", freshSqliteFile, false, "pragma integrity_check", "&synchronous=off"}};
+      {"Sqlite", freshSqliteFile, false, "pragma integrity_check", "&synchronous=off&busy_timeout_ms=500"}};
 }

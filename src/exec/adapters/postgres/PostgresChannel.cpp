@@ -37,6 +37,11 @@ bool ranOutOfMemory(const PGconn* connection) {
   return *message != '\0' && std::strstr(message, "out of memory") != nullptr;
 }
 
+bool hasMemory() {
+  constexpr std::size_t kEnough = 4096;
+  return std::unique_ptr<char[]>(new (std::nothrow) char[kEnough]) != nullptr;
+}
+
 // A failure of the client library's own, after which it may have lost count.
 bool isClientFailure(const PGresult* result) {
   const ExecStatusType status = PQresultStatus(result);
@@ -132,7 +137,9 @@ bool PostgresChannel::connectToOneHost() {
   while (status != PGRES_POLLING_OK && status != PGRES_POLLING_FAILED) {
     if (PQstatus(handle()) == CONNECTION_BAD) return true;
     const short events = status == PGRES_POLLING_READING ? POLLIN : POLLOUT;
-    if (!wait(events, deadline)) return false;
+    Wait outcome = Wait::Pause;
+    while (outcome == Wait::Pause) outcome = wait(events, deadline);
+    if (outcome == Wait::Over) return false;
     status = PQconnectPoll(handle());
   }
   return true;
@@ -210,7 +217,7 @@ bool PostgresChannel::flush() {
     const int left = PQflush(handle());
     if (left <= 0) return left == 0;
     // The server may have to send something before it takes more.
-    if (!wait(POLLIN | POLLOUT, {}) || PQconsumeInput(handle()) != 1) return false;
+    if (wait(POLLIN | POLLOUT, {}) == Wait::Over || PQconsumeInput(handle()) != 1) return false;
   }
 }
 
@@ -277,7 +284,7 @@ bool PostgresChannel::takeCopyData(char*& data) {
   for (;;) {
     const int size = PQgetCopyData(handle(), &data, 1);
     if (size != 0) return size > 0;
-    if (!wait(POLLIN, {}) || PQconsumeInput(handle()) != 1) {
+    if (wait(POLLIN, {}) == Wait::Over || PQconsumeInput(handle()) != 1) {
       m_broken = true;
       return false;
     }
@@ -315,31 +322,29 @@ ExecResult PostgresChannel::endPipeline() {
 // @return false when the deadline is over, the peer has gone, or the client library waits for nothing
 bool PostgresChannel::awaitResult(const Deadline& deadline) {
   while (PQisBusy(handle()) != 0) {
-    if (ranOutOfMemory(handle()) || !wait(POLLIN, deadline)) return false;
+    if (ranOutOfMemory(handle()) || wait(POLLIN, deadline) == Wait::Over) return false;
     // A failure shows in the next result.
     if (PQconsumeInput(handle()) != 1) return true;
   }
   return true;
 }
 
-bool PostgresChannel::wait(short events, const Deadline& deadline) {
-  const bool tls = PQsslInUse(handle()) != 0;
-  for (;;) {
-    milliseconds slice = tls ? kTlsSlice : kSlice;
-    if (deadline) {
-      const auto left = std::chrono::ceil<milliseconds>(*deadline - Clock::now());
-      if (left.count() <= 0) return false;
-      slice = std::min(slice, left);
-    }
-    pollfd socket{PQsocket(handle()), events, 0};
-    const int ready = poll(&socket, 1, static_cast<int>(slice.count()));
-    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;
-    if (ready == 0 && peerIsSilent()) {
-      m_reason = "the server has acknowledged nothing for " + std::to_string(kSilenceLimit.count()) + " s";
-      return false;
-    }
-    if (tls) return true;
+PostgresChannel::Wait PostgresChannel::wait(short events, const Deadline& deadline) {
+  milliseconds slice = PQsslInUse(handle()) != 0 ? kTlsSlice : kSlice;
+  if (deadline) {
+    const auto left = std::chrono::ceil<milliseconds>(*deadline - Clock::now());
+    if (left.count() <= 0) return Wait::Over;
+    slice = std::min(slice, left);
   }
+  pollfd socket{PQsocket(handle()), events, 0};
+  const int ready = poll(&socket, 1, static_cast<int>(slice.count()));
+  if (ready < 0 && errno == EINTR) return Wait::Pause;
+  if (ready != 0) return Wait::Ready;  // a failure shows in the next call
+  if (peerIsSilent()) {
+    m_reason = "the server has acknowledged nothing for " + std::to_string(kSilenceLimit.count()) + " s";
+    return Wait::Over;
+  }
+  return hasMemory() ? Wait::Pause : Wait::Over;
 }
 
 bool PostgresChannel::peerIsSilent() const noexcept {

@@ -91,6 +91,8 @@ class PostgresChannel {
 
  private:
   enum class State : unsigned char { AtRest, Asked, Pipeline };
+  /// Pause: nothing has come for a while; ask the client library again, and go on waiting.
+  enum class Wait : unsigned char { Ready, Pause, Over };
 
   struct Closer {
     void operator()(PGconn* connection) const { PQfinish(connection); }
@@ -103,7 +105,7 @@ class PostgresChannel {
   ExecResult asked(bool accepted);
   bool flush();
   bool awaitResult(const Deadline& deadline);
-  bool wait(short events, const Deadline& deadline);
+  Wait wait(short events, const Deadline& deadline);
   bool peerIsSilent() const noexcept;
   void endAnswer() noexcept;
 
