@@ -1,15 +1,10 @@
-#include <new>
 #include <tuple>
 
+#include "faults/FailingAllocations.h"
 #include "scripted/scripted_platform.h"
 #include "vorn/batch_inserter.h"
 #include "vorn/database.h"
 #include "vorn/reader.h"
-
-static bool nothrowNewFails = false;
-
-// Of what these tests run, the reader alone asks for memory in this way.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return nothrowNewFails ? nullptr : ::operator new(size); }
 
 namespace {
 
@@ -97,9 +92,9 @@ TEST_F(ExecutorTest, RefusesWhatItCannotRun) {
     EXPECT_EQ(takeEvents(), trace + "error 1 scrubbed [VORNLib]" + words + " @MiraDB:" + place);
   };
   const std::string empty = "! strSQL is empty string!", uneven = "ExecBatchInserter! paramMap is error!";
-  nothrowNewFails = true;
+  FailingAllocations::nothrowNewFails = true;
   const unsigned long withoutMemory = run('R');
-  nothrowNewFails = false;
+  FailingAllocations::nothrowNewFails = false;
   expectRefusal(withoutMemory, "Exception" + empty, "execReadSQL:69");
   text.clear();
   expectRefusal(run('R'), "Exception" + empty, "execReadSQL:58");

@@ -26,13 +26,17 @@ std::atomic<long> failures{0};
 
 }  // namespace
 
+const bool FailingAllocations::kReachesMalloc = VORN_OWN_MALLOC != 0;
+
+bool FailingAllocations::nothrowNewFails = false;
+
 FailingAllocations::FailingAllocations(long first, Extent extent) noexcept {
   lasting = extent == Extent::Lasting, hasFailed = false, allocationsLeft = first;
 }
 
 FailingAllocations::~FailingAllocations() { allocationsLeft = 0; }
 
-bool FailingAllocations::struck() const noexcept { return hasFailed; }
+bool FailingAllocations::struck() noexcept { return hasFailed; }
 
 long FailingAllocations::total() noexcept { return failures; }
 
@@ -65,7 +69,9 @@ void* operator new(std::size_t size) {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
-// Memory that delete frees must come from here in this form as well. Weak, as a test may have one of its own.
-[[gnu::weak]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size == 0 ? 1 : size); }
+// Memory that delete frees must come from here in this form as well.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return FailingAllocations::nothrowNewFails ? nullptr : allocate(size == 0 ? 1 : size);
+}
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }

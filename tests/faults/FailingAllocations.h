@@ -3,7 +3,7 @@
 /// Lets allocations of the calling thread fail while it lives; one at a time.
 ///
 /// It reaches operator new, and malloc with its kin in every library of the process. A build with a sanitizer has
-/// a malloc of its own: there it reaches operator new, and SQLite where the tests install its allocator.
+/// a malloc of its own: there it reaches operator new, and what asks isDue().
 class FailingAllocations {
  public:
   enum class Extent { Once, Lasting };
@@ -14,11 +14,16 @@ class FailingAllocations {
   FailingAllocations(const FailingAllocations&) = delete;
   FailingAllocations& operator=(const FailingAllocations&) = delete;
 
-  /// @return whether an allocation has failed
-  bool struck() const noexcept;
+  /// @return whether an allocation of this thread has failed since the last object was made
+  static bool struck() noexcept;
 
   /// @return the failures of all threads so far
   static long total() noexcept;
+
+  static const bool kReachesMalloc;
+
+  /// Whether new (std::nothrow) is to fail, whoever asks. Of the core, the reader alone asks in this way.
+  static bool nothrowNewFails;
 
   /// Asked by allocators, once for each allocation. @return whether this one is to fail
   static bool isDue() noexcept;

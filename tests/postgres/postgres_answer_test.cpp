@@ -166,7 +166,55 @@ TEST_F(PostgresAnswer, ReadGivenUpKeepsWhatItWroteOrSaysThatItMayBeLost) {
   ASSERT_EQ(db->execReadSQL(raw("select s.mark, repeat('x', 20000), pg_sleep(0.1) from s"), reader), 0U);
   reader.clear();
   EXPECT_NE(log.texts(vorn::LogLevel::Error).find("unknown"), std::string::npos);
+  EXPECT_EQ(describe(vorn::lastResult().errorCode()), "vorn 15 CONNECTION_LOST");
   expectRest("a read that was given up");
+}
+
+TEST_F(PostgresAnswer, ConnectionComesOutOfThePoolAsAFreshOne) {
+  useStore(m_url + "?pool_size=1&options=-c%20work_mem%3D5MB");
+  onServer(R"(create role guest; create table t(n bigint);
+      create function touch() returns void language sql as $$select set_config('work_mem', '7MB', false)$$)");
+  // Everything a session can be left with, in one row.
+  const std::string state =
+      "select current_user, current_setting('work_mem'), current_setting('datestyle'), (select count(*) from pg_locks where locktype = "
+      "'advisory'), (select count(*) from pg_listening_channels()), (select count(*) from pg_prepared_statements), (select count(*) from "
+      "pg_cursors where name <> ''), to_regclass('pg_temp.t') is null, pg_backend_pid()";
+  const std::string fresh = rowsOf(db, state, 9);
+  EXPECT_EQ(fresh.substr(0, fresh.rfind('|')), "vorn|5MB|ISO, MDY|0|0|0|0|true");
+  for (const char* change : {"set work_mem = '6MB'",
+                             "set datestyle = german",
+                             "set role guest",
+                             "set session authorization guest",
+                             "listen news",
+                             "create temp table t(n bigint)",
+                             "create table pg_temp.t(n bigint)",
+                             "create table \"pg_temp\".t(n bigint)",
+                             "select 1 as n into temporary t",
+                             "select pg_advisory_lock(1)",
+                             "select n, pg_advisory_lock(n) from (values (1), (2)) as v(n)",
+                             "select touch()",
+                             "prepare p as select 1",
+                             "declare c cursor with hold for select 1",
+                             "do $$begin perform touch(); end$$",
+                             "select set_config('work_mem', '8MB', false)",
+                             "with x as (select touch()) select 1 from x",
+                             "insert into t select 1 from touch()",
+                             "explain analyze select touch()",
+                             "load 'auto_explain'"}) {
+    EXPECT_EQ(run(db, change), kSuccess);
+    EXPECT_EQ(onAnotherThread([&] { return rowsOf(db, state, 9); }), fresh) << change;
+  }
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  EXPECT_EQ(run(db, "set work_mem = '6MB'"), kSuccess);
+  EXPECT_EQ(rowsOf(db, "show work_mem"), "6MB") << "a thread that holds the connection keeps its state";
+  ASSERT_EQ(db->commitTransaction(), 0U);
+  EXPECT_EQ(rowsOf(db, state, 9), fresh);
+
+  // What a view hides is undone only where that was asked for.
+  onServer("create view hidden as select touch()::text as t");
+  useStore(m_url + "?pool_size=1&options=-c%20work_mem%3D5MB&session_reset=always");
+  EXPECT_EQ(run(db, "select * from hidden"), kSuccess);
+  EXPECT_EQ(rowsOf(db, "show work_mem"), "5MB");
 }
 
 TEST_F(PostgresAnswer, LongReadsAndNotificationsPassInConstantMemory) {

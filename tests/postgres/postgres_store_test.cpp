@@ -45,7 +45,7 @@ TEST_F(PostgresStore, OptionsOfTheUriReachTheServer) {
 }
 
 TEST_F(PostgresStore, ValuesHaveOneTextForm) {
-  ASSERT_EQ(run(db, "set timezone to 'UTC'"), kSuccess);
+  useStore(m_url + "?options=-c%20timezone%3DUTC");
   for (const auto& [expression, text] : casesOf("postgres/values.txt")) EXPECT_EQ(rowsOf(db, "select " + expression), text) << expression;
   EXPECT_EQ(rowsOf(db, "select '\\x00ff5c27'::bytea"), std::string("\0\xff\\'", 4));
 }

@@ -22,6 +22,9 @@
 struct StoreKind {
   std::string name;
   std::function<std::string()> freshUrl;  ///< the URL of an empty store, without a query
+  bool isRemote;                          ///< a call may have been carried out and its answer be lost
+  std::string integritySql;               ///< a query that answers "ok"
+  std::string plainQuery;                 ///< options, each after "&", for tests by the thousand
 };
 
 inline void PrintTo(const StoreKind& kind, std::ostream* out) { *out << kind.name; }

@@ -16,7 +16,7 @@ std::string freshSqliteFile() {
 std::vector<StoreKind> storeKinds() {
   return {
 #ifdef VORN_WITH_POSTGRES
-      {"PostgreSql", [] { return sharedPostgresServer().freshDatabase(); }},
+      {"PostgreSql", [] { return sharedPostgresServer().freshDatabase(); }, true, "select 'ok'", "&sslmode=disable&gssencmode=disable"},
 #endif
-      {"Sqlite", freshSqliteFile}};
+      {"Sqlite", freshSqliteFile, false, "pragma integrity_check", "&synchronous=off"}};
 }

@@ -17,10 +17,10 @@ namespace vorn {
 namespace {
 
 // The rows before the failure were handed out already, so only the log and lastResult() can tell.
-void logBrokenRead(const ExecResult& failure) noexcept {
+void logBrokenRead(const char* what, const ExecResult& failure) noexcept {
   try {
     Logger::error(static_cast<std::uint32_t>(failure.errorCode()),
-                  LogScrubber::scrub("[VORNLib]reading rows broke off: " + failure.detail().value_or("")),
+                  LogScrubber::scrub(std::string("[VORNLib]") + what + ": " + failure.detail().value_or("")),
                   {"DataSession", "fetchRow", __LINE__});
   } catch (...) {
     // Without memory for the line the failure is told by its code alone.
@@ -164,7 +164,7 @@ class DataSession::Impl {
 
   // The log comes first: its sink may run statements, whose outcome is not the caller's.
   bool failFetch(ExecResult& status, ExecResult failure) noexcept {
-    logBrokenRead(failure);
+    logBrokenRead("reading rows broke off", failure);
     closeCursor();
     m_context->setLast(failure);
     status = std::move(failure);
@@ -173,8 +173,12 @@ class DataSession::Impl {
 
   void closeCursor() noexcept {
     m_cursor.forgetInherited();
-    m_cursor.take().reset();
     m_brokeOff = false;
+    const std::unique_ptr<StoreCursor> cursor = m_cursor.take();
+    const ExecResult closed = cursor ? cursor->close() : ExecResult();
+    if (closed.succeeded()) return;
+    logBrokenRead("a read was given up", closed);
+    m_context->setLast(closed);
   }
 
   ThreadContext* m_context;

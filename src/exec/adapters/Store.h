@@ -23,6 +23,10 @@ class StoreCursor {
   /// Replaces `row` by the next row. On End and on Failed `row` stays as it is.
   /// @param failure  set on Failed only
   virtual Fetch fetch(std::vector<RowValue>& row, ExecResult& failure) = 0;
+
+  /// Gives up the rows that are left.
+  /// @return a failure when the read had to be cut off, so that what it has written may be lost
+  virtual ExecResult close() noexcept { return {}; }
 };
 
 /// One connection to a store. It serves one thread at a time and may change threads in between.

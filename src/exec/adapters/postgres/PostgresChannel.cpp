@@ -35,26 +35,26 @@ bool startsWith(const char* text, const char* prefix) {
 }
 
 // The client library's own rule: at least two seconds, and no limit for 0.
-std::chrono::seconds connectLimit(const PostgresSettings& settings) {
-  const auto found = settings.find("connect_timeout");
-  const char* text = found == settings.end() ? std::getenv("PGCONNECT_TIMEOUT") : found->second.c_str();
+std::chrono::seconds connectLimit(const PostgresKeywords& keywords) {
+  const auto found = keywords.find("connect_timeout");
+  const char* text = found == keywords.end() ? std::getenv("PGCONNECT_TIMEOUT") : found->second.c_str();
   const long seconds = text == nullptr ? 0 : std::strtol(text, nullptr, 10);
   return std::chrono::seconds(seconds <= 0 ? 0 : std::max(seconds, 2L));
 }
 
 // The hosts to try, as far as they are known before a service file is read.
-std::string hostsOf(const PostgresSettings& settings) {
+std::string hostsOf(const PostgresKeywords& keywords) {
   for (const char* keyword : {"hostaddr", "host"}) {
-    const auto found = settings.find(keyword);
-    if (found != settings.end()) return found->second;
+    const auto found = keywords.find(keyword);
+    if (found != keywords.end()) return found->second;
   }
   const char* fromEnvironment = std::getenv("PGHOST");
   return fromEnvironment == nullptr ? "" : fromEnvironment;
 }
 
-bool mayBeSeveralHosts(const PostgresSettings& settings) {
-  return settings.count("service") > 0 || std::getenv("PGSERVICE") != nullptr ||
-         hostsOf(settings).find(',') != std::string::npos;
+bool mayBeSeveralHosts(const PostgresKeywords& keywords) {
+  return keywords.count("service") > 0 || std::getenv("PGSERVICE") != nullptr ||
+         hostsOf(keywords).find(',') != std::string::npos;
 }
 
 // A name may lead to several addresses.
@@ -66,32 +66,32 @@ bool isName(const std::string& host) {
 
 }  // namespace
 
-PostgresChannel::PostgresChannel(const PostgresSettings& settings) : m_connectLimit(connectLimit(settings)) {
-  std::vector<const char*> keywords;
+PostgresChannel::PostgresChannel(const PostgresKeywords& keywords) : m_connectLimit(connectLimit(keywords)) {
+  std::vector<const char*> names;
   std::vector<const char*> values;
-  for (const auto& [keyword, value] : settings) {
-    keywords.push_back(keyword.c_str());
+  for (const auto& [name, value] : keywords) {
+    names.push_back(name.c_str());
     values.push_back(value.c_str());
   }
-  keywords.push_back(nullptr);
+  names.push_back(nullptr);
   values.push_back(nullptr);
-  m_handle.reset(PQconnectStartParams(keywords.data(), values.data(), 0));
+  m_handle.reset(PQconnectStartParams(names.data(), values.data(), 0));
   if (!m_handle) throw std::bad_alloc();
   // From here on nothing that the server says goes to standard error.
   PQsetNoticeReceiver(handle(), receiveNotice, this);
 }
 
-ExecResult PostgresChannel::connect(const PostgresSettings& settings,
+ExecResult PostgresChannel::connect(const PostgresKeywords& keywords,
                                     std::unique_ptr<PostgresChannel>& channel) {
-  std::unique_ptr<PostgresChannel> made(new PostgresChannel(settings));
+  std::unique_ptr<PostgresChannel> made(new PostgresChannel(keywords));
   PGconn* const handle = made->handle();
   // Only the client library itself can go on to the next host or address after a limit, and only when it
   // waits itself.
   bool inTime = true;
-  bool again = mayBeSeveralHosts(settings) && PQstatus(handle) != CONNECTION_BAD;
+  bool again = mayBeSeveralHosts(keywords) && PQstatus(handle) != CONNECTION_BAD;
   if (!again) {
     inTime = made->connectToOneHost();
-    again = !inTime && isName(hostsOf(settings));
+    again = !inTime && isName(hostsOf(keywords));
   }
   if (again) {
     PQreset(handle);

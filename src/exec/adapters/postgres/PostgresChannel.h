@@ -31,8 +31,8 @@ class PostgresChannel {
   using Clock = std::chrono::steady_clock;
   using Deadline = std::optional<Clock::time_point>;
 
-  /// Connects within the `connect_timeout` of the settings, which holds for each host.
-  static ExecResult connect(const PostgresSettings& settings, std::unique_ptr<PostgresChannel>& channel);
+  /// Connects within the `connect_timeout` of the keywords, which holds for each host.
+  static ExecResult connect(const PostgresKeywords& keywords, std::unique_ptr<PostgresChannel>& channel);
 
   PostgresChannel(const PostgresChannel&) = delete;
   PostgresChannel& operator=(const PostgresChannel&) = delete;
@@ -96,7 +96,7 @@ class PostgresChannel {
     void operator()(PGconn* connection) const { PQfinish(connection); }
   };
 
-  explicit PostgresChannel(const PostgresSettings& settings);
+  explicit PostgresChannel(const PostgresKeywords& keywords);
 
   static void receiveNotice(void* self, const PGresult* notice) noexcept;
   bool connectToOneHost();

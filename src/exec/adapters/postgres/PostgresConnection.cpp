@@ -41,8 +41,8 @@ bool startsWith(const char* text, const char* prefix) {
 
 }  // namespace
 
-PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel)
-    : m_channel(std::move(channel)) {}
+PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel, bool alwaysReset)
+    : m_channel(std::move(channel)), m_alwaysReset(alwaysReset) {}
 
 std::uint64_t PostgresConnection::rowsWritten(PGresult* result) {
   const char* tag = PQcmdStatus(result);
@@ -57,9 +57,10 @@ PostgresConnection::~PostgresConnection() {
 ExecResult PostgresConnection::open(const PostgresSettings& settings,
                                     std::unique_ptr<StoreConnection>& connection) {
   std::unique_ptr<PostgresChannel> channel;
-  ExecResult result = PostgresChannel::connect(settings, channel);
+  ExecResult result = PostgresChannel::connect(settings.keywords, channel);
   if (!result.succeeded()) return result;
-  std::unique_ptr<PostgresConnection> opened(new PostgresConnection(std::move(channel)));
+  std::unique_ptr<PostgresConnection> opened(
+      new PostgresConnection(std::move(channel), settings.alwaysReset));
   result = opened->configure();
   if (result.succeeded()) connection = std::move(opened);
   return result;
@@ -88,6 +89,7 @@ bool PostgresConnection::usable() noexcept {
 }
 
 bool PostgresConnection::inTransaction() const noexcept {
+  if (m_channel->broken()) return false;  // it ended with its connection
   if (!m_channel->atRest()) return m_transactionBefore;
   const PGTransactionStatusType status = PQtransactionStatus(m_channel->handle());
   return status == PQTRANS_INTRANS || status == PQTRANS_INERROR;
@@ -188,6 +190,7 @@ ExecResult PostgresConnection::makeReady() {
   }
   m_transactionBefore = inTransaction();
   m_rolledBack = false;
+  m_changed = m_changed || m_alwaysReset;
   return m_channel->atRest() && !m_channel->broken() ? ExecResult() : m_channel->lost();
 }
 
@@ -246,7 +249,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
 }
 
 ExecResult PostgresConnection::refuseCopy(ExecStatusType status) {
-  const ExecResult refusal =
+  ExecResult refusal =
       makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
   char* data = nullptr;
   if (status == PGRES_COPY_IN) {
@@ -267,9 +270,10 @@ ExecResult PostgresConnection::abandonRead() {
     return {};
   }
   m_channel->setBroken();
-  return makeFailure(LayerError::ConnectionLost,
-                     "a read that was given up did not end in time, so its connection was closed; whether "
-                     "anything that it wrote was kept is unknown");
+  return makeFailure(
+      LayerError::ConnectionLost,
+      "it did not end in time, so its connection was closed; whether anything that it wrote was "
+      "kept is unknown");
 }
 
 }  // namespace vorn

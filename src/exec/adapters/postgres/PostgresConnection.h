@@ -73,7 +73,7 @@ class PostgresConnection : public StoreConnection {
   ExecResult abandonRead();
 
  private:
-  explicit PostgresConnection(std::unique_ptr<PostgresChannel> channel);
+  PostgresConnection(std::unique_ptr<PostgresChannel> channel, bool alwaysReset);
 
   ExecResult configure();
   ExecResult send(const std::string& sql);
@@ -83,6 +83,7 @@ class PostgresConnection : public StoreConnection {
   bool runQuietly(const std::string& sql, const PostgresChannel::Deadline& deadline);
 
   std::unique_ptr<PostgresChannel> m_channel;
+  const bool m_alwaysReset;
   PostgresCursor* m_streaming = nullptr;
   bool m_abandoned = false;          ///< whether rows of a read that was given up are still to come
   bool m_transactionBefore = false;  ///< whether a transaction was open when the last statement was sent

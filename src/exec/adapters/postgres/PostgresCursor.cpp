@@ -9,7 +9,6 @@
 #include "exec/adapters/LayerError.h"
 #include "exec/adapters/postgres/PostgresConnection.h"
 #include "exec/adapters/postgres/PostgresOid.h"
-#include "vorn/platform/logging.h"
 
 namespace vorn {
 
@@ -36,16 +35,18 @@ PostgresCursor::PostgresCursor(PostgresConnection& connection) : m_connection(&c
 }
 
 PostgresCursor::~PostgresCursor() {
-  if (m_connection == nullptr) return;
-  m_connection->setStreaming(nullptr);
+  PostgresCursor::close();
+}
+
+ExecResult PostgresCursor::close() noexcept {
+  if (m_connection == nullptr) return {};
+  PostgresConnection& connection = *m_connection;
+  end({});
   try {
-    const ExecResult result = m_connection->abandonRead();
-    if (result.succeeded()) return;
-    Logger::error(static_cast<std::uint32_t>(result.errorCode()),
-                  LogScrubber::scrub("[VORNLib]" + result.detail().value_or("")),
-                  {"PostgresCursor", "abandon", __LINE__});
+    return connection.abandonRead();
   } catch (...) {
-    m_connection->giveUp();
+    connection.giveUp();
+    return outOfMemory();
   }
 }
 

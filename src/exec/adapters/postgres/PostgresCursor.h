@@ -30,6 +30,8 @@ class PostgresCursor : public StoreCursor {
 
   Fetch fetch(std::vector<RowValue>& row, ExecResult& failure) override;
 
+  ExecResult close() noexcept override;
+
   /// Moves the remaining rows into memory. A failure on the way is delivered after the rows before it. After
   /// an exception, too, the cursor delivers the rows that it has, and then a failure.
   /// @return the failure, or success

@@ -41,15 +41,15 @@ constexpr const char* kDefaultLimits[][2] = {
 
 // What a service file says about the limits. The client library reads the file when it connects; here it is
 // led to a socket that cannot exist.
-PostgresSettings limitsOfService(const PostgresSettings& settings) {
+PostgresKeywords limitsOfService(const PostgresKeywords& keywords) {
   std::string service;
-  if (const auto found = settings.find("service"); found != settings.end()) service = found->second;
-  const char* const keywords[] = {"service", "host", nullptr};
+  if (const auto found = keywords.find("service"); found != keywords.end()) service = found->second;
+  const char* const names[] = {"service", "host", nullptr};
   const char* const values[] = {service.empty() ? nullptr : service.c_str(), "/nonexistent", nullptr};
-  const std::unique_ptr<PGconn, void (*)(PGconn*)> probe(PQconnectStartParams(keywords, values, 0), PQfinish);
+  const std::unique_ptr<PGconn, void (*)(PGconn*)> probe(PQconnectStartParams(names, values, 0), PQfinish);
   if (!probe) throw std::bad_alloc();
   const OptionList effective(PQconninfo(probe.get()), PQconninfoFree);
-  PostgresSettings limits;
+  PostgresKeywords limits;
   for (const PQconninfoOption* option = effective.get(); option != nullptr && option->keyword != nullptr;
        ++option) {
     const bool isLimit =
@@ -62,16 +62,16 @@ PostgresSettings limitsOfService(const PostgresSettings& settings) {
 
 // What the URL says about the limits comes first, then a service file, the environment, and the defaults
 // here.
-PostgresSettings withLimits(PostgresSettings settings) {
-  if (settings.count("service") > 0 || std::getenv("PGSERVICE") != nullptr) {
-    settings.merge(limitsOfService(settings));
+PostgresKeywords withLimits(PostgresKeywords keywords) {
+  if (keywords.count("service") > 0 || std::getenv("PGSERVICE") != nullptr) {
+    keywords.merge(limitsOfService(keywords));
   }
   for (const auto& [name, value] : kDefaultLimits) {
     const bool chosen =
         std::string_view(name) == kConnectTimeout && std::getenv("PGCONNECT_TIMEOUT") != nullptr;
-    if (!chosen) settings.emplace(name, value);
+    if (!chosen) keywords.emplace(name, value);
   }
-  return settings;
+  return keywords;
 }
 
 bool isKeyword(const std::string& name) {
@@ -144,19 +144,23 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
   const std::string authority = url.location().substr(0, url.location().find('/', 2));
   // libpq splits at the first '@'; with two of them part of the password would become the host name.
   if (authority.rfind("//", 0) != 0 || authority.find('@') != authority.rfind('@')) return malformed();
-  ExecResult result = checkOptions(url);
+  PostgresSettings settings;
+  std::string reset = "changed";
+  ExecResult result = url.takeWord("session_reset", "changed always", reset);
+  settings.alwaysReset = reset == "always";
+  if (result.succeeded()) result = checkOptions(url);
   if (!result.succeeded()) return result;
   const OptionList parsed(PQconninfoParse(rebuildUri(url).c_str(), nullptr), PQconninfoFree);
   if (!parsed) return malformed();
 
-  PostgresSettings settings;
+  PostgresKeywords& keywords = settings.keywords;
   for (const PQconninfoOption* option = parsed.get(); option->keyword != nullptr; ++option) {
-    if (option->val != nullptr) settings.emplace(option->keyword, option->val);
+    if (option->val != nullptr) keywords.emplace(option->keyword, option->val);
   }
-  if (settings.count("port") > 0 && !arePorts(settings["port"])) return malformed();
+  if (keywords.count("port") > 0 && !arePorts(keywords["port"])) return malformed();
   // Texts travel as UTF-8 whatever the database keeps them in.
-  settings["client_encoding"] = "UTF8";
-  settings.emplace("fallback_application_name", "vorn");
+  keywords["client_encoding"] = "UTF8";
+  keywords.emplace("fallback_application_name", "vorn");
   driver = std::make_shared<PostgresDriver>(std::move(settings));
   return result;
 }
@@ -164,7 +168,7 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
 PostgresDriver::PostgresDriver(PostgresSettings settings) : m_settings(std::move(settings)) {}
 
 ExecResult PostgresDriver::open(std::unique_ptr<StoreConnection>& connection) {
-  return PostgresConnection::open(withLimits(m_settings), connection);
+  return PostgresConnection::open({withLimits(m_settings.keywords), m_settings.alwaysReset}, connection);
 }
 
 }  // namespace vorn

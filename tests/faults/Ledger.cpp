@@ -1,0 +1,39 @@
+#include "faults/Ledger.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+long Ledger::begin() {
+  const std::lock_guard lock(m_mutex);
+  return ++m_last;
+}
+
+void Ledger::note(long operation, long rows, Told told) {
+  const std::lock_guard lock(m_mutex);
+  m_entries[operation] = {rows, told};
+}
+
+void Ledger::expectIn(const std::string& found) const {
+  std::map<long, std::pair<long, long>> counts;
+  std::istringstream rows(found);
+  for (std::string row; std::getline(rows, row, ';');) {
+    long operation = 0, count = 0, distinct = 0;
+    ASSERT_EQ(std::sscanf(row.c_str(), "%ld|%ld|%ld", &operation, &count, &distinct), 3) << row;
+    EXPECT_TRUE(m_entries.count(operation) == 1) << "operation " << operation << " is nobody's";
+    counts[operation] = {count, distinct};
+  }
+  for (const auto& [operation, entry] : m_entries) {
+    const auto [count, distinct] = counts[operation];
+    const bool all = count == entry.rows && distinct == entry.rows;
+    if (entry.told == Told::Done ? all : count == 0 || (entry.told == Told::Unknown && all)) continue;
+    const char* const told = entry.told == Told::Done ? "done" : entry.told == Told::Undone ? "undone" : "failed";
+    ADD_FAILURE() << "operation " << operation << " was told to be " << told << ": " << count << " of " << entry.rows << " rows, "
+                  << distinct << " different ones";
+  }
+}
+
+long Ledger::done() const {
+  return std::count_if(m_entries.begin(), m_entries.end(), [](const auto& entry) { return entry.second.told == Told::Done; });
+}

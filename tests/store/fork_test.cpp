@@ -1,0 +1,149 @@
+#include <poll.h>
+
+#include "faults/Ledger.h"
+#include "store/store_fixture.h"
+
+namespace {
+
+/// A process that is forked while readers and transactions are open: the parent goes on as if nothing had happened, the
+/// child works on a store of its own, and on its parent's store its work is either done or refused.
+class Forks : public StoreTest, public testing::WithParamInterface<StoreKind> {
+ protected:
+  static constexpr long kRows = 400;
+  static constexpr unsigned kLongest = 120;  // seconds; a hang ends the process
+
+  using Told = Ledger::Told;
+
+  /// A reader of 1, 2, 3 … kRows.
+  struct Reading {
+    CVORNReader reader;
+    long last = 0;
+
+    bool take(long upTo) {
+      while (last < upTo && reader.hasNextElement()) {
+        long n = 0;
+        reader >> n;
+        if (n != ++last) return false;
+      }
+      return true;
+    }
+  };
+
+  void SetUp() override {
+    alarm(kLongest);
+    vorn::setLogSink([](const vorn::LogRecord&) {});
+    const std::string options = "?pool_size=3&acquire_timeout_ms=2000" + GetParam().plainQuery;
+    useStore(GetParam().freshUrl() + options);
+    m_childUrl = GetParam().freshUrl() + options;
+    ASSERT_EQ(run(db, "create table t(n bigint, v bigint)"), kSuccess);
+    ASSERT_EQ(run(db, "create table r(n bigint)"), kSuccess);
+    BatchInserter rows;
+    rows.table("r");
+    for (long row = 1; row <= kRows; ++row) rows["n"] << row;
+    ASSERT_EQ(db->ExecBatchInserter(rows), 0U);
+    ASSERT_EQ(pipe(m_pipe), 0);
+  }
+
+  void TearDown() override {
+    StoreTest::TearDown();
+    close(m_pipe[0]), close(m_pipe[1]);
+    alarm(0);
+  }
+
+  long below(long limit) { return static_cast<long>(m_random() % static_cast<unsigned long>(limit)); }
+
+  /// Sends the rows of an operation: one alone, more as a batch.
+  static unsigned long send(CVORN* on, long operation, long rows) {
+    constexpr long kMostRows = 10000;
+    if (rows == 1)
+      return on->execWriteSQL(
+          raw("insert into t values(" + std::to_string(operation * kMostRows) + ", " + std::to_string(operation) + ")"));
+    BatchInserter batch;
+    batch.table("t");
+    for (long row = 0; row < rows; ++row) batch["n"] << operation * kMostRows + row, batch["v"] << operation;
+    return on->ExecBatchInserter(batch);
+  }
+
+  /// Runs an operation of the child's on the store that it shares with its parent, and tells the parent the outcome.
+  void tryInChild(long operation, long rows, bool inTransaction) {
+    unsigned long code = inTransaction ? db->beginTransaction() : 0;
+    if (code == 0) code = send(db, operation, rows);
+    if (code == 0 && inTransaction) code = db->commitTransaction();
+    if (code != 0 && inTransaction) db->rollbackTransaction();
+    const long report[] = {operation, rows, code == 0 ? 1 : 0};
+    if (write(m_pipe[1], report, sizeof report) != sizeof report) _exit(2);
+  }
+
+  /// @return what went wrong in the child, or nothing
+  std::string workInChild(Reading& inherited, long firstOperation, long rows) {
+    if (inherited.reader.hasNextElement() || vorn::lastResult().succeeded()) return "the parent's reader goes on";
+    MIRAsqlDB own(true);
+    if (!vorn::bindStore("NeUpgradeDB", m_childUrl).succeeded()) return "bind";
+    if (run(&own, "create table if not exists t(n bigint, v bigint)") != kSuccess) return "create";
+    if (own.beginTransaction() + send(&own, firstOperation, 1) + send(&own, firstOperation, 30) + own.commitTransaction() != 0)
+      return "own store";
+    if (rowsOf(&own, "select count(*) from t where v = " + std::to_string(firstOperation)) != "31") return "own rows";
+    tryInChild(firstOperation, rows, false);
+    tryInChild(firstOperation + 1, 1, true);
+    return "";
+  }
+
+  void collectReports() {
+    long report[3];
+    for (pollfd ready{m_pipe[0], POLLIN, 0}; poll(&ready, 1, 0) == 1;) {
+      ASSERT_EQ(read(m_pipe[0], report, sizeof report), static_cast<ssize_t>(sizeof report));
+      m_ledger.note(report[0], report[1], report[2] == 1 ? Told::Done : Told::Undone);
+      m_doneInChildren += report[2];
+    }
+  }
+
+  /// Forks once, with something open, and goes on at once.
+  void forkOnce() {
+    const bool inTransaction = below(2) == 0, readsOn = below(3) != 0;
+    const long before = m_ledger.begin(), after = m_ledger.begin(), inChild = m_ledger.begin(), rows = 1 + below(60);
+    m_ledger.begin();  // the child's second
+    Reading reading;
+    EXPECT_EQ(db->execReadSQL(raw("select n from r order by n"), reading.reader), 0U);
+    EXPECT_TRUE(reading.take(below(kRows)));
+    if (inTransaction) { EXPECT_EQ(describe(db->beginTransaction()), kSuccess); }
+    EXPECT_EQ(describe(send(db, before, rows)), kSuccess);
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(kLongest / 4);
+      const std::string wrong = workInChild(reading, inChild, rows);
+      if (!wrong.empty()) std::fprintf(stderr, "in the child: %s: %s\n", wrong.c_str(), vorn::lastResult().detail().value_or("").c_str());
+      _exit(wrong.empty() ? 0 : 1);
+    }
+    if (readsOn) { EXPECT_TRUE(reading.take(kRows) && reading.last == kRows) << "row " << reading.last; }
+    EXPECT_EQ(describe(send(db, after, 1)), kSuccess);
+    const bool commits = inTransaction && below(3) != 0;
+    if (inTransaction) { EXPECT_EQ(describe(commits ? db->commitTransaction() : db->rollbackTransaction()), kSuccess); }
+    EXPECT_TRUE(reading.take(kRows + 1) && reading.last == kRows) << "row " << reading.last;
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    m_ledger.note(before, rows, !inTransaction || commits ? Told::Done : Told::Undone);
+    m_ledger.note(after, 1, !inTransaction || commits ? Told::Done : Told::Undone);
+    collectReports();
+  }
+
+  std::string m_childUrl;
+  std::mt19937_64 m_random{testSeed()};
+  Ledger m_ledger;
+  int m_pipe[2] = {-1, -1};
+  long m_doneInChildren = 0;
+};
+
+TEST_P(Forks, TwoHundredWithReadersAndTransactionsOpen) {
+  for (int round = 0; round < 200 && !HasFailure(); ++round) forkOnce();
+  std::printf("writes acknowledged: %ld, by children: %ld\n", m_ledger.done(), m_doneInChildren);
+  const auto found = [this] {
+    EXPECT_EQ(rowsOf(db, GetParam().integritySql), "ok");
+    return rowsOf(db, Ledger::kQuery, Ledger::kColumns);
+  };
+  m_ledger.expectIn(onAnotherThread(found));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, Forks, testing::ValuesIn(storeKinds()), [](const auto& kind) { return kind.param.name; });
+
+}  // namespace
