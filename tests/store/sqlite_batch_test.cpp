@@ -163,6 +163,7 @@ TEST_F(SqliteBatch, NoTableOfTheCallersIsReadInPlaceOfTheRows) {
   EXPECT_EQ(run(db, "create temp table sqlite_vorn_batch_2(c0, c1)"), kSuccess);
   EXPECT_EQ(describe(db->ExecBatchInserter(numbers(3))), "vorn 16 NOT_SUPPORTED");
   EXPECT_EQ(rowsOf(db, "select n, v from t", 2), "0|0;1|1;2|2");
+  EXPECT_EQ(db->rollbackTransaction(), 0U);
 }
 
 }  // namespace

@@ -293,7 +293,7 @@ TEST_P(SqliteMemory, FailedAllocationsLoseAndDoubleNothing) {
   for (const auto extent : {FailingAllocations::Extent::Once, FailingAllocations::Extent::Lasting}) {
     long allocation = 1;
     while (survives(allocation, extent) && !HasFailure()) ++allocation;
-    EXPECT_GT(allocation, 10);
+    EXPECT_GT(allocation, 5);
   }
   std::printf("%ld failures so far\n", FailingAllocations::total());
 }

@@ -68,10 +68,12 @@ int SqliteBatchTable::bestIndex(sqlite3_vtab*, sqlite3_index_info* plan) noexcep
 }
 
 int SqliteBatchTable::openCursor(sqlite3_vtab*, sqlite3_vtab_cursor** cursor) noexcept {
-  auto* const made = new (std::nothrow) Cursor;
-  if (made == nullptr) return SQLITE_NOMEM;
-  *cursor = &made->base;
-  return SQLITE_OK;
+  try {
+    *cursor = &(new Cursor)->base;
+    return SQLITE_OK;
+  } catch (const std::bad_alloc&) {
+    return SQLITE_NOMEM;
+  }
 }
 
 int SqliteBatchTable::closeCursor(sqlite3_vtab_cursor* cursor) noexcept {

@@ -264,8 +264,9 @@ std::vector<std::size_t> SqliteConnection::inTableOrder(const std::string& table
   finish(std::move(everything));
   // A name that is none of these columns', such as rowid, may mean one of them, and the last one counts.
   if (std::find(places.begin(), places.end(), count) != places.end()) return order;
-  std::stable_sort(order.begin(), order.end(),
-                   [&places](std::size_t left, std::size_t right) { return places[left] < places[right]; });
+  std::sort(order.begin(), order.end(), [&places](std::size_t left, std::size_t right) {
+    return places[left] != places[right] ? places[left] < places[right] : left < right;
+  });
   return order;
 }
 

@@ -106,11 +106,10 @@ StoreCursor::Fetch SqliteCursor::fetch(std::vector<RowValue>& row, ExecResult& f
       note(code);
     }
     return fetchAtEdge(row, failure);
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     m_buffered = false;  // no row may follow one that is missing
     fail(outOfMemory());
-    failure = outOfMemory();
-    return Fetch::Failed;
+    throw;
   }
 }
 
