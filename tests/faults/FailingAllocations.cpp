@@ -75,4 +75,3 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }

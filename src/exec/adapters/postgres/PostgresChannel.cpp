@@ -26,7 +26,7 @@ using std::chrono::milliseconds;
 // that cannot take more bytes for the time being still answers the kernel's probes.
 constexpr std::chrono::seconds kSilenceLimit{30};
 
-constexpr milliseconds kSlice{1000};
+constexpr milliseconds kSlice{250};
 // Under TLS, bytes may wait in the client library where the socket does not show them.
 constexpr milliseconds kTlsSlice{10};
 
