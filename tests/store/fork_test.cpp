@@ -1,4 +1,7 @@
+#include <fcntl.h>
 #include <poll.h>
+
+#include <atomic>
 
 #include "faults/Ledger.h"
 #include "store/store_fixture.h"
@@ -159,6 +162,33 @@ TEST_P(Forks, TwoHundredWithReadersAndTransactionsOpen) {
     return rowsOf(db, Ledger::kQuery, Ledger::kColumns);
   };
   m_ledger.expectIn(onAnotherThread(found));
+}
+
+// A lock of the default sink that another thread held would be held in the child for ever.
+TEST_F(StoreTest, AForkedChildLogsWhileOtherThreadsOfItsParentDid) {
+  useStore("sqlite::memory:");
+  ASSERT_EQ(run(db, "create table t(n)"), kSuccess);
+  vorn::setLogSink({});
+  const int error = dup(2), nowhere = open("/dev/null", O_WRONLY);
+  dup2(nowhere, 2);
+  std::atomic<bool> done{false};
+  const auto logging = std::async(std::launch::async, [&done] {
+    while (!done) vorn::Logger::info("a line", {"Forks", "log", 1});
+  });
+  int status = 0;
+  for (int round = 0; round < 200 && status == 0; ++round) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);
+      vorn::Logger::info("a line", {"Forks", "log", 2});
+      _exit(0);
+    }
+    waitpid(child, &status, 0);
+  }
+  done = true;
+  logging.wait();
+  dup2(error, 2), close(error), close(nowhere);
+  EXPECT_EQ(status, 0);
 }
 
 /// An embedded store locks its file in another way without a log beside it.

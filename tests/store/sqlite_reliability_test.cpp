@@ -85,11 +85,14 @@ TEST_F(SqliteReliability, NothingIsAcknowledgedIntoAFileThatIsGone) {
 
     ready();
     EXPECT_EQ(db->ExecBatchInserter(numbers(100)), 0U);
-    CVORNReader reader;
+    CVORNReader reader, refused;
     EXPECT_EQ(db->execReadSQL(raw("select n from t"), reader), 0U);
     EXPECT_EQ(readOn(reader, 1), "0");
+    EXPECT_NE(db->execReadSQL(raw("selec"), refused), 0U);
     faults[fault]();  // under a reader
-    EXPECT_EQ(describe(db->ExecBatchInserter(numbers(3))), "vorn 15 CONNECTION_LOST");
+    const std::string query = fault == 0 ? "select n from t" : "select n from later";
+    const auto outcome = wholeFile ? rowsOf(db, query) : describe(db->ExecBatchInserter(numbers(3)));
+    EXPECT_EQ(outcome, "vorn 15 CONNECTION_LOST");
     EXPECT_EQ(readOn(reader), counted(1, 100)) << "what it had moved into memory";
     reader.clear();
     run(db, "create table t(n, v)");
@@ -100,6 +103,11 @@ TEST_F(SqliteReliability, NothingIsAcknowledgedIntoAFileThatIsGone) {
   std::size_t found = 0;
   for (std::size_t at = 0; (at = lines.find(word, at)) != std::string::npos; ++at) ++found;
   EXPECT_EQ(found, 3 * std::size(faults)) << lines;
+}
+
+TEST_F(SqliteReliability, WhatAPragmaKeepsInTheTemporarySchemaGoesWithItsSession) {
+  EXPECT_EQ(run(db, "pragma temp.user_version=5"), kSuccess);
+  EXPECT_EQ(rowsOf(db, "pragma temp.user_version"), "0");
 }
 
 TEST_F(SqliteReliability, ReadersDeliverTheirRowsWhateverEndsTheTransaction) {

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace vorn {
 
@@ -16,6 +17,7 @@ struct SinkState {
   std::mutex mutex;
   std::shared_ptr<const LogSink> sink;
   std::atomic<bool> custom{false};
+  std::mutex console;  ///< held while the default sink is made and while it writes
 };
 
 SinkState& sinkState() {
@@ -23,27 +25,38 @@ SinkState& sinkState() {
   return *state;
 }
 
-// An application that registered a logger of this name has said where the lines go.
-spdlog::logger& defaultLogger() {
-  static const std::shared_ptr<spdlog::logger>* const logger = [] {
-    std::shared_ptr<spdlog::logger> found = spdlog::get("vorn");
-    if (!found) {
-      found = std::make_shared<spdlog::logger>("vorn", std::make_shared<spdlog::sinks::stderr_sink_mt>());
-      found->set_level(spdlog::level::info);
+struct DefaultLogger {
+  std::shared_ptr<spdlog::logger> logger;
+  bool own = false;
+};
+
+// An application that registered a logger of this name has said where the lines go. The sink here has no lock
+// of its own: a fork could not keep that from being cut off.
+const DefaultLogger& defaultLogger() {
+  static const DefaultLogger* const made = [] {
+    DefaultLogger result{spdlog::get("vorn")};
+    if (!result.logger) {
+      result = {std::make_shared<spdlog::logger>("vorn", std::make_shared<spdlog::sinks::stderr_sink_st>()),
+                true};
+      result.logger->set_level(spdlog::level::info);
     }
-    return new std::shared_ptr<spdlog::logger>(std::move(found));
+    return new DefaultLogger(std::move(result));
   }();
-  return **logger;
+  return *made;
 }
 
 void writeToDefaultLogger(const LogRecord& record) {
+  std::unique_lock lock(sinkState().console);
+  const DefaultLogger& target = defaultLogger();
+  // The sinks of an application have their own locks, and may run statements.
+  if (!target.own) lock.unlock();
   const SourceLocation& place = record.location;
   if (record.level == LogLevel::Error) {
-    defaultLogger().error("{} ({}, {}:{}:{})", record.text, record.code, place.sourceUnit, place.function,
-                          place.line);
+    target.logger->error("{} ({}, {}:{}:{})", record.text, record.code, place.sourceUnit, place.function,
+                         place.line);
   } else {
-    defaultLogger().log(record.level == LogLevel::Info ? spdlog::level::info : spdlog::level::trace,
-                        "{} ({}:{}:{})", record.text, place.sourceUnit, place.function, place.line);
+    target.logger->log(record.level == LogLevel::Info ? spdlog::level::info : spdlog::level::trace,
+                       "{} ({}:{}:{})", record.text, place.sourceUnit, place.function, place.line);
   }
 }
 
@@ -77,10 +90,12 @@ void emitLogRecord(const LogRecord& record) {
 }
 
 void lockLogSinks() {
+  sinkState().console.lock();
   sinkState().mutex.lock();
 }
 void unlockLogSinks() {
   sinkState().mutex.unlock();
+  sinkState().console.unlock();
 }
 
 }  // namespace vorn

@@ -10,7 +10,7 @@ bool tracing() noexcept;
 /// Hands a record to the sink in force.
 void emitLogRecord(const LogRecord& record);
 
-/// Keep the sink's lock from being cut off in the middle by a fork.
+/// Keep the sinks' locks, those of the default one included, from being cut off in the middle by a fork.
 void lockLogSinks();
 void unlockLogSinks();
 

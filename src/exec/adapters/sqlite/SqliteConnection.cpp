@@ -352,12 +352,21 @@ ExecResult SqliteConnection::prepareOne(const std::string& sql, SqliteStatement&
   }
   const SqliteSessionWatch::Control control = m_watch.control();
   m_watch.prepareIn(SqliteSessionWatch::Mode::Allow);
-  if (code != SQLITE_OK) return sqliteFailure(m_database.get());
+  if (code != SQLITE_OK) return prepareFailure();
   if (handle == nullptr) return makeFailure(LayerError::EmptyStatement, "the text holds no statement");
   statement.controls = control.any;
   statement.mayCommit = control.commits;
   SqliteStatementCache::label(statement, sql);
   return tail == end ? ExecResult() : refuseTail(tail, end);
+}
+
+// A text may be refused only because another file, with another schema, stands under the name by now.
+ExecResult SqliteConnection::prepareFailure() {
+  ExecResult failure = sqliteFailure(m_database.get());
+  m_looked = false;
+  if (inTransaction() || m_file.inPlace(m_database.get())) return failure;
+  drainCursors();
+  return lookAtFile(false);
 }
 
 // Blanks, semicolons and comments may follow a statement, nothing else.

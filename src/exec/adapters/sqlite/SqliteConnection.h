@@ -72,6 +72,7 @@ class SqliteConnection : public StoreConnection {
   ExecResult prepare(const std::string& sql, SqliteStatement& statement);
   bool prepareLifted(const std::string& sql, SqliteStatement& statement);
   ExecResult prepareOne(const std::string& sql, SqliteStatement& statement);
+  ExecResult prepareFailure();
   ExecResult refuseTail(const char* tail, const char* end);
   ExecResult run(const std::string& sql);
   ExecResult runToEnd(SqliteStatement& statement, std::uint64_t& rows);

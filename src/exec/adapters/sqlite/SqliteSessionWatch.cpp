@@ -34,9 +34,9 @@ void SqliteSessionWatch::prepareIn(Mode mode) noexcept {
   m_deniedPragma = false;
 }
 
-int SqliteSessionWatch::seePragma(const char* name, const char* value) noexcept {
-  // Without a value a pragma only asks.
-  if (value == nullptr || isHarmlessPragma(name)) return SQLITE_OK;
+int SqliteSessionWatch::seePragma(const char* name, const char* value, const char* schema) noexcept {
+  // Without a value a pragma only asks. What it keeps in the temporary schema is the session's own.
+  if (value == nullptr || (isHarmlessPragma(name) && !isTemporary(schema))) return SQLITE_OK;
   if (m_mode == Mode::DenyPragmas) {
     m_deniedPragma = true;
     return SQLITE_DENY;
@@ -51,7 +51,7 @@ int SqliteSessionWatch::authorize(void* self, int action, const char* first, con
   if (watch.m_mode == Mode::DenyAll) return SQLITE_DENY;
   switch (action) {
     case SQLITE_PRAGMA:
-      return watch.seePragma(first, second);
+      return watch.seePragma(first, second, schema);
     case SQLITE_TRANSACTION:
       watch.m_control = {true, sqlite3_stricmp(first, "COMMIT") == 0};
       break;

@@ -39,7 +39,7 @@ class SqliteSessionWatch {
  private:
   static int authorize(void* self, int action, const char* first, const char* second, const char* schema,
                        const char* trigger) noexcept;
-  int seePragma(const char* name, const char* value) noexcept;
+  int seePragma(const char* name, const char* value, const char* schema) noexcept;
 
   Mode m_mode = Mode::Allow;
   Control m_control;
