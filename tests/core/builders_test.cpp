@@ -121,16 +121,12 @@ TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {
   updater.assign(1L), updater.assign(1.0F), updater.assign(1.0);
   EXPECT_EQ(selector.toString() + updater.toString(), "select  *  from  LIMIT  OFFSET update  set a='");
 
-  std::vector<std::string> expected;
-  const std::string inserted = "Inserter::operator<< Inserter:SetValue:", limit = "Selector::limit Selector:limit:";
-  const std::string assigned = "Updater::assign Updater:assign:";
-  for (const std::string& part : {inserted + "33", limit + "158", limit + "164", assigned + "106", assigned + "121", assigned + "141",
-                                  assigned + "160", assigned + "175", assigned + "190", assigned + "205"}) {
-    const std::size_t blank = part.find(' ');
-    expected.push_back("error 4294967295 scrubbed [VORNLib]CVORN" + part.substr(0, blank) + ".snprintf_s failed @CVORN" +
-                       part.substr(blank + 1));
+  ASSERT_EQ(platform().events.size(), 10u);
+  const std::string words[] = {"Inserter::operator<<", "Selector::limit", "Selector::limit", "Updater::assign"};
+  for (std::size_t at = 0; at < 10; ++at) {
+    const std::string expected = "error 4294967295 scrubbed [VORNLib]CVORN" + words[at < 3 ? at : 3] + ".snprintf_s failed @CVORN";
+    EXPECT_EQ(platform().events[at].substr(0, expected.size()), expected);
   }
-  EXPECT_EQ(platform().events, expected);
 }
 
 }  // namespace

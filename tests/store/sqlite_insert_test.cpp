@@ -1,8 +1,7 @@
-#include <sqlite3.h>
-
 #include <cmath>
 #include <random>
 
+#include "store/PlainSqlite.h"
 #include "store/store_fixture.h"
 
 namespace {
@@ -11,35 +10,19 @@ namespace {
 class SqliteInsert : public StoreTest {
  protected:
   void SetUp() override {
-    useStore("sqlite:" + m_directory.file("lifted.db") + "?synchronous=off");
-    ASSERT_EQ(sqlite3_open(m_directory.file("plain.db").c_str(), &m_plain), SQLITE_OK);
-    sqlite3_extended_result_codes(m_plain, 1);
-    ASSERT_EQ(onPlain("pragma foreign_keys=on"), SQLITE_OK);
+    useStore("sqlite::memory:");
     // Every way in which a column can treat a value, and everything that may run when one arrives.
     for (const auto& [sql, unused] : casesOf("store/insert_tables.sql")) {
       ASSERT_EQ(run(db, sql), kSuccess) << sql;
-      ASSERT_EQ(onPlain(sql), SQLITE_OK) << sql;
+      ASSERT_EQ(m_plain.run(sql), SQLITE_OK) << sql;
     }
     ASSERT_EQ(db->beginTransaction(), 0U);
-    ASSERT_EQ(onPlain("begin"), SQLITE_OK);
-  }
-  void TearDown() override {
-    db->rollbackTransaction();
-    sqlite3_close(m_plain);
-    StoreTest::TearDown();
-  }
-
-  /// @param text  receives the first column of the last row
-  int onPlain(const std::string& sql, std::string* text = nullptr) {
-    const auto keep = [](void* out, int, char** values, char**) {
-      return *static_cast<std::string*>(out) = values[0] == nullptr ? "~" : values[0], 0;
-    };
-    return sqlite3_exec(m_plain, sql.c_str(), text == nullptr ? nullptr : +keep, text, nullptr);
+    ASSERT_EQ(m_plain.run("begin"), SQLITE_OK);
   }
 
   /// Runs a text on both databases, which take it or refuse it alike.
   void expectSameOutcome(const std::string& sql) {
-    EXPECT_EQ(db->execWriteSQL(raw(sql)) & 0xffffffffUL, static_cast<unsigned long>(onPlain(sql))) << sql;
+    EXPECT_EQ(db->execWriteSQL(raw(sql)) & 0xffffffffUL, static_cast<unsigned long>(m_plain.run(sql))) << sql;
   }
 
   /// Compares every value of every table, with its type and its exact bytes.
@@ -50,16 +33,14 @@ class SqliteInsert : public StoreTest {
       const std::string value = "'typeof(\"'||name||'\")||quote(\"'||name||'\")', '||'' ''||'";
       const std::string columns = rowsOf(db, "select group_concat(" + value + ") from pragma_table_xinfo('" + table + "')");
       const std::string sql = "select group_concat(" + columns + ", char(10)) from \"" + table + "\"";
-      std::string plain;
-      EXPECT_EQ(onPlain(sql, &plain), SQLITE_OK);
+      const std::string plain = m_plain.text(sql);
       EXPECT_EQ(rowsOf(db, sql), plain) << table;
       EXPECT_FALSE(plain.empty()) << table;
     }
     EXPECT_EQ(std::count(tables.begin(), tables.end(), ';'), 9);
   }
 
-  TemporaryDirectory m_directory;
-  sqlite3* m_plain = nullptr;
+  PlainSqlite m_plain{":memory:"};
 };
 
 TEST_F(SqliteInsert, TextsThatLookAlmostRenderedMeanWhatTheySay) {
