@@ -142,7 +142,8 @@ void expectRecordWorks() {
   Element zero{}, one{}, two{};
   std::istringstream("1 2") >> one >> two;
   record.appendDefault(container), record.appendCopy(container, &one);
-  EXPECT_EQ(record.appendCopy(container, &two), &vector.back());
+  const void* const appended = record.appendCopy(container, &two);
+  EXPECT_EQ(appended, &vector.back());
   for (int i = 0; i < 40; ++i) record.appendCopy(container, &vector[1]);  // its own element, while it grows
   EXPECT_EQ(vector.back(), one);
   while (record.count(container) > 3) record.removeLast(container);

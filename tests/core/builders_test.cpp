@@ -116,16 +116,13 @@ TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {
   S selector;
   selector.limit(12, 34);
   EXPECT_EQ(selector.toString(), "select  *  from  LIMIT 12 OFFSET 12") << "what the buffer still held";
-  platform().events.pop_back();
-  selector.limit(1, 2), updater.assign(short{1}), updater.assign(1), updater.assign(1U), updater.assign(1UL);
-  updater.assign(1L), updater.assign(1.0F), updater.assign(1.0);
-  EXPECT_EQ(selector.toString() + updater.toString(), "select  *  from  LIMIT  OFFSET update  set a='");
-
-  ASSERT_EQ(platform().events.size(), 10u);
-  const std::string words[] = {"Inserter::operator<<", "Selector::limit", "Selector::limit", "Updater::assign"};
-  for (std::size_t at = 0; at < 10; ++at) {
-    const std::string expected = "error 4294967295 scrubbed [VORNLib]CVORN" + words[at < 3 ? at : 3] + ".snprintf_s failed @CVORN";
-    EXPECT_EQ(platform().events[at].substr(0, expected.size()), expected);
+  updater.assign(1);
+  EXPECT_EQ(updater.toString(), "update  set a='");
+  const std::string failed = ".snprintf_s failed @CVORN";
+  for (const std::string name : {"Inserter::operator<<", "Selector::limit", "Updater::assign"}) {
+    const std::string event = platform().events.empty() ? "" : platform().events.front();
+    EXPECT_EQ(event.find("error 4294967295 scrubbed [VORNLib]CVORN" + name + failed), 0u) << event;
+    platform().events.erase(platform().events.begin());
   }
 }
 

@@ -7,7 +7,7 @@
 /// kReadRows.
 class HarmTest : public StoreTest {
  public:
-  static constexpr long kReadRows = 400;
+  static constexpr long kReadRows = 200;
 
   /// A reader of r.
   struct Reading {

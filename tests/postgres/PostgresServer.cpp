@@ -23,37 +23,27 @@ int freePort() {
 
 }  // namespace
 
-PostgresServer::PostgresServer(Unmade) : m_directory(std::filesystem::temp_directory_path() / "vorn-server-XXXXXX"), m_port(freePort()) {
+PostgresServer::PostgresServer(const std::string& settings)
+    : m_directory(std::filesystem::temp_directory_path() / "vorn-server-XXXXXX"), m_port(freePort()) {
   if (mkdtemp(m_directory.data()) == nullptr) throw std::runtime_error("mkdtemp");
   m_data = m_directory + "/data";
   std::ofstream(m_directory + "/password") << "geheim &wort\n";
-}
-
-PostgresServer::PostgresServer(const std::string& settings) : PostgresServer(Unmade()) {
-  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256", "--pwfile",
-           m_directory + "/password"});
-  configure("fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\nmax_prepared_transactions=2\n" + settings);
+  int status = 0;
+  waitpid(spawn({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256", "--pwfile",
+                 m_directory + "/password"}),
+          &status, 0);
+  if (status != 0) throw std::runtime_error("initdb");
+  std::ofstream(m_data + "/postgresql.conf", std::ios::app)
+      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory
+      << "'\nfsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\nmax_prepared_transactions=2\n"
+      << settings;
   start();
-}
-
-std::unique_ptr<PostgresServer> PostgresServer::standbyOf(const PostgresServer& primary, const std::string& settings) {
-  std::unique_ptr<PostgresServer> standby(new PostgresServer(Unmade()));
-  standby->execute({"pg_basebackup", "-D", standby->m_data, "-R", "-c", "fast", "-d", primary.url()});
-  standby->configure(settings);
-  standby->start();
-  return standby;
 }
 
 PostgresServer::~PostgresServer() {
   if (m_process > 0) stop(SIGQUIT);
   std::error_code ignored;
   std::filesystem::remove_all(m_directory, ignored);
-}
-
-void PostgresServer::configure(const std::string& settings) const {
-  std::ofstream(m_data + "/postgresql.conf", std::ios::app)
-      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory << "'\n"
-      << settings;
 }
 
 void PostgresServer::start() {
@@ -70,8 +60,6 @@ void PostgresServer::stop(int signal) {
   waitpid(m_process, nullptr, 0);
   m_process = -1;
 }
-
-void PostgresServer::promote() const { execute({"pg_ctl", "promote", "-D", m_data}); }
 
 std::string PostgresServer::url(const std::string& database) const {
   return std::string("postgresql://vorn:") + kPassword + "@" + host() + "/" + database;
@@ -101,14 +89,6 @@ pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
   closefrom(3);
   execv(arguments[0], arguments.data());
   _exit(127);
-}
-
-void PostgresServer::execute(const std::vector<std::string>& command) const {
-  int status = 0;
-  waitpid(spawn(command), &status, 0);
-  if (status == 0) return;
-  std::ifstream log(m_directory + "/log");
-  throw std::runtime_error(command[0] + ": " + std::string(std::istreambuf_iterator<char>(log), {}));
 }
 
 PostgresServer& sharedPostgresServer() {

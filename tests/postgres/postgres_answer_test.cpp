@@ -12,33 +12,6 @@ using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-/// A server that greets each connection as one that is ready, and then answers no more.
-class MuteServer {
- public:
-  MuteServer() : m_listener(listenOnLoopback(m_port)), m_thread([this] { greet(); }) {}
-  ~MuteServer() {
-    shutdown(m_listener, SHUT_RDWR);
-    m_thread.join();
-    close(m_listener);
-  }
-  std::string port() const { return std::to_string(m_port); }
-
- private:
-  void greet() const {
-    constexpr char kGreeting[] = "R\0\0\0\x08\0\0\0\0Z\0\0\0\x05I";  // authenticated, ready for a query
-    std::vector<int> connections;
-    for (int connection; (connection = accept(m_listener, nullptr, nullptr)) >= 0;) {
-      send(connection, kGreeting, sizeof kGreeting - 1, MSG_NOSIGNAL);
-      connections.push_back(connection);
-    }
-    for (const int connection : connections) close(connection);
-  }
-
-  int m_port = 0;
-  int m_listener;
-  std::thread m_thread;
-};
-
 /// Every answer belongs to its question, whatever the server does in between.
 class PostgresAnswer : public PostgresTest {
  protected:
@@ -122,18 +95,27 @@ TEST_F(PostgresAnswer, BatchValuesPassThroughTheInputOfTheirColumn) {
 }
 
 TEST_F(PostgresAnswer, PeerThatGoesMuteHoldsNobody) {
-  const MuteServer mute;
+  int port = 0;
+  const int listener = listenOnLoopback(port);
   const TemporaryDirectory directory;
   const std::string services = directory.file("services");
-  std::ofstream(services) << "[mute]\nhost=127.0.0.1\nport=" << mute.port() << "\nconnect_timeout=2\n";
+  std::ofstream(services) << "[mute]\nhost=127.0.0.1\nport=" << port << "\nconnect_timeout=2\n";
   setenv("PGSERVICEFILE", services.c_str(), 1);
-  for (const std::string& url : {"postgresql://me@127.0.0.1:" + mute.port() + "/x?sslmode=disable&connect_timeout=2",
+  for (const std::string& url : {"postgresql://me@127.0.0.1:" + std::to_string(port) + "/x?sslmode=disable&connect_timeout=2",
                                  std::string("postgresql:///x?service=mute&user=me&sslmode=disable")}) {
     useStore(url);
+    auto connection = std::async(std::launch::async, [listener] {
+      const int peer = accept(listener, nullptr, nullptr);
+      constexpr char kGreeting[] = "R\0\0\0\x08\0\0\0\0Z\0\0\0\x05I";  // authenticated, ready for a query
+      send(peer, kGreeting, sizeof kGreeting - 1, MSG_NOSIGNAL);
+      return peer;  // and never a word more
+    });
     const auto start = Clock::now();
     EXPECT_EQ(run(db, "select 1"), "postgresql 08001 sqlclient_unable_to_establish_sqlconnection") << url;
     EXPECT_LT(secondsSince(start), 6) << url;
+    close(connection.get());
   }
+  close(listener);
   unsetenv("PGSERVICEFILE");
 }
 
@@ -158,23 +140,17 @@ TEST_F(PostgresAnswer, ReadGivenUpUnderAStoppedServerLeavesNoThreadAndNoDescript
   expectRest("a read that was given up");
 }
 
-TEST_F(PostgresAnswer, ReadGivenUpEndsAtOnce) {
-  onServer("create table t(n bigint)");
-  for (const bool inTransaction : {false, true}) {
-    for (const char* query : {"select generate_series(1, 1000000)",
-                              "with recursive g(n) as (select 1 union all select n + 1 from g where n < 1000000) select n from g"}) {
-      if (inTransaction) { ASSERT_EQ(db->beginTransaction(), 0U); }
-      ASSERT_EQ(run(db, "insert into t values(1)"), kSuccess);
-      CVORNReader reader;
-      ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
-      ASSERT_TRUE(reader.hasNextElement());
-      const auto start = Clock::now();
-      reader.clear();
-      EXPECT_LT(secondsSince(start), 0.3) << query;
-      if (inTransaction) { ASSERT_EQ(db->commitTransaction(), 0U); }
-    }
+TEST_F(PostgresAnswer, ReadGivenUpEndsAtOnceAndLeavesTheTransaction) {
+  for (const std::string query : {"select generate_series(1, 1000000)",
+                                  "with recursive g(n) as (select 1 union all select n + 1 from g where n < 1000000) select n from g"}) {
+    ASSERT_EQ(db->beginTransaction(), 0U);
+    CVORNReader reader;
+    ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
+    const auto start = Clock::now();
+    reader.clear();
+    EXPECT_LT(secondsSince(start), 0.3) << query;
+    ASSERT_EQ(db->commitTransaction(), 0U);
   }
-  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "4");
 }
 
 TEST_F(PostgresAnswer, ReadGivenUpKeepsWhatItWroteOrSaysThatItMayBeLost) {

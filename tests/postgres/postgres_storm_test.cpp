@@ -1,7 +1,5 @@
 #include <libpq-fe.h>
 
-#include <csignal>
-
 #include "faults/HarmTest.h"
 #include "faults/Loopback.h"
 #include "faults/Storm.h"
@@ -14,8 +12,8 @@ class PostgresStorm : public HarmTest {
  protected:
   void SetUp() override { prepare(m_server.url()); }
 
-  void use(const std::string& url, const std::string& options = "") {
-    useStore(url + "?pool_size=" + std::to_string(Storm::kThreads) + "&sslmode=disable&gssencmode=disable" + options);
+  void use(const std::string& url) {
+    useStore(url + "?pool_size=" + std::to_string(Storm::kThreads) + "&sslmode=disable&gssencmode=disable");
   }
 
   /// Calls a function of the server on a random one of the library's backends, after a pause. @return how many were met
@@ -71,24 +69,6 @@ TEST_F(PostgresStorm, FiveHundredCutConnections) {
     return cutOne() ? 1 : 0;
   });
   expectLedger();
-}
-
-TEST_F(PostgresStorm, FailoverToTheStandby) {
-  const std::unique_ptr<PostgresServer> standby = PostgresServer::standbyOf(m_server);
-  m_server.query("alter system set synchronous_standby_names = '*'");
-  m_server.query("select pg_reload_conf()");
-  std::string url = m_server.url();
-  use(url.replace(url.find(m_server.host()), m_server.host().size(), m_server.host() + "," + standby->host()),
-      "&target_session_attrs=read-write");
-  m_storm.rage(1, [&] {
-    usleep(500000);
-    m_server.stop(SIGQUIT);
-    usleep(300000);
-    standby->promote();
-    usleep(500000);
-    return 1;
-  });
-  m_storm.ledger().expectIn(rowsOf(db, Ledger::kQuery, Ledger::kColumns));
 }
 
 }  // namespace

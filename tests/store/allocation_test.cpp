@@ -115,15 +115,22 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
 };
 
 TEST_P(AllocationFaults, WritesAndBatchesAloneAndBesideReaders) {
-  for (const long rows : {1, 5, 250}) {
+  for (const long rows : {1, 2, 5, 250}) {
     for (const bool besideReaders : {false, true}) {
       strikeEverywhere([&] {
         Reading reading, second;
+        CVORNReader returned;
         if (besideReaders) { EXPECT_EQ(reading.start(db) + second.start(db), 0U); }
-        reading.take(besideReaders ? 7 : 0), second.take(besideReaders ? 200 : 0);
+        reading.take(besideReaders ? kReadRows - 20 : 0), second.take(besideReaders ? kReadRows - 5 : 0);
         const BatchInserter batch = nextBatch(rows);
-        const CVORNsqlstr insert = raw("insert into t values(" + std::to_string(m_next - 1) + ", 0)");
-        const Outcome outcome = attempt([&] { return rows == 1 ? db->execWriteSQL(insert) : db->ExecBatchInserter(batch); });
+        const std::string last = "(" + std::to_string(m_next - 1) + ", 0)";
+        const CVORNsqlstr insert = raw("insert into t values" + last);
+        const CVORNsqlstr returning = raw("insert into t values(" + std::to_string(m_next - 2) + ", 0), " + last + " returning n");
+        const Outcome outcome = attempt([&] {
+          if (rows == 1) return db->execWriteSQL(insert);
+          return rows == 2 ? db->execReadSQL(returning, returned) : db->ExecBatchInserter(batch);
+        });
+        returned.clear();
         if (besideReaders) { EXPECT_TRUE(reading.endsWell() && second.endsWell()); }
         expectRows(m_next - rows, rows, outcome);
       });
@@ -132,11 +139,14 @@ TEST_P(AllocationFaults, WritesAndBatchesAloneAndBesideReaders) {
 }
 
 TEST_P(AllocationFaults, Read) {
-  for (const long from : {0L, kReadRows - 20}) {  // the first rows and the last ones
-    strikeEverywhere([&] {
+  // From the first row on, up to the last one, and what a write has moved into memory.
+  const std::pair<long, bool> cases[] = {{0, false}, {kReadRows - 20, false}, {kReadRows - 20, true}};
+  for (const auto& [from, moves] : cases) {
+    strikeEverywhere([&, from = from, moves = moves] {
       Reading reading;
       bool runs = from > 0 && reading.start(db) == 0;
       reading.take(from);
+      if (moves) { EXPECT_EQ(db->execWriteSQL(insertNext()), 0U); }
       attempt([&] {
         const unsigned long code = runs ? 0 : reading.start(db);
         runs = code == 0;
@@ -146,29 +156,6 @@ TEST_P(AllocationFaults, Read) {
       if (runs) { EXPECT_TRUE(reading.endsWell()) << "row " << reading.last; }
     });
   }
-}
-
-TEST_P(AllocationFaults, ReadOfRowsThatWereMovedIntoMemory) {
-  strikeEverywhere([this] {
-    Reading reading;
-    EXPECT_EQ(reading.start(db), 0U);
-    reading.take(1);
-    EXPECT_EQ(db->execWriteSQL(insertNext()), 0U);
-    attempt([&] { return reading.take(kReadRows + 1), 0; });
-    EXPECT_TRUE(reading.endsWell()) << "row " << reading.last;
-  });
-}
-
-TEST_P(AllocationFaults, WriteThatReturnsRows) {
-  strikeEverywhere([this] {
-    m_next += 2;
-    const CVORNsqlstr insert =
-        raw("insert into t values(" + std::to_string(m_next - 2) + ", 0), (" + std::to_string(m_next - 1) + ", 0) returning n");
-    CVORNReader returned;
-    const Outcome outcome = attempt([&] { return db->execReadSQL(insert, returned); });
-    returned.clear();
-    expectRows(m_next - 2, 2, outcome);
-  });
 }
 
 TEST_P(AllocationFaults, BatchInATransaction) {

@@ -153,6 +153,16 @@ class StoreTest : public testing::Test {
     return waitpid(child, &status, 0) == child && status == 0;
   }
 
+  /// Runs a statement with a parameter {n} for each value of it.
+  static std::string runForEach(std::vector<long> values, const std::string& sql) {
+    vorn::ParamRefMap set;
+    vorn::TypeRegistry::registerVectorType<std::vector<long>>(set["n"].type, vorn::type_code::kVector, "std::vector", 0);
+    set["n"].object = &values;
+    vorn::DataSession session("default");
+    const vorn::TypedRef parameters{{vorn::type_code::kParameterSet, 0, nullptr}, &set};
+    return describe(session.execute("test", vorn::SqlKind::Batch, sql, parameters).errorCode());
+  }
+
   /// Runs one step of a scenario. @return its outcome, or its rows
   static std::string step(CVORN* on, const std::string& text, int columns) {
     MIRAsqlDB other(true);
@@ -162,6 +172,7 @@ class StoreTest : public testing::Test {
     if (word == "elsewhere:") return onAnotherThread([&] { return step(on, rest, columns); });
     const std::size_t last = rest.rfind(' ') + 1;
     if (word == "batch") return describe(on->ExecBatchInserter(numbers(std::stol(rest), std::stol(rest.substr(last)))));
+    if (word == "each") return runForEach({std::stol(rest), std::stol(rest.substr(2))}, rest.substr(4));
     if (word == "set") return setenv(rest.substr(0, last - 1).c_str(), rest.substr(last).c_str(), 1), kSuccess;
     if (word == "bind") return describe(vorn::bindStore("default", rest).errorCode());
     if (word == "unbind") return vorn::unbindStores(), kSuccess;
