@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -81,9 +82,8 @@ std::string PostgresServer::query(const std::string& sql, const std::string& dat
 pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
   std::vector<std::string> words = {VORN_POSTGRES_PROGRAMS, m_directory};
   words.insert(words.end(), command.begin(), command.end());
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
+  std::vector<char*> arguments(words.size() + 1);
+  std::transform(words.begin(), words.end(), arguments.begin(), [](std::string& word) { return word.data(); });
   const pid_t child = fork();
   if (child != 0) return child;
   closefrom(3);

@@ -105,15 +105,15 @@ TEST_F(SqliteStore, ProcessesCreateAStoreAtOnce) {
   for (int round = 0; round < 8; ++round) {
     const std::string url = "sqlite:" + m_directory.file(std::to_string(round));
     const auto start = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
-    std::vector<std::future<bool>> children;
-    for (int child = 0; child < 12; ++child) {
-      children.push_back(std::async(std::launch::async, [&] {
+    std::vector<std::future<bool>> children(12);
+    for (auto& child : children) {
+      child = std::async(std::launch::async, [&] {
         return holdsInChild([&] {
           std::this_thread::sleep_until(start);
           useStore(url);
           return run(db, "create table if not exists t(n)") == kSuccess && run(db, "insert into t values(1)") == kSuccess;
         });
-      }));
+      });
     }
     for (auto& child : children) EXPECT_TRUE(child.get());
     useStore(url);

@@ -62,6 +62,7 @@ TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
     }
     EXPECT_TRUE(Library::isLoaded()) << "the thread has its sessions to close";
     ending.set_value(), thread.join();
+    { const Library again; }  // the loader looks when it is asked to unload
     ASSERT_FALSE(Library::isLoaded()) << "after cycle " << cycle;
   }
 }
