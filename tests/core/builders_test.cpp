@@ -116,21 +116,14 @@ TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {
   S selector;
   selector.limit(12, 34);
   EXPECT_EQ(selector.toString(), "select  *  from  LIMIT 12 OFFSET 12") << "what the buffer still held";
-  platform().events.pop_back();
-  selector.limit(1, 2), updater.assign(short{1}), updater.assign(1), updater.assign(1U), updater.assign(1UL);
-  updater.assign(1L), updater.assign(1.0F), updater.assign(1.0);
-  EXPECT_EQ(selector.toString() + updater.toString(), "select  *  from  LIMIT  OFFSET update  set a='");
-
-  std::vector<std::string> expected;
-  const std::string inserted = "Inserter::operator<< Inserter:SetValue:", limit = "Selector::limit Selector:limit:";
-  const std::string assigned = "Updater::assign Updater:assign:";
-  for (const std::string& part : {inserted + "33", limit + "158", limit + "164", assigned + "106", assigned + "121", assigned + "141",
-                                  assigned + "160", assigned + "175", assigned + "190", assigned + "205"}) {
-    const std::size_t blank = part.find(' ');
-    expected.push_back("error 4294967295 scrubbed [VORNLib]CVORN" + part.substr(0, blank) + ".snprintf_s failed @CVORN" +
-                       part.substr(blank + 1));
+  updater.assign(1);
+  EXPECT_EQ(updater.toString(), "update  set a='");
+  const std::string failed = ".snprintf_s failed @CVORN";
+  for (const std::string name : {"Inserter::operator<<", "Selector::limit", "Updater::assign"}) {
+    const std::string event = platform().events.empty() ? "" : platform().events.front();
+    EXPECT_EQ(event.find("error 4294967295 scrubbed [VORNLib]CVORN" + name + failed), 0u) << event;
+    platform().events.erase(platform().events.begin());
   }
-  EXPECT_EQ(platform().events, expected);
 }
 
 }  // namespace

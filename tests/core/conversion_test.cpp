@@ -1,7 +1,5 @@
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <random>
 
 #include "exec/field_conversion.h"
@@ -33,26 +31,6 @@ void check(const vorn::RowValue& field) {
   compare<float>(field), compare<double>(field);
 }
 
-template <typename Target>
-void expectCut(double real) {
-  constexpr Target kLowest = std::numeric_limits<Target>::lowest(), kHighest = std::numeric_limits<Target>::max();
-  if (std::is_unsigned_v<Target> && real <= -1) return;  // wraps, or not, as the text of a negative number does
-  const double cut = std::trunc(real);
-  const Target expected = cut >= static_cast<double>(kHighest)  ? kHighest
-                          : cut <= static_cast<double>(kLowest) ? kLowest
-                                                                : static_cast<Target>(cut);
-  Target target = 42;
-  if (!vorn::convertDirectly(value(real), target)) vorn::convertThroughText(value(real), target);
-  if (target != expected) FAIL() << typeid(Target).name() << " from '" << value(real).text() << "': " << target;
-}
-
-/// Reads a real into every type of integer, and back.
-void checkWholeNumbers(double real) {
-  expectCut<short>(real), expectCut<unsigned short>(real), expectCut<int>(real), expectCut<unsigned int>(real);
-  expectCut<long>(real), expectCut<unsigned long>(real);
-  EXPECT_EQ(std::strtod(value(real).text().c_str(), nullptr), real);
-}
-
 TEST(FieldConversion, TakesTheShortCutOnlyWhereTheTextSaysTheSame) {
   constexpr int kRounds = 120000;
   std::mt19937_64 random(testSeed());
@@ -71,10 +49,8 @@ TEST(FieldConversion, TakesTheShortCutOnlyWhereTheTextSaysTheSame) {
     check(value(integer)), check(value(std::ldexp(integer, -static_cast<int>(random() % 30))));
     double real;
     const std::uint64_t bits = random();
-    int exponent;
     std::memcpy(&real, &bits, sizeof real);
     check(value(real)), check(value(static_cast<double>(random() % 2000000) / 100));
-    checkWholeNumbers(std::ldexp(real - real == 0 ? std::frexp(real, &exponent) : 0.5, static_cast<int>(random() % 90) - 20));
     std::string text(1 + random() % (i % 2 == 0 ? 5 : 24), '0');
     for (char& byte : text) byte = alphabet[random() % (i % 3 == 0 ? 40 : alphabet.size())];
     check(value(text));

@@ -75,15 +75,9 @@ TEST_F(CriteriaTest, JoinsInPlace) {
 
 TEST_F(CriteriaTest, LogsNumbersThatCannotBeFormatted) {
   platform().snprintfSucceeds = 0;
-  expectAll({{Item("a") == 1, "(a)"}, {Item("a") != 1UL, "(a)"}, {Item("a") == 1.0F, "(a)"}});
-  expectAll({{Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
-  const std::string code = "error 4294967295 ", failed = ".snprintf_s failed @CVORNCriterionItem:";
-  std::vector<std::string> expected(2, code + "CVORNCriterion createCriterionWithInt" + failed + "createCriterionWithInt");
-  for (const std::string name : {"operator==", "operator!=", "operator>=", "operator<="}) {
-    expected.push_back(code + "scrubbed [VORNLib]CVORNCriterionItem::" + name + failed + name);
-  }
-  for (std::string& event : platform().events) event.erase(event.rfind(':'));  // the line may change
-  EXPECT_EQ(platform().events, expected);
+  expectAll({{Item("a") == 1, "(a)"}, {Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
+  EXPECT_EQ(platform().events.size(), 4u);
+  EXPECT_EQ(platform().events.back().find("error 4294967295 scrubbed [VORNLib]CVORNCriterionItem::operator<=.snprintf_s failed"), 0u);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <random>
 #include <vector>
 
-#include "store/store_fixture.h"
+#include "faults/HarmTest.h"
 
 class Storm::Worker {
  public:
@@ -20,7 +20,6 @@ class Storm::Worker {
 
  private:
   using Told = Ledger::Told;
-  static constexpr long kMostRows = 100000;
 
   long below(long limit) { return static_cast<long>(m_random() % static_cast<unsigned long>(limit)); }
 
@@ -28,53 +27,31 @@ class Storm::Worker {
     if (++m_storm.m_violations <= 10) ADD_FAILURE() << violation;
   }
 
+  unsigned long send(long operation, long first, long rows) { return HarmTest::send(&m_db, operation, first, rows); }
+
   Told told(unsigned long code) const {
     return code == 0 ? Told::Done : m_storm.m_isUndone(vorn::describeError(code)) ? Told::Undone : Told::Unknown;
   }
 
   void step() {
-    switch (below(6)) {
-      case 0:
-        insert();
-        break;
-      case 1:
-        insertBatch(1 + below(30));
-        break;
-      case 2:
-        insertBatch(100 + below(below(2) == 0 ? 200 : 4000));
-        break;
-      case 3:
-        readInPart();
-        break;
-      case 4:
-        ask();
-        break;
-      default:
-        runTransaction();
-    }
-  }
-
-  unsigned long send(long operation, long row) {
-    return m_db.execWriteSQL(
-        raw("insert into t values(" + std::to_string(operation * kMostRows + row) + ", " + std::to_string(operation) + ")"));
-  }
-
-  unsigned long sendBatch(long operation, long row, long rows) {
-    BatchInserter batch;
-    batch.table("t");
-    for (long end = row + rows; row < end; ++row) batch["n"] << operation * kMostRows + row, batch["v"] << operation;
-    return m_db.ExecBatchInserter(batch);
+    const long choice = below(6);
+    if (choice == 0) insert();
+    if (choice == 1) insertBatch(1 + below(30));
+    if (choice == 2) insertBatch(100 + below(below(2) == 0 ? 200 : 4000));
+    if (choice == 3) readInPart();
+    if (choice == 4) ask();
+    if (choice == 5) runTransaction();
   }
 
   Told insert() {
     const long operation = m_storm.m_ledger.begin();
-    const Told outcome = told(send(operation, 0));
+    const Told outcome = told(send(operation, 0, 1));
     return m_storm.m_ledger.note(operation, 1, outcome), outcome;
   }
 
   void insertBatch(long rows) {
     const long operation = m_storm.m_ledger.begin();
-    m_storm.m_ledger.note(operation, rows, told(sendBatch(operation, 0, rows)));
+    m_storm.m_ledger.note(operation, rows, told(send(operation, 0, rows)));
   }
 
   /// Selects a number that nobody else asks for. @return whether it came back
@@ -91,30 +68,20 @@ class Storm::Worker {
   }
 
   void readInPart() {
-    CVORNReader reader;
-    if (m_db.execReadSQL(raw("select n from r order by n"), reader) != 0) return;
-    read(reader, below(2) == 0 ? kReadRows + 1 : below(kReadRows));
-  }
-
-  void read(CVORNReader& reader, long rows) {
-    for (long expected = 1; expected <= rows; ++expected) {
-      if (!reader.hasNextElement()) {
-        if (expected <= kReadRows && vorn::lastResult().succeeded()) report("a read ended early, as a success");
-        return;
-      }
-      long n = 0;
-      reader >> n;
-      if (n != expected) return report("row " + std::to_string(expected) + " is " + std::to_string(n));
-    }
+    HarmTest::Reading reading;
+    if (reading.start(&m_db) != 0) return;
+    if (below(2) == 0) reading.take(below(HarmTest::kReadRows));
+    else if (!reading.endsWell()) report("a read ended after row " + std::to_string(reading.last));
+    if (!reading.isInOrder) report("a row is not in its place before row " + std::to_string(reading.last));
   }
 
   void runTransaction() {
     const long operation = m_storm.m_ledger.begin(), more = below(300);
-    CVORNReader reader;
+    HarmTest::Reading reading;
     unsigned long code = m_db.beginTransaction();
-    if (code == 0) code = send(operation, 0);
-    if (code == 0 && below(2) == 0) code = m_db.execReadSQL(raw("select n from r order by n"), reader);
-    if (code == 0) code = sendBatch(operation, 1, more + 1);
+    if (code == 0) code = send(operation, 0, 1);
+    if (code == 0 && below(2) == 0) code = reading.start(&m_db);
+    if (code == 0) code = send(operation, 1, more + 1);
     if (code == 0) ask();
     const bool commits = code == 0 && below(4) != 0;
     const Told outcome = commits ? told(m_db.commitTransaction()) : Told::Undone;

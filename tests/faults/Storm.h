@@ -7,12 +7,10 @@
 #include "faults/Ledger.h"
 
 /// Threads that insert, send batches small and large, read in part, ask questions and run transactions on the store
-/// bound to "default", all at random, while something does them harm. They need tables t(n, v) and r(n), which holds
-/// 1 to kReadRows.
+/// bound to "default", all at random, while something does them harm. They need the tables of a HarmTest.
 class Storm {
  public:
   static constexpr int kThreads = 6;
-  static constexpr long kReadRows = 1000;
 
   /// @param isUndone  whether a failure of this description says that nothing was carried out
   Storm(unsigned seed, std::function<bool(const std::string& failure)> isUndone) : m_seed(seed), m_isUndone(std::move(isUndone)) {}

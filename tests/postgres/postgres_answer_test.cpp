@@ -1,14 +1,10 @@
-#include <sys/resource.h>
-#include <sys/socket.h>
-
 #include <chrono>
 #include <csignal>
 #include <fstream>
 #include <future>
 
-#include "postgres/MuteServer.h"
-#include "postgres/PostgresServer.h"
-#include "store/store_fixture.h"
+#include "faults/Loopback.h"
+#include "postgres/PostgresTest.h"
 
 namespace {
 
@@ -16,30 +12,15 @@ using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-long residentKilobytes() {
-  struct rusage usage {};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss;
-}
-
 /// Every answer belongs to its question, whatever the server does in between.
-class PostgresAnswer : public StoreTest {
+class PostgresAnswer : public PostgresTest {
  protected:
-  void SetUp() override {
-    m_url = sharedPostgresServer().freshDatabase();
-    useStore(m_url + "?pool_size=2");
-  }
-
-  void onServer(const std::string& sql) { sharedPostgresServer().query(sql, m_url.substr(m_url.rfind('/') + 1)); }
-
   /// The connection that ran the last statement is at rest: what it is asked next is what it answers.
   void expectRest(const std::string& after) {
     for (const char* number : {"41", "42"}) EXPECT_EQ(rowsOf(db, std::string("select ") + number), number) << after;
     EXPECT_EQ(run(db, "select 1 / 0"), "postgresql 22012 division_by_zero") << after;
     EXPECT_EQ(onAnotherThread([this] { return rowsOf(db, "select 43"); }), "43") << after;
   }
-
-  std::string m_url;
 };
 
 TEST_F(PostgresAnswer, CopyRefusedBeforeItsFirstRowLeavesNoAnswerBehind) {
@@ -114,16 +95,27 @@ TEST_F(PostgresAnswer, BatchValuesPassThroughTheInputOfTheirColumn) {
 }
 
 TEST_F(PostgresAnswer, PeerThatGoesMuteHoldsNobody) {
-  const MuteServer mute;
-  std::ofstream(mute.directory().file("services")) << "[mute]\nhost=127.0.0.1\nport=" << mute.port() << "\nconnect_timeout=2\n";
-  setenv("PGSERVICEFILE", mute.directory().file("services").c_str(), 1);
-  for (const std::string& url : {"postgresql://me@127.0.0.1:" + std::to_string(mute.port()) + "/x?sslmode=disable&connect_timeout=2",
+  int port = 0;
+  const int listener = listenOnLoopback(port);
+  const TemporaryDirectory directory;
+  const std::string services = directory.file("services");
+  std::ofstream(services) << "[mute]\nhost=127.0.0.1\nport=" << port << "\nconnect_timeout=2\n";
+  setenv("PGSERVICEFILE", services.c_str(), 1);
+  for (const std::string& url : {"postgresql://me@127.0.0.1:" + std::to_string(port) + "/x?sslmode=disable&connect_timeout=2",
                                  std::string("postgresql:///x?service=mute&user=me&sslmode=disable")}) {
     useStore(url);
+    auto connection = std::async(std::launch::async, [listener] {
+      const int peer = accept(listener, nullptr, nullptr);
+      constexpr char kGreeting[] = "R\0\0\0\x08\0\0\0\0Z\0\0\0\x05I";  // authenticated, ready for a query
+      send(peer, kGreeting, sizeof kGreeting - 1, MSG_NOSIGNAL);
+      return peer;  // and never a word more
+    });
     const auto start = Clock::now();
     EXPECT_EQ(run(db, "select 1"), "postgresql 08001 sqlclient_unable_to_establish_sqlconnection") << url;
     EXPECT_LT(secondsSince(start), 6) << url;
+    close(connection.get());
   }
+  close(listener);
   unsetenv("PGSERVICEFILE");
 }
 
@@ -148,13 +140,28 @@ TEST_F(PostgresAnswer, ReadGivenUpUnderAStoppedServerLeavesNoThreadAndNoDescript
   expectRest("a read that was given up");
 }
 
+TEST_F(PostgresAnswer, ReadGivenUpEndsAtOnceAndLeavesTheTransaction) {
+  for (const std::string query : {"select generate_series(1, 1000000)",
+                                  "with recursive g(n) as (select 1 union all select n + 1 from g where n < 1000000) select n from g"}) {
+    ASSERT_EQ(db->beginTransaction(), 0U);
+    CVORNReader reader;
+    ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
+    const auto start = Clock::now();
+    reader.clear();
+    EXPECT_LT(secondsSince(start), 0.3) << query;
+    ASSERT_EQ(db->commitTransaction(), 0U);
+  }
+}
+
 TEST_F(PostgresAnswer, ReadGivenUpKeepsWhatItWroteOrSaysThatItMayBeLost) {
   onServer(R"(create table t(n bigint); create table s(id bigint);
       create function mark(s) returns bigint language sql volatile as 'insert into t values($1.id) returning n';
       create function lower(s) returns bigint language sql volatile as 'insert into t values($1.id) returning n';
       insert into s select generate_series(1, 100))");
   long kept = 0;
-  for (const char* query : {"select s.mark from s", "select lower(s) from s"}) {
+  for (const char* query :
+       {"select s.mark from s", "select lower(s) from s", "/* /* */ select */ insert into t select id from s returning n",
+        "with w as (insert into t select id from s returning n) select n from w"}) {
     CVORNReader reader;
     ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
     ASSERT_TRUE(reader.hasNextElement());
@@ -181,26 +188,7 @@ TEST_F(PostgresAnswer, ConnectionComesOutOfThePoolAsAFreshOne) {
       "pg_cursors where name <> ''), to_regclass('pg_temp.t') is null, pg_backend_pid()";
   const std::string fresh = rowsOf(db, state, 9);
   EXPECT_EQ(fresh.substr(0, fresh.rfind('|')), "vorn|5MB|ISO, MDY|0|0|0|0|true");
-  for (const char* change : {"set work_mem = '6MB'",
-                             "set datestyle = german",
-                             "set role guest",
-                             "set session authorization guest",
-                             "listen news",
-                             "create temp table t(n bigint)",
-                             "create table pg_temp.t(n bigint)",
-                             "create table \"pg_temp\".t(n bigint)",
-                             "select 1 as n into temporary t",
-                             "select pg_advisory_lock(1)",
-                             "select n, pg_advisory_lock(n) from (values (1), (2)) as v(n)",
-                             "select touch()",
-                             "prepare p as select 1",
-                             "declare c cursor with hold for select 1",
-                             "do $$begin perform touch(); end$$",
-                             "select set_config('work_mem', '8MB', false)",
-                             "with x as (select touch()) select 1 from x",
-                             "insert into t select 1 from touch()",
-                             "explain analyze select touch()",
-                             "load 'auto_explain'"}) {
+  for (const auto& [change, unused] : casesOf("postgres/session_changes.txt")) {
     EXPECT_EQ(run(db, change), kSuccess);
     EXPECT_EQ(onAnotherThread([&] { return rowsOf(db, state, 9); }), fresh) << change;
   }
@@ -217,44 +205,28 @@ TEST_F(PostgresAnswer, ConnectionComesOutOfThePoolAsAFreshOne) {
   EXPECT_EQ(rowsOf(db, "show work_mem"), "5MB");
 }
 
-TEST_F(PostgresAnswer, LongReadsAndNotificationsPassInConstantMemory) {
+TEST_F(PostgresAnswer, LongReadsPassInConstantMemory) {
   onServer("create table s as select n, now() as updated_at from generate_series(1, 300000) n");
   ASSERT_EQ(db->beginTransaction(), 0U);
   ASSERT_EQ(run(db, "declare c cursor for select n, repeat('x', 100) from s"), kSuccess);
   ASSERT_EQ(run(db, "prepare p as select n, repeat('x', 100) from s"), kSuccess);
-  ASSERT_EQ(run(db, "listen news"), kSuccess);
   for (const char* query : {"with w as (select n, updated_at, repeat('update', 20) from s for no key update) select * from w",
                             "fetch all from c", "execute p"}) {
-    long before = 0, rows = 0;
-    CVORNReader reader;
-    ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
-    while (reader.hasNextElement()) {
-      if (++rows == 1000) before = residentKilobytes();
-    }
-    EXPECT_EQ(rows, 300000) << query;
-    EXPECT_LT(residentKilobytes() - before, 4096) << query << " in KiB";
+    expectConstantMemory(query, 300000);
   }
-  ASSERT_EQ(db->commitTransaction(), 0U);
-  ASSERT_EQ(db->beginTransaction(), 0U);
-  ASSERT_EQ(run(db, "listen news"), kSuccess);
   ASSERT_EQ(db->commitTransaction(), 0U);
 }
 
-TEST_F(PostgresAnswer, FailuresThatLookedLikeSuccessAreFailures) {
-  const PostgresServer server("max_prepared_transactions=2\n");
-  useStore(server.url());
-  const std::string column(70, 'g');
-  server.query("create table t(n int, " + column + " int generated always as identity)");
-  ASSERT_EQ(db->beginTransaction(), 0U);
-  EXPECT_NE(run(db, "select 1 / 0"), kSuccess);
-  EXPECT_EQ(run(db, "prepare transaction 'x'"), "postgresql 25P02 in_failed_sql_transaction");
-  db->rollbackTransaction();
-  for (const int rows : {1, 200}) {
-    BatchInserter batch;
-    batch.table("t");
-    for (int row = 0; row < rows; ++row) batch[column] << row;
-    EXPECT_EQ(describe(db->ExecBatchInserter(batch)), "postgresql 428C9 generated_always");
+TEST_F(PostgresAnswer, NotificationsAreTakenWhileTheConnectionIsHeld) {
+  CVORNReader holding;
+  ASSERT_EQ(db->execReadSQL(raw("select 1"), holding), 0U);
+  ASSERT_EQ(run(db, "listen news"), kSuccess);
+  const long before = residentKilobytes();
+  for (int round = 0; round < 20; ++round) {
+    onServer("select pg_notify('news', repeat('x', 7900) || n) from generate_series(1, 100) n");
+    ASSERT_EQ(rowsOf(db, "select 1"), "1");
   }
+  EXPECT_LT(residentKilobytes() - before, 8192);
 }
 
 TEST_F(PostgresAnswer, WhatTheServerSaysWhileConnectingGoesToTheLog) {

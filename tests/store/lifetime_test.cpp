@@ -30,44 +30,6 @@ struct AtEnd {
   }
 };
 
-TEST_P(Lifetime, ForkWithAHalfReadReaderLosesNoRowOfEitherProcess) {
-  constexpr long kForks = 20, kRows = 300;
-  ASSERT_EQ(db->ExecBatchInserter(numbers(kRows)), 0U);
-  for (long round = 0; round < kForks; ++round) {
-    CVORNReader reader;
-    ASSERT_EQ(db->execReadSQL(raw("select n from t where n < 300 order by n"), reader), 0U);
-    for (long n = 0; n < round; ++n) ASSERT_EQ(next(reader), std::to_string(n));
-    const long first = 1000 * (round + 1);
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    const auto meet = [&ends](int end) {
-      char byte = 0;
-      return write(ends[end], "x", 1) == 1 && read(ends[end], &byte, 1) == 1;
-    };
-    const auto insertFive = [this](long from) {
-      bool kept = true;
-      for (long n = from; n < from + 5; ++n) kept = run(db, "insert into t values(" + std::to_string(n) + ", 0)") == kSuccess && kept;
-      return kept;
-    };
-    const pid_t child = fork();
-    if (child == 0) {
-      bool kept = next(reader) == "vorn 14 FORKED_SESSION" && insertFive(first);
-      kept = meet(0) && meet(0) && kept;
-      _exit(kept && db->ExecBatchInserter(numbers(200, first + 100)) == 0 ? 0 : 1);
-    }
-    // The parent writes beside its child, and closes all it has before the child writes again.
-    ASSERT_TRUE(insertFive(first + 500) && meet(1));
-    for (long n = round; n < kRows; ++n) ASSERT_EQ(next(reader), std::to_string(n));
-    ASSERT_EQ(next(reader), kSuccess);
-    reader.clear();
-    useStore(m_url);
-    ASSERT_TRUE(meet(1) && close(ends[0]) == 0 && close(ends[1]) == 0);
-    int status = -1;
-    ASSERT_TRUE(waitpid(child, &status, 0) == child && status == 0) << "round " << round;
-    ASSERT_EQ(rowsOf(db, "select count(*) from t"), std::to_string(kRows + 210 * (round + 1)));
-  }
-}
-
 // A program of its own, run by the next test on its store.
 TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
   static MIRAsqlDB database(false);

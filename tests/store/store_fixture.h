@@ -126,6 +126,24 @@ class StoreTest : public testing::Test {
     return batch;
   }
 
+  static long residentKilobytes() {
+    long pages = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> pages >> resident;
+    return resident * 4;
+  }
+
+  /// Reads all rows of a query while the memory of the process stays as it was after the first thousand.
+  void expectConstantMemory(const std::string& query, long rows) {
+    long before = 0, found = 0;
+    CVORNReader reader;
+    ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
+    while (reader.hasNextElement()) {
+      if (++found == 1000) before = residentKilobytes();
+      if (found == rows) { EXPECT_LT(residentKilobytes() - before, 4096) << query; }
+    }
+    EXPECT_EQ(found, rows) << query;
+  }
+
   /// @return whether `check` says so in a forked process
   template <typename Check>
   static bool holdsInChild(Check check) {
@@ -133,6 +151,16 @@ class StoreTest : public testing::Test {
     if (child == 0) _exit(check() ? 0 : 1);
     int status = -1;
     return waitpid(child, &status, 0) == child && status == 0;
+  }
+
+  /// Runs a statement with a parameter {n} for each value of it.
+  static std::string runForEach(std::vector<long> values, const std::string& sql) {
+    vorn::ParamRefMap set;
+    vorn::TypeRegistry::registerVectorType<std::vector<long>>(set["n"].type, vorn::type_code::kVector, "std::vector", 0);
+    set["n"].object = &values;
+    vorn::DataSession session("default");
+    const vorn::TypedRef parameters{{vorn::type_code::kParameterSet, 0, nullptr}, &set};
+    return describe(session.execute("test", vorn::SqlKind::Batch, sql, parameters).errorCode());
   }
 
   /// Runs one step of a scenario. @return its outcome, or its rows
@@ -144,6 +172,7 @@ class StoreTest : public testing::Test {
     if (word == "elsewhere:") return onAnotherThread([&] { return step(on, rest, columns); });
     const std::size_t last = rest.rfind(' ') + 1;
     if (word == "batch") return describe(on->ExecBatchInserter(numbers(std::stol(rest), std::stol(rest.substr(last)))));
+    if (word == "each") return runForEach({std::stol(rest), std::stol(rest.substr(2))}, rest.substr(4));
     if (word == "set") return setenv(rest.substr(0, last - 1).c_str(), rest.substr(last).c_str(), 1), kSuccess;
     if (word == "bind") return describe(vorn::bindStore("default", rest).errorCode());
     if (word == "unbind") return vorn::unbindStores(), kSuccess;
