@@ -22,22 +22,27 @@ int freePort() {
   return port;
 }
 
+std::string freshDirectory() {
+  std::string path = std::filesystem::temp_directory_path() / "vorn-server-XXXXXX";
+  if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("mkdtemp");
+  return path;
+}
+
 }  // namespace
 
 PostgresServer::PostgresServer(const std::string& settings)
-    : m_directory(std::filesystem::temp_directory_path() / "vorn-server-XXXXXX"), m_port(freePort()) {
-  if (mkdtemp(m_directory.data()) == nullptr) throw std::runtime_error("mkdtemp");
-  m_data = m_directory + "/data";
+    : m_directory(freshDirectory()), m_data(m_directory + "/data"), m_port(freePort()) {
   std::ofstream(m_directory + "/password") << "geheim &wort\n";
-  int status = 0;
-  waitpid(spawn({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256", "--pwfile",
-                 m_directory + "/password"}),
-          &status, 0);
-  if (status != 0) throw std::runtime_error("initdb");
-  std::ofstream(m_data + "/postgresql.conf", std::ios::app)
-      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory
-      << "'\nfsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\nmax_prepared_transactions=2\n"
-      << settings;
+  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256", "--pwfile",
+           m_directory + "/password"});
+  configure("fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\nmax_prepared_transactions=2\n" + settings);
+  start();
+}
+
+PostgresServer::PostgresServer(const PostgresServer& primary, const std::string& settings)
+    : m_directory(freshDirectory()), m_data(m_directory + "/data"), m_port(freePort()) {
+  execute({"pg_basebackup", "-D", m_data, "-R", "-c", "fast", "-d", primary.url()});
+  configure(settings);
   start();
 }
 
@@ -46,6 +51,20 @@ PostgresServer::~PostgresServer() {
   std::error_code ignored;
   std::filesystem::remove_all(m_directory, ignored);
 }
+
+void PostgresServer::configure(const std::string& settings) const {
+  std::ofstream(m_data + "/postgresql.conf", std::ios::app)
+      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory << "'\n"
+      << settings;
+}
+
+void PostgresServer::execute(const std::vector<std::string>& command) const {
+  int status = 0;
+  waitpid(spawn(command), &status, 0);
+  if (status != 0) throw std::runtime_error(command[0]);
+}
+
+void PostgresServer::promote() const { execute({"pg_ctl", "promote", "-w", "-D", m_data}); }
 
 void PostgresServer::start() {
   m_process = spawn({"postgres", "-D", m_data});

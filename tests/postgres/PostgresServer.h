@@ -12,6 +12,8 @@ class PostgresServer {
  public:
   /// Makes an empty cluster and starts it. @param settings  lines for postgresql.conf
   explicit PostgresServer(const std::string& settings = "");
+  /// Makes and starts a hot standby of a running server.
+  PostgresServer(const PostgresServer& primary, const std::string& settings);
   ~PostgresServer();
   PostgresServer(const PostgresServer&) = delete;
   PostgresServer& operator=(const PostgresServer&) = delete;
@@ -19,6 +21,8 @@ class PostgresServer {
   void start();
   /// @param signal  SIGINT for an orderly end, SIGQUIT for an abrupt one
   void stop(int signal);
+  /// Makes a standby the server that writes, and waits until it is.
+  void promote() const;
 
   std::string host() const { return "127.0.0.1:" + std::to_string(m_port); }
   std::string url(const std::string& database = "postgres") const;
@@ -30,6 +34,8 @@ class PostgresServer {
   static constexpr const char* kPassword = "geheim%20&wort";  // percent-encoded
 
  private:
+  void configure(const std::string& settings) const;
+  void execute(const std::vector<std::string>& command) const;
   pid_t spawn(const std::vector<std::string>& command) const;
 
   std::string m_directory;

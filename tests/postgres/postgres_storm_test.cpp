@@ -1,5 +1,7 @@
 #include <libpq-fe.h>
 
+#include <csignal>
+
 #include "faults/HarmTest.h"
 #include "faults/Loopback.h"
 #include "faults/Storm.h"
@@ -69,6 +71,22 @@ TEST_F(PostgresStorm, FiveHundredCutConnections) {
     return cutOne() ? 1 : 0;
   });
   expectLedger();
+}
+
+TEST_F(PostgresStorm, AcknowledgedRowsSurviveThePrimary) {
+  const PostgresServer standby(m_server, "");
+  m_server.query("alter system set synchronous_standby_names = '*'");
+  m_server.query("select pg_reload_conf()");
+  useStore(std::string("postgresql://vorn:") + PostgresServer::kPassword + "@" + m_server.host() + "," + standby.host() +
+           "/postgres?target_session_attrs=read-write&pool_size=" + std::to_string(Storm::kThreads));
+  m_storm.rage(1, [&] {
+    usleep(500000);
+    m_server.stop(SIGQUIT);
+    usleep(300000);
+    standby.promote();
+    return 1;
+  });
+  m_storm.ledger().expectIn(rowsOf(db, Ledger::kQuery, Ledger::kColumns));
 }
 
 }  // namespace
