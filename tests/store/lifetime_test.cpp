@@ -36,14 +36,11 @@ TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
   static const auto expect = [](const std::string& outcome) {
     if (outcome != kSuccess) _exit(2);
   };
-  // A client library that speaks TLS ends its own things between the objects made before its first use and the others.
-  static AtEnd last;
+  static AtEnd last;  // made before the client library of a store is first used, which ends its own things before this one
   static CVORNReader reader;
   EXPECT_EQ(database.execReadSQL(raw("select n from t"), reader), 0U);
   static AtEnd third, second, first;  // named in the order in which they go
-  if (std::getenv("VORN_STORE_DEFAULT")[0] == 's') {
-    last.work = [] { expect(describe(database.rollbackTransaction())), expect(run(&database, "insert into t values(4, 0)")); };
-  }
+  last.work = [] { expect(describe(database.rollbackTransaction())), expect(run(&database, "insert into t values(4, 0)")); };
   first.work = [] {
     expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(1, 0)"));
     expect(describe(database.commitTransaction()));
@@ -64,8 +61,7 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   }
   int status = -1;
   EXPECT_TRUE(waitpid(program, &status, 0) == program && status == 0) << status;
-  EXPECT_EQ(rowsOf(db, "select n from t where n < 4 order by n"), "1;2") << "what is open at the very end is rolled back";
-  EXPECT_EQ(rowsOf(db, "select count(*) from t where n = 4"), m_url[0] == 's' ? "1" : "0");
+  EXPECT_EQ(rowsOf(db, "select n from t order by n"), "1;2;4");
 
   EXPECT_EQ(run(db, "delete from t"), kSuccess);
   vorn::setLogSink([this](const vorn::LogRecord& record) {

@@ -14,11 +14,11 @@ namespace vorn {
 /// case, and without that to SQLite in `<name>.db` under `VORN_DATA_DIR` or the working directory.
 ///
 /// URLs: `sqlite:<path>`, `sqlite::memory:` (one database per session name, shared by the process's
-/// connections, gone with unbindStores()), `postgresql://…` (a URI of libpq, several hosts included). Query
-/// parameters: `pool_size` (connections, default 16), `acquire_timeout_ms` (default 5000); for SQLite
-/// `busy_timeout_ms` (default 5000), `journal_mode` (default wal), `synchronous` (default full); for
-/// PostgreSQL every connection keyword of libpq (`connect_timeout` default 10 seconds a host). Percent-encode
-/// blanks, `?` and `#`.
+/// connections, gone with unbindStores()), `postgresql://…` or `postgres://…` (a URI of libpq, several hosts
+/// included). Query parameters: `pool_size` (connections, default 16), `acquire_timeout_ms` (default 5000);
+/// for SQLite `busy_timeout_ms` (default 5000), `journal_mode` (default wal), `synchronous` (default full);
+/// for PostgreSQL `session_reset` (changed or always, default changed) and every connection keyword of libpq
+/// (`connect_timeout` default 10 seconds a host). Percent-encode blanks, `?` and `#`.
 ///
 /// Threads that hold a connection of the old binding keep it until their last session of the name and their
 /// transaction end. Any thread may call it.
@@ -26,8 +26,7 @@ namespace vorn {
 ///         store that is not there is reported by the first call that needs it
 /// @code
 ///   vorn::bindStore("default", "sqlite:/var/lib/app/state.db?busy_timeout_ms=2000");
-///   vorn::bindStore("default",
-///   "postgresql://app:pw@db1,db2/state?target_session_attrs=read-write&pool_size=8");
+///   vorn::bindStore("default", "postgresql://app:pw@db1,db2/state?target_session_attrs=read-write");
 /// @endcode
 VORN_API ExecResult bindStore(const std::string& sessionName, const std::string& url);
 
