@@ -35,6 +35,8 @@ FailingAllocations::FailingAllocations(long first, Extent extent) noexcept {
 
 FailingAllocations::~FailingAllocations() { allocationsLeft = 0; }
 
+void FailingAllocations::untilThreadEnds() noexcept { lasting = true, hasFailed = false, allocationsLeft = 1; }
+
 bool FailingAllocations::struck() noexcept { return hasFailed; }
 
 long FailingAllocations::total() noexcept { return failures; }

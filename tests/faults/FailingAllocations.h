@@ -14,6 +14,9 @@ class FailingAllocations {
   FailingAllocations(const FailingAllocations&) = delete;
   FailingAllocations& operator=(const FailingAllocations&) = delete;
 
+  /// Lets all allocations of the calling thread fail, to its very end.
+  static void untilThreadEnds() noexcept;
+
   /// @return whether an allocation of this thread has failed since the last object was made
   static bool struck() noexcept;
 

@@ -203,8 +203,8 @@ TEST_P(AllocationFaults, EndOfAThread) {
     std::thread([&] {
       if (inTransaction) { EXPECT_EQ(db->beginTransaction(), 0U); }
       EXPECT_EQ(db->execWriteSQL(insert), 0U);
-      new FailingAllocations(1, Extent::Lasting);  // to the thread's very end
-    }).join();                                     // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+      FailingAllocations::untilThreadEnds();
+    }).join();
     expectRows(m_next - 1, 1, inTransaction ? Outcome::Failed : Outcome::Done);
     expectHealed();
   }
