@@ -1,6 +1,8 @@
 #include "exec/adapters/postgres/PostgresStatement.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -54,6 +56,29 @@ char lowerCase(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
+enum class ByteKind : unsigned char { Sign, Word, Blank, Opening };
+
+// Opening: a literal, a quoted name or a comment may begin.
+constexpr std::array<ByteKind, 256> makeByteKinds() {
+  std::array<ByteKind, 256> kinds{};
+  for (int byte = 0; byte < 256; ++byte) {
+    const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+    const bool other = (byte >= '0' && byte <= '9') || byte == '_' || byte >= 0x80;
+    kinds[static_cast<std::size_t>(byte)] = letter || other ? ByteKind::Word : ByteKind::Sign;
+  }
+  for (const char byte : {' ', '\n', '\t', '\r', '\f', '\v'})
+    kinds[static_cast<std::size_t>(byte)] = ByteKind::Blank;
+  for (const char byte : {'\'', '"', '$', '-', '/'})
+    kinds[static_cast<std::size_t>(byte)] = ByteKind::Opening;
+  return kinds;
+}
+
+constexpr std::array<ByteKind, 256> kByteKinds = makeByteKinds();
+
+ByteKind kindOf(char c) {
+  return kByteKinds[static_cast<unsigned char>(c)];
+}
+
 /// A statement's words and signs, one after the other. Literals and comments are passed over.
 class Words {
  public:
@@ -63,26 +88,25 @@ class Words {
   bool next() {
     m_previous.swap(m_word);
     while (m_at < m_sql.size()) {
-      const std::size_t end = opaqueEnd(m_sql, m_at, SqlDialect::Postgres);
-      if (end > m_at) {
-        const std::size_t begin = std::exchange(m_at, end);
+      const std::size_t begin = m_at;
+      const ByteKind kind = kindOf(m_sql[begin]);
+      const std::size_t end =
+          kind == ByteKind::Opening ? opaqueEnd(m_sql, begin, SqlDialect::Postgres) : begin;
+      if (end > begin) {
+        m_at = end;
         const char first = m_sql[begin];
         if (first == '-' || first == '/') continue;
         // A literal is a sign. A quoted name is a word that equals no other, but for the temporary schema.
-        m_word.assign(first == '"' && m_sql.compare(begin + 1, 7, "pg_temp") == 0 ? "pg_temp"
-                      : first == '"'                                              ? "\""
-                                                                                  : "'");
+        m_word = first != '"' ? "'" : m_sql.compare(begin + 1, 7, "pg_temp") == 0 ? "pg_temp" : "\"";
         return true;
       }
-      if (isIdentifierByte(m_sql[m_at])) {
-        m_word.clear();
-        for (; m_at < m_sql.size() && isIdentifierByte(m_sql[m_at]); ++m_at) m_word += lowerCase(m_sql[m_at]);
-        return true;
+      ++m_at;
+      if (kind == ByteKind::Blank) continue;
+      if (kind == ByteKind::Word) {
+        while (m_at < m_sql.size() && kindOf(m_sql[m_at]) == ByteKind::Word) ++m_at;
       }
-      const char sign = m_sql[m_at++];
-      if (sign == ' ' || sign == '\n' || sign == '\t' || sign == '\r' || sign == '\f' || sign == '\v')
-        continue;
-      m_word.assign(1, sign);
+      m_word.assign(m_sql, begin, m_at - begin);
+      std::transform(m_word.begin(), m_word.end(), m_word.begin(), lowerCase);
       return true;
     }
     m_word.clear();
@@ -92,7 +116,7 @@ class Words {
   /// @return the word in lower case, or one character that is none of an unquoted word
   const std::string& word() const { return m_word; }
   const std::string& previous() const { return m_previous; }
-  bool isName() const { return isIdentifierByte(m_word[0]) || m_word[0] == '"'; }
+  bool isName() const { return kindOf(m_word[0]) == ByteKind::Word || m_word[0] == '"'; }
 
  private:
   const std::string& m_sql;
@@ -115,6 +139,7 @@ bool introducesName(const std::string& word) {
 }
 
 bool isTemporary(const std::string& word) {
+  if (word[0] != 't' && word[0] != 'p') return false;
   return word == "temp" || word == "temporary" || word.compare(0, 7, "pg_temp") == 0;
 }
 
