@@ -66,10 +66,8 @@ constexpr std::array<ByteKind, 256> makeByteKinds() {
     const bool other = (byte >= '0' && byte <= '9') || byte == '_' || byte >= 0x80;
     kinds[static_cast<std::size_t>(byte)] = letter || other ? ByteKind::Word : ByteKind::Sign;
   }
-  for (const char byte : {' ', '\n', '\t', '\r', '\f', '\v'})
-    kinds[static_cast<std::size_t>(byte)] = ByteKind::Blank;
-  for (const char byte : {'\'', '"', '$', '-', '/'})
-    kinds[static_cast<std::size_t>(byte)] = ByteKind::Opening;
+  for (const unsigned char byte : {' ', '\n', '\t', '\r', '\f', '\v'}) kinds[byte] = ByteKind::Blank;
+  for (const unsigned char byte : {'\'', '"', '$', '-', '/'}) kinds[byte] = ByteKind::Opening;
   return kinds;
 }
 
