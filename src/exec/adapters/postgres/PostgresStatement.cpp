@@ -66,8 +66,10 @@ constexpr std::array<ByteKind, 256> makeByteKinds() {
     const bool other = (byte >= '0' && byte <= '9') || byte == '_' || byte >= 0x80;
     kinds[static_cast<std::size_t>(byte)] = letter || other ? ByteKind::Word : ByteKind::Sign;
   }
-  for (const unsigned char byte : {' ', '\n', '\t', '\r', '\f', '\v'}) kinds[byte] = ByteKind::Blank;
-  for (const unsigned char byte : {'\'', '"', '$', '-', '/'}) kinds[byte] = ByteKind::Opening;
+  for (const char byte : {' ', '\n', '\t', '\r', '\f', '\v'})
+    kinds[static_cast<unsigned char>(byte)] = ByteKind::Blank;
+  for (const char byte : {'\'', '"', '$', '-', '/'})
+    kinds[static_cast<unsigned char>(byte)] = ByteKind::Opening;
   return kinds;
 }
 
