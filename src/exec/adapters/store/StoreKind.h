@@ -18,7 +18,8 @@ struct StoreKind {
   const char* name;  ///< how descriptions of its errors begin
 
   /// Makes the driver for a URL of the kind, all of its options checked and nothing opened.
-  /// @param url  the general options are already taken out
+  /// @param url  the general options, pool_size and acquire_timeout_ms, are already taken out
+  /// @param sessionName  the name that is bound, for a store that keeps something for each
   ExecResult (*makeDriver)(StoreUrl& url, const std::string& sessionName,
                            std::shared_ptr<StoreDriver>& driver);
 
