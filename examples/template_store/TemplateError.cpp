@@ -8,19 +8,19 @@ namespace vorn {
 namespace {
 
 struct KnownError {
-  scripted::Code code;
   const char* name;
+  scripted::Code code;
   ErrorClass errorClass;
 };
 
 // Retry only where the same work may succeed when it is begun again: callers loop on it.
 constexpr KnownError kKnownErrors[] = {
-    {scripted::Code::Syntax, "SYNTAX", ErrorClass::Statement},
-    {scripted::Code::NoSuchTable, "NO_SUCH_TABLE", ErrorClass::Statement},
-    {scripted::Code::Busy, "BUSY", ErrorClass::Retry},
-    {scripted::Code::Duplicate, "DUPLICATE", ErrorClass::Constraint},
-    {scripted::Code::ReadOnly, "READ_ONLY", ErrorClass::Permission},
-    {scripted::Code::Misuse, "MISUSE", ErrorClass::Other},
+    {"SYNTAX", scripted::Code::Syntax, ErrorClass::Statement},
+    {"NO_SUCH_TABLE", scripted::Code::NoSuchTable, ErrorClass::Statement},
+    {"BUSY", scripted::Code::Busy, ErrorClass::Retry},
+    {"DUPLICATE", scripted::Code::Duplicate, ErrorClass::Constraint},
+    {"READ_ONLY", scripted::Code::ReadOnly, ErrorClass::Permission},
+    {"MISUSE", scripted::Code::Misuse, ErrorClass::Other},
 };
 
 const KnownError* find(std::uint32_t native) noexcept {
