@@ -2,42 +2,17 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "vorn/export.h"
+#include "vorn/platform/exec_result.h"
 #include "vorn/platform/type_registry.h"
 
 namespace vorn {
 
 /// What a statement is to the data-access layer. The values are part of its contract.
 enum class SqlKind : std::uint32_t { Read = 0, Batch = 1, Write = 4 };
-
-/// The outcome of one call into the data-access layer. A plain value.
-class ExecResult {
- public:
-  /// Success.
-  ExecResult() = default;
-
-  /// A failure, or (outcome 0) a success that carries a code or a remark.
-  /// @param outcome  0 for success
-  /// @param errorCode  `family << 32 | native`, see describeError()
-  /// @param detail  the store's own message on one line, or nothing
-  ExecResult(std::int32_t outcome, std::uint64_t errorCode, std::optional<std::string> detail)
-      : m_errorCode(errorCode), m_outcome(outcome), m_detail(std::move(detail)) {}
-
-  std::int32_t outcome() const noexcept { return m_outcome; }
-  std::uint64_t errorCode() const noexcept { return m_errorCode; }
-  const std::optional<std::string>& detail() const noexcept { return m_detail; }
-  bool succeeded() const noexcept { return m_outcome == 0; }
-
- private:
-  std::uint64_t m_errorCode = 0;
-  std::int32_t m_outcome = 0;
-  std::optional<std::string> m_detail;
-};
 
 /// Says that a statement has no bound parameters.
 struct NoParametersType {};

@@ -125,7 +125,8 @@ void PostgresConnection::giveUp() noexcept {
 void PostgresConnection::drainCursors() noexcept {
   if (m_streaming == nullptr) return;
   try {
-    m_streaming->moveToMemory();
+    // The cursor keeps a failure of its read and delivers it after the rows.
+    static_cast<void>(m_streaming->moveToMemory());
   } catch (...) {
     giveUp();
   }
@@ -183,7 +184,8 @@ ExecResult PostgresConnection::batch(const std::string& sql, const TypedRef& par
 }
 
 ExecResult PostgresConnection::makeReady() {
-  if (m_streaming != nullptr) m_streaming->moveToMemory();
+  // The cursor keeps a failure of its read and delivers it after the rows.
+  if (m_streaming != nullptr) static_cast<void>(m_streaming->moveToMemory());
   if (std::exchange(m_abandoned, false) && !m_channel->atRest()) {
     // A failure of the read has failed its transaction, and the server says so at the next statement.
     static_cast<void>(finish());

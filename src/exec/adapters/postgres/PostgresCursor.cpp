@@ -35,7 +35,8 @@ PostgresCursor::PostgresCursor(PostgresConnection& connection) : m_connection(&c
 }
 
 PostgresCursor::~PostgresCursor() {
-  PostgresCursor::close();
+  // Who wants the outcome closes the cursor before; nobody is left to hear of it here.
+  static_cast<void>(PostgresCursor::close());
 }
 
 ExecResult PostgresCursor::close() noexcept {
