@@ -61,4 +61,22 @@ VORN_API void unbindStores();
 /// Threads: any thread.
 VORN_API std::string describeError(std::uint64_t code);
 
+/// What an error asks of the caller; one meaning over all stores.
+enum class ErrorClass {
+  Success,
+  Refused,         ///< the library refused the call; the store was not asked
+  Retry,           ///< serialization failure, deadlock or busy: the same work may succeed when begun again
+  ConnectionLost,  ///< no connection to the store, or it or the transaction was lost
+  Timeout,         ///< a time limit has passed
+  Constraint,      ///< a constraint of the data
+  Statement,       ///< the statement is wrong: its text, its names, its place
+  Value,           ///< a value that its column or an operation cannot take
+  Permission,      ///< not allowed, or not writable
+  Resource,        ///< memory, room, connections or a module are missing
+  Other
+};
+
+/// @return the class of an error code of the data-access layer; 0 is Success, 1 is Refused
+VORN_API ErrorClass errorClass(std::uint64_t code) noexcept;
+
 }  // namespace vorn

@@ -4,14 +4,14 @@
 #include <array>
 #include <utility>
 
-#include "exec/adapters/BatchScope.h"
-#include "exec/adapters/BatchStatement.h"
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresBinaryCopy.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "exec/adapters/postgres/PostgresStatement.h"
-#include "exec/adapters/postgres/PostgresText.h"
+#include "exec/adapters/postgres/PostgresLiteral.h"
+#include "exec/adapters/postgres/PostgresStatementKind.h"
 #include "exec/adapters/postgres/PostgresTextCopy.h"
+#include "exec/adapters/store/BatchScope.h"
+#include "exec/adapters/store/BatchText.h"
 
 namespace vorn {
 
@@ -182,7 +182,7 @@ ExecResult PostgresBatch::runRowByRow(const std::string& sql, std::uint64_t& row
   ExecResult result = refuseZeroBytes(m_columns);
   if (result.succeeded()) result = numberPlaceholders(sql, m_columns, SqlDialect::Postgres, numbered);
   if (result.succeeded() && isCopy(numbered)) {
-    result = makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+    result = makeFailure(Failure::NotSupported, "a statement cannot copy from or to the client");
   }
   if (result.succeeded()) result = m_connection.makeReady();
   if (!result.succeeded()) return result;

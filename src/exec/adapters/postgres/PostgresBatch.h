@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "exec/adapters/BatchColumns.h"
 #include "exec/adapters/postgres/PostgresConnection.h"
+#include "exec/adapters/store/BatchColumns.h"
 
 namespace vorn {
 

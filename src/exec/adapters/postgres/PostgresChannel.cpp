@@ -12,7 +12,7 @@
 #include <new>
 #include <vector>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresError.h"
 #include "vorn/platform/logging.h"
 
@@ -253,9 +253,9 @@ void PostgresChannel::endAnswer() noexcept {
 }
 
 ExecResult PostgresChannel::lost() const {
-  if (!m_reason.empty()) return makeFailure(LayerError::ConnectionLost, m_reason);
+  if (!m_reason.empty()) return makeFailure(Failure::ConnectionLost, m_reason);
   const std::string message = PQerrorMessage(handle());
-  return makeFailure(LayerError::ConnectionLost,
+  return makeFailure(Failure::ConnectionLost,
                      message.empty() ? "the conversation with the server was cut off" : message);
 }
 

@@ -5,11 +5,11 @@
 #include <cstring>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresBatch.h"
 #include "exec/adapters/postgres/PostgresCursor.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "exec/adapters/postgres/PostgresStatement.h"
+#include "exec/adapters/postgres/PostgresStatementKind.h"
 
 namespace vorn {
 
@@ -176,11 +176,9 @@ ExecResult PostgresConnection::checkKept(const std::string& sql, ExecResult outc
   return postgresFailure("25P02", "a statement of the transaction had failed; it was rolled back");
 }
 
-ExecResult PostgresConnection::batch(const std::string& sql, const TypedRef& parameters,
+ExecResult PostgresConnection::batch(const std::string& sql, const BatchColumns& columns,
                                      std::uint64_t& rows) {
-  BatchColumns columns;
-  ExecResult result = BatchColumns::read(parameters, columns);
-  return result.succeeded() ? PostgresBatch(*this, columns).run(sql, rows) : result;
+  return PostgresBatch(*this, columns).run(sql, rows);
 }
 
 ExecResult PostgresConnection::makeReady() {
@@ -233,7 +231,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
         if (rows != nullptr) *rows += rowsWritten(result.get());
         break;
       case PGRES_EMPTY_QUERY:
-        step = makeFailure(LayerError::EmptyStatement, "the text holds no statement");
+        step = makeFailure(Failure::EmptyStatement, "the text holds no statement");
         break;
       case PGRES_COPY_IN:
       case PGRES_COPY_OUT:
@@ -251,7 +249,7 @@ ExecResult PostgresConnection::finish(PostgresResult result, std::uint64_t* rows
 }
 
 ExecResult PostgresConnection::refuseCopy(ExecStatusType status) {
-  ExecResult refusal = makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+  ExecResult refusal = makeFailure(Failure::NotSupported, "a statement cannot copy from or to the client");
   char* data = nullptr;
   if (status == PGRES_COPY_IN) {
     m_channel->endCopy("copy from stdin is not supported");
@@ -272,7 +270,7 @@ ExecResult PostgresConnection::abandonRead() {
   }
   m_channel->setBroken();
   return makeFailure(
-      LayerError::ConnectionLost,
+      Failure::ConnectionLost,
       "it did not end in time, so its connection was closed; whether anything that it wrote was "
       "kept is unknown");
 }

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "exec/adapters/Store.h"
 #include "exec/adapters/postgres/PostgresChannel.h"
+#include "exec/adapters/store/StoreConnection.h"
 
 namespace vorn {
 
@@ -41,7 +41,7 @@ class PostgresConnection : public StoreConnection {
   ExecResult rollback() override;
   ExecResult read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) override;
   ExecResult write(const std::string& sql, std::uint64_t& rows) override;
-  ExecResult batch(const std::string& sql, const TypedRef& parameters, std::uint64_t& rows) override;
+  ExecResult batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) override;
 
   PostgresChannel& channel() noexcept { return *m_channel; }
 

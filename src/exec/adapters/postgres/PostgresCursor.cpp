@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresConnection.h"
 #include "exec/adapters/postgres/PostgresOid.h"
 

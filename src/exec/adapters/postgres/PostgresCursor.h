@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "exec/adapters/RowBuffer.h"
-#include "exec/adapters/Store.h"
 #include "exec/adapters/postgres/PostgresResult.h"
+#include "exec/adapters/store/RowBuffer.h"
+#include "exec/adapters/store/StoreCursor.h"
 
 namespace vorn {
 

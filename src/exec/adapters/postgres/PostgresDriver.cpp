@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresConnection.h"
 
 namespace vorn {
@@ -136,7 +136,7 @@ bool arePorts(const std::string& list) {
 
 // The library's own message may quote the URI, and with it the password.
 ExecResult malformed() {
-  return makeFailure(LayerError::InvalidUrl, "the store URL is no valid postgresql:// URI");
+  return makeFailure(Failure::InvalidUrl, "the store URL is no valid postgresql:// URI");
 }
 
 // A static object may still run a statement while the process ends, after the exit handlers of what was

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 
 namespace vorn {
 
@@ -56,7 +56,7 @@ ExecResult checkSqliteValues(const BatchColumns& columns) {
     const char* what = column.elementCode == element_code::kUnsigned64
                            ? " is above the largest integer of the store, 9223372036854775807"
                            : " is NaN, which the store cannot hold";
-    return makeFailure(LayerError::ValueOutOfRange,
+    return makeFailure(Failure::ValueOutOfRange,
                        "value " + std::to_string(row + 1) + " of column '" + *column.name + "'" + what);
   }
   return {};

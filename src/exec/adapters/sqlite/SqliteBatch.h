@@ -2,7 +2,7 @@
 
 #include <sqlite3.h>
 
-#include "exec/adapters/BatchColumns.h"
+#include "exec/adapters/store/BatchColumns.h"
 
 namespace vorn {
 

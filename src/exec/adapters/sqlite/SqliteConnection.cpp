@@ -6,14 +6,14 @@
 #include <thread>
 #include <utility>
 
-#include "exec/adapters/BatchScope.h"
-#include "exec/adapters/BatchStatement.h"
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/sqlite/SqliteBatch.h"
 #include "exec/adapters/sqlite/SqliteCursor.h"
 #include "exec/adapters/sqlite/SqliteDriver.h"
 #include "exec/adapters/sqlite/SqliteError.h"
-#include "exec/adapters/sqlite/SqliteRowIdColumn.h"
+#include "exec/adapters/sqlite/SqliteSequentialKey.h"
+#include "exec/adapters/store/BatchScope.h"
+#include "exec/adapters/store/BatchText.h"
 
 namespace vorn {
 
@@ -62,7 +62,7 @@ ExecResult SqliteConnection::open(const SqliteSettings& settings,
                                   std::unique_ptr<StoreConnection>& connection) {
   if (!settings.isUri && SqliteFile::isOpenInParent(settings.file)) {
     return makeFailure(
-        LayerError::ForkedStore,
+        Failure::ForkedStore,
         "the parent process had the file open when it forked this one, and the file's locks would "
         "not hold; close it before forking, or run another program");
   }
@@ -154,7 +154,7 @@ ExecResult SqliteConnection::lookAtFile(bool whole) {
   if (whole ? m_file.wholeInPlace(m_database.get()) : looked || m_file.inPlace(m_database.get())) return {};
   m_file.reportMoved(m_database.get());
   giveUp();
-  return makeFailure(LayerError::ConnectionLost,
+  return makeFailure(Failure::ConnectionLost,
                      "the file of the store was moved, replaced or deleted; nothing was written");
 }
 
@@ -199,10 +199,8 @@ ExecResult SqliteConnection::write(const std::string& sql, std::uint64_t& rows) 
 
 // The statement alone would be atomic but for conflict clauses of the table that keep the rows before a
 // failure, hence the transaction or savepoint around it.
-ExecResult SqliteConnection::batch(const std::string& sql, const TypedRef& parameters, std::uint64_t& rows) {
-  BatchColumns columns;
-  ExecResult result = BatchColumns::read(parameters, columns);
-  if (result.succeeded()) result = checkSqliteValues(columns);
+ExecResult SqliteConnection::batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) {
+  ExecResult result = checkSqliteValues(columns);
   if (!result.succeeded()) return result;
 
   drainCursors();
@@ -237,8 +235,7 @@ ExecResult SqliteConnection::insertColumns(const std::string& table, const Batch
                                           findSequentialRowId(m_database.get(), table, columns));
   result = runToEnd(statement, rows);
   if (result.succeeded() && !showing.wasRead()) {
-    return makeFailure(LayerError::NotSupported,
-                       "a table of the database hides the source of the batch's rows");
+    return makeFailure(Failure::NotSupported, "a table of the database hides the source of the batch's rows");
   }
   return result;
 }
@@ -316,7 +313,7 @@ ExecResult SqliteConnection::run(const std::string& sql) {
 }
 
 ExecResult SqliteConnection::prepare(const std::string& sql, SqliteStatement& statement) {
-  if (!m_database) return makeFailure(LayerError::ConnectionLost, "the connection was given up");
+  if (!m_database) return makeFailure(Failure::ConnectionLost, "the connection was given up");
   statement = m_cache.take(sql);
   return statement ? ExecResult() : prepareOne(sql, statement);
 }
@@ -353,7 +350,7 @@ ExecResult SqliteConnection::prepareOne(const std::string& sql, SqliteStatement&
   const SqliteSessionWatch::Control control = m_watch.control();
   m_watch.prepareIn(SqliteSessionWatch::Mode::Allow);
   if (code != SQLITE_OK) return prepareFailure();
-  if (handle == nullptr) return makeFailure(LayerError::EmptyStatement, "the text holds no statement");
+  if (handle == nullptr) return makeFailure(Failure::EmptyStatement, "the text holds no statement");
   statement.controls = control.any;
   statement.mayCommit = control.commits;
   SqliteStatementCache::label(statement, sql);
@@ -382,7 +379,7 @@ ExecResult SqliteConnection::refuseTail(const char* tail, const char* end) {
     m_watch.prepareIn(SqliteSessionWatch::Mode::Allow);
     sqlite3_finalize(handle);
     if (code != SQLITE_OK || handle != nullptr) {
-      return makeFailure(LayerError::MultipleStatements,
+      return makeFailure(Failure::MultipleStatements,
                          "the text goes on after its first statement; nothing was run");
     }
     tail = rest;

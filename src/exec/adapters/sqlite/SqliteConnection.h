@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "exec/adapters/BatchColumns.h"
-#include "exec/adapters/Store.h"
 #include "exec/adapters/sqlite/SqliteBatchTable.h"
 #include "exec/adapters/sqlite/SqliteFile.h"
 #include "exec/adapters/sqlite/SqliteLiftedInsert.h"
 #include "exec/adapters/sqlite/SqliteSessionWatch.h"
 #include "exec/adapters/sqlite/SqliteStatementCache.h"
+#include "exec/adapters/store/BatchColumns.h"
+#include "exec/adapters/store/StoreConnection.h"
 
 namespace vorn {
 
@@ -47,7 +47,7 @@ class SqliteConnection : public StoreConnection {
   ExecResult rollback() override;
   ExecResult read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) override;
   ExecResult write(const std::string& sql, std::uint64_t& rows) override;
-  ExecResult batch(const std::string& sql, const TypedRef& parameters, std::uint64_t& rows) override;
+  ExecResult batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) override;
 
   /// For the cursors: which of them still need the connection.
   void addCursor(SqliteCursor* cursor);

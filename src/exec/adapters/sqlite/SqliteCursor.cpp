@@ -3,7 +3,7 @@
 #include <new>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/sqlite/SqliteConnection.h"
 #include "exec/adapters/sqlite/SqliteError.h"
 
@@ -55,7 +55,7 @@ void SqliteCursor::end() noexcept {
 
 // The text is short enough to stand in the string itself.
 void SqliteCursor::detach() noexcept {
-  constexpr auto kCode = static_cast<std::uint32_t>(LayerError::ConnectionLost);
+  constexpr auto kCode = static_cast<std::uint32_t>(Failure::ConnectionLost);
   m_failure = {1, makeErrorCode(ErrorFamily::Layer, kCode), std::string("connection lost")};
   m_state = State::Ended;
   m_statement = {};

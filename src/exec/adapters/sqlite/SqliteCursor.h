@@ -1,8 +1,8 @@
 #pragma once
 
-#include "exec/adapters/RowBuffer.h"
-#include "exec/adapters/Store.h"
 #include "exec/adapters/sqlite/SqliteStatement.h"
+#include "exec/adapters/store/RowBuffer.h"
+#include "exec/adapters/store/StoreCursor.h"
 
 namespace vorn {
 

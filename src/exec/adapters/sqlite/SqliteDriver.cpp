@@ -3,7 +3,7 @@
 #include <atomic>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/sqlite/SqliteConnection.h"
 
 namespace vorn {
@@ -32,14 +32,14 @@ ExecResult readLocation(const std::string& location, const std::string& sessionN
   std::string path = location;
   if (path.rfind("//", 0) == 0) {
     if (path.size() < 3 || path[2] != '/') {
-      return makeFailure(LayerError::InvalidUrl,
+      return makeFailure(Failure::InvalidUrl,
                          "a sqlite URL names no host: write sqlite:/path or sqlite:path");
     }
     path.erase(0, 2);
   }
   ExecResult result = percentDecode(path, settings.file);
   if (result.succeeded() && settings.file.empty()) {
-    result = makeFailure(LayerError::InvalidUrl, "the sqlite URL names no file");
+    result = makeFailure(Failure::InvalidUrl, "the sqlite URL names no file");
   }
   return result;
 }

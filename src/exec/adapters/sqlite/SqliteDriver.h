@@ -4,8 +4,8 @@
 #include <mutex>
 #include <string>
 
-#include "exec/adapters/Store.h"
-#include "exec/adapters/StoreUrl.h"
+#include "exec/adapters/store/StoreDriver.h"
+#include "exec/adapters/store/StoreUrl.h"
 
 struct sqlite3;
 
