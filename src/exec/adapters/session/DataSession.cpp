@@ -3,13 +3,13 @@
 #include <chrono>
 #include <utility>
 
+#include "common/log_line.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/base/OwnedByProcess.h"
 #include "exec/adapters/session/ForkHandlers.h"
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/ThreadContext.h"
 #include "exec/adapters/sql/TransactionText.h"
-#include "vorn/platform/logging.h"
 #include "vorn/platform/row_value.h"
 
 namespace vorn {
@@ -20,7 +20,7 @@ namespace {
 void logBrokenRead(const char* what, const ExecResult& failure) noexcept {
   try {
     Logger::error(static_cast<std::uint32_t>(failure.errorCode()),
-                  LogScrubber::scrub(std::string("[VORNLib]") + what + ": " + failure.detail().value_or("")),
+                  taggedLine(std::string(what) + ": " + failure.detail().value_or("")),
                   {"DataSession", "fetchRow", __LINE__});
   } catch (...) {
     // Without memory for the line the failure is told by its code alone.

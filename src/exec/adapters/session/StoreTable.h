@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 
+#include "common/NoDestructor.h"
 #include "exec/adapters/base/OwnedByProcess.h"
 #include "exec/adapters/session/ConnectionPool.h"
 
@@ -38,6 +39,7 @@ class StoreTable {
   void forgetParent() noexcept;
 
  private:
+  friend class NoDestructor<StoreTable>;
   using Pools = std::map<std::string, std::shared_ptr<ConnectionPool>>;
 
   StoreTable();
