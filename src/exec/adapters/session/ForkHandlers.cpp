@@ -5,7 +5,6 @@
 #include <new>
 
 #include "exec/adapters/base/ProcessEpoch.h"
-#include "exec/adapters/kinds/StoreKinds.h"
 #include "exec/adapters/platform/Logging.h"
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/StoreTable.h"
@@ -17,7 +16,6 @@ namespace {
 
 void lockAll() {
   StoreTable::instance().lock();
-  StoreKinds::lock();
   ThreadContext::lockAll();
   lockStatementStatistics();
   lockLogSinks();
@@ -27,7 +25,6 @@ void unlockAll() {
   unlockLogSinks();
   unlockStatementStatistics();
   ThreadContext::unlockAll();
-  StoreKinds::unlock();
   StoreTable::instance().unlock();
 }
 
