@@ -22,8 +22,9 @@ namespace vorn {
 ///
 /// Threads that hold a connection of the old binding keep it until their last session of the name and their
 /// transaction end. Any thread may call it.
-/// @return a failure for a malformed URL, an unknown scheme or an unknown option, and for a store whose module
-///         cannot be loaded (docs/stores.md, "Modules"); nothing is opened, so a store that is not there is reported by the first call that needs it
+/// @return a failure for a malformed URL, an unknown scheme or an unknown option, and for a store whose
+///         module cannot be loaded (docs/stores.md, "Modules"); nothing is opened, so a store that is not
+///         there is reported by the first call that needs it
 /// @code
 ///   vorn::bindStore("default", "sqlite:/var/lib/app/state.db?busy_timeout_ms=2000");
 ///   vorn::bindStore("default", "postgresql://app:pw@db1,db2/state?target_session_attrs=read-write");

@@ -98,7 +98,7 @@ ExecResult loadFile(const std::string& module, const Path& file, const StoreKind
   const std::string version(found->version, strnlen(found->version, sizeof found->version));
   if (version != VORN_VERSION_TEXT) return otherVersion(module, file, version);
   kind = found->kind;
-  handle.release();
+  static_cast<void>(handle.release());  // see invariant 2
   return {};
 }
 

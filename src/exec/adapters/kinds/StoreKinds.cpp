@@ -116,6 +116,8 @@ ExecResult StoreKinds::makeDriver(StoreUrl& url, const std::string& sessionName,
                                   std::shared_ptr<StoreDriver>& driver) {
   for (KindEntry& entry : entries) {
     if (!hasScheme(entry, url.scheme())) continue;
+    // A client library is set up for the whole process when its first driver is made.
+    const RunningLoad running;
     const StoreKind* kind = nullptr;
     ExecResult result = provide(entry, kind);
     return result.succeeded() ? kind->makeDriver(url, sessionName, driver) : result;

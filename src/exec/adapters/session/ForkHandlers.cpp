@@ -41,14 +41,19 @@ void afterForkInChild() {
   unlockAll();
 }
 
-}  // namespace
-
-bool installForkHandlers() {
+bool install() {
   // Whatever is locked exists from now on: a handler has nobody to report a failure to.
   lockAll();
   unlockAll();
   if (pthread_atfork(beforeFork, unlockAll, afterForkInChild) != 0) throw std::bad_alloc();
   return true;
+}
+
+}  // namespace
+
+void installForkHandlers() {
+  static const bool installed = install();
+  static_cast<void>(installed);
 }
 
 }  // namespace vorn

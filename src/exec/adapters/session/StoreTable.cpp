@@ -6,7 +6,6 @@
 
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/kinds/StoreKinds.h"
-#include "vorn/platform/stores.h"
 
 namespace vorn {
 
@@ -173,14 +172,6 @@ void StoreTable::closeIdleBeforeFork() noexcept {
 void StoreTable::forgetParent() noexcept {
   m_pools.forgetInherited();
   m_generation.fetch_add(1, std::memory_order_release);
-}
-
-ExecResult bindStore(const std::string& sessionName, const std::string& url) {
-  return StoreTable::instance().bind(sessionName, url);
-}
-
-void unbindStores() {
-  StoreTable::instance().unbindAll();
 }
 
 }  // namespace vorn
