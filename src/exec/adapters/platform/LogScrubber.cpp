@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "common/ascii.h"
 #include "vorn/platform/logging.h"
 
 namespace vorn {
@@ -11,12 +12,8 @@ bool isControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-bool isWordCharacter(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '-';
-}
-
-char lowerCase(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+bool isNameByte(char c) {
+  return ascii::isLetter(c) || ascii::isDigit(c) || c == '_' || c == '-';
 }
 
 bool isBlank(char c) {
@@ -28,7 +25,7 @@ constexpr std::string_view kSecretNames[] = {"password", "passwd", "pwd", "secre
 
 bool namesSecret(std::string_view name) {
   std::string lower(name);
-  std::transform(lower.begin(), lower.end(), lower.begin(), lowerCase);
+  std::transform(lower.begin(), lower.end(), lower.begin(), ascii::lowerCase);
   return std::any_of(std::begin(kSecretNames), std::end(kSecretNames), [&lower](std::string_view secret) {
     return lower.size() >= secret.size() &&
            lower.compare(lower.size() - secret.size(), secret.size(), secret) == 0;
@@ -51,13 +48,13 @@ std::size_t valueEnd(std::string_view text, std::size_t at) {
   return end == std::string_view::npos ? text.size() : end;
 }
 
-// Masks the value of every `name = value` whose name tells of a secret.
+// Masks the value of every `name = value` whose name says that it is a secret.
 void maskSettings(std::string& text) {
   for (std::size_t sign = text.find('='); sign != std::string::npos; sign = text.find('=', sign + 1)) {
     std::size_t nameEnd = sign;
     while (nameEnd > 0 && isBlank(text[nameEnd - 1])) --nameEnd;
     std::size_t nameBegin = nameEnd;
-    while (nameBegin > 0 && isWordCharacter(text[nameBegin - 1])) --nameBegin;
+    while (nameBegin > 0 && isNameByte(text[nameBegin - 1])) --nameBegin;
     if (!namesSecret(std::string_view(text).substr(nameBegin, nameEnd - nameBegin))) continue;
     std::size_t begin = sign + 1;
     while (begin < text.size() && isBlank(text[begin])) ++begin;
@@ -78,7 +75,6 @@ void maskUrlPasswords(std::string& text) {
 }
 
 std::string withVisibleControls(const std::string& text) {
-  constexpr char kHex[] = "0123456789abcdef";
   std::string visible;
   for (const char c : text) {
     if (!isControl(c)) {
@@ -86,8 +82,7 @@ std::string withVisibleControls(const std::string& text) {
     } else if (c == '\n' || c == '\r' || c == '\t') {
       visible += c == '\n' ? "\\n" : c == '\r' ? "\\r" : "\\t";
     } else {
-      const auto byte = static_cast<unsigned char>(c);
-      visible.append({'\\', 'x', kHex[byte >> 4], kHex[byte & 15]});
+      ascii::appendHex(visible, "\\x", c, "0123456789abcdef");
     }
   }
   return visible;

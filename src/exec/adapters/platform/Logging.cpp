@@ -8,11 +8,13 @@
 #include <mutex>
 #include <utility>
 
+#include "common/NoDestructor.h"
+
 namespace vorn {
 
 namespace {
 
-// Never destroyed: threads and static objects may log while the process ends.
+// Threads and static objects may log while the process ends.
 struct SinkState {
   std::mutex mutex;
   std::shared_ptr<const LogSink> sink;
@@ -21,7 +23,7 @@ struct SinkState {
 };
 
 SinkState& sinkState() {
-  static SinkState* const state = new SinkState;
+  static NoDestructor<SinkState> state;
   return *state;
 }
 

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/c_locale.h"
 #include "vorn/platform/secure_c.h"
 
 namespace vorn {
@@ -24,10 +25,6 @@ class CLocaleScope {
   CLocaleScope& operator=(const CLocaleScope&) = delete;
 
  private:
-  static locale_t cLocale() {
-    static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
-    return locale;
-  }
   locale_t m_previous;
 };
 

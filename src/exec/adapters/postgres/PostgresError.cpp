@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
 
 namespace vorn {
@@ -60,13 +61,10 @@ constexpr std::pair<std::string_view, ErrorClass> kStateClasses[] = {
 };
 
 bool isWord(const std::string& text) {
-  return std::all_of(text.begin(), text.end(), [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-           static_cast<unsigned char>(c) >= 0x80;
-  });
+  return std::all_of(text.begin(), text.end(), ascii::isIdentifierByte);
 }
 
-// From behind the first quotation mark to the last: the server quotes as its language does. Twice the end of
+// From after the first quotation mark to the last: the server quotes as its language does. Twice the end of
 // the message where there are none.
 std::pair<std::size_t, std::size_t> quotedPart(const std::string& message) {
   std::size_t open = message.size();
@@ -96,10 +94,6 @@ std::string withoutQuotedPart(const std::string& message) {
   return open == close ? message : message.substr(0, open) + "..." + message.substr(close);
 }
 
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // The length of a type, as in varchar(5), may stay.
 bool isTypeLength(const std::string& message, std::size_t at) {
   const std::size_t before = message.find_last_not_of("0123456789,", at == 0 ? 0 : at - 1);
@@ -112,7 +106,8 @@ std::string withoutValues(const std::string& message) {
   const std::string unquoted = withoutQuotedPart(message);
   std::string clean;
   for (std::size_t at = 0; at < unquoted.size();) {
-    const bool startsNumber = isDigit(unquoted[at]) && (at == 0 || !isWord(std::string(1, unquoted[at - 1])));
+    const bool startsNumber =
+        ascii::isDigit(unquoted[at]) && (at == 0 || !isWord(std::string(1, unquoted[at - 1])));
     if (startsNumber && !isTypeLength(unquoted, at)) {
       at = std::min(unquoted.find_first_not_of("0123456789.eE+-", at), unquoted.size());
       clean += "...";
@@ -140,7 +135,7 @@ bool isAboutValue(std::string_view state) {
   return (state.substr(0, 2) == "22" && state != kWrongEncoding) || state.substr(0, 2) == "54";
 }
 
-// Where "ABCDE: " begins behind a severity and two blanks, as verbose messages have it; npos for nowhere. The
+// Where "ABCDE: " begins after a severity and two blanks, as verbose messages have it; npos for nowhere. The
 // last one counts: it is of the last host that was tried.
 std::size_t stateInMessage(const std::string& message) {
   for (std::size_t at = message.rfind(":  "); at != std::string::npos && at > 0;

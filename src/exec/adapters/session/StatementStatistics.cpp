@@ -7,15 +7,17 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "common/NoDestructor.h"
+
 namespace vorn {
 
-// Never destroyed: threads may still run statements while the process ends.
+// Threads may still run statements while the process ends, hence no destructor.
 struct AllThreadStatistics {
   std::mutex mutex;
   std::vector<std::unique_ptr<ThreadStatistics>> threads;
 
   static AllThreadStatistics& instance() {
-    static AllThreadStatistics* const all = new AllThreadStatistics;
+    static NoDestructor<AllThreadStatistics> all;
     return *all;
   }
 

@@ -1,9 +1,12 @@
 #include "exec/adapters/session/StoreTable.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <utility>
 
+#include "common/NoDestructor.h"
+#include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/kinds/StoreKinds.h"
 
@@ -12,19 +15,15 @@ namespace vorn {
 namespace {
 
 std::string upperCase(std::string text) {
-  for (char& c : text) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
+  std::transform(text.begin(), text.end(), text.begin(), ascii::upperCase);
   return text;
 }
 
 std::string percentEncode(const std::string& path) {
-  constexpr char kHex[] = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : path) {
     if (c == '%' || c == '?' || c == '#' || c == ' ' || static_cast<unsigned char>(c) >= 0x7f) {
-      const auto byte = static_cast<unsigned char>(c);
-      encoded.append({'%', kHex[byte >> 4], kHex[byte & 15]});
+      ascii::appendHex(encoded, "%", c);
     } else {
       encoded += c;
     }
@@ -72,9 +71,9 @@ StoreTable::StoreTable() {
   if (std::atexit(closeAtExit) != 0) throw std::bad_alloc();
 }
 
-// Never destroyed: threads may still run statements while the process ends.
+// Threads may still run statements while the process ends, hence no destructor.
 StoreTable& StoreTable::instance() {
-  static StoreTable* const table = new StoreTable;
+  static NoDestructor<StoreTable> table;
   return *table;
 }
 

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "common/NoDestructor.h"
 #include "exec/adapters/base/OwnedByProcess.h"
 #include "exec/adapters/session/ConnectionPool.h"
 
@@ -39,6 +40,7 @@ class StoreTable {
   void forgetParent() noexcept;
 
  private:
+  friend class NoDestructor<StoreTable>;
   using Pools = std::map<std::string, std::shared_ptr<ConnectionPool>>;
 
   StoreTable();

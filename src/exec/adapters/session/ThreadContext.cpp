@@ -1,14 +1,14 @@
 #include "exec/adapters/session/ThreadContext.h"
 
-#include "exec/adapters/base/Failure.h"
-
 #include <pthread.h>
 
 #include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <new>
-#include <optional>
+
+#include "common/NoDestructor.h"
+#include "exec/adapters/base/Failure.h"
 
 namespace vorn {
 
@@ -39,13 +39,13 @@ class ThreadEndKey {
 
 }  // namespace
 
-// Never destroyed: threads may still run statements while the process ends.
+// Threads may still run statements while the process ends, hence no destructor.
 struct AllContexts {
   std::mutex mutex;
   ThreadContext* unused = nullptr;
 
   static AllContexts& instance() {
-    static AllContexts* const all = new AllContexts;
+    static NoDestructor<AllContexts> all;
     return *all;
   }
 

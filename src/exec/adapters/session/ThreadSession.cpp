@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/log_line.h"
 #include "exec/adapters/base/Failure.h"
 #include "vorn/platform/logging.h"
 
@@ -174,10 +175,10 @@ void ThreadSession::endThread() noexcept {
   if (m_transaction == Transaction::Open) {
     try {
       const ExecResult result = rollback();
-      Logger::info(LogScrubber::scrub("[VORNLib]thread ended with an open transaction of session '" + m_name +
-                                      "'; it was rolled back" +
-                                      (result.detail() ? " (" + *result.detail() + ")" : std::string())),
-                   {"ThreadSession", "endThread", __LINE__});
+      Logger::info(
+          taggedLine("thread ended with an open transaction of session '" + m_name + "'; it was rolled back" +
+                     (result.detail() ? " (" + *result.detail() + ")" : std::string())),
+          {"ThreadSession", "endThread", __LINE__});
     } catch (...) {
       // The line alone is given up, for want of memory: the transaction is rolled back already.
       m_transaction = Transaction::None;

@@ -3,17 +3,31 @@
 #include <cstddef>
 #include <string>
 
+#include "exec/adapters/sql/SqlDialect.h"
+
 namespace vorn {
 
-enum class SqlDialect : unsigned char { Sqlite, Postgres };
+/// Finds the parts of a text that a store takes as they are: literals, quoted names, comments.
+class SqlScanner {
+ public:
+  /// The text must stay as it is while the scanner is used.
+  SqlScanner(const std::string& sql, const SqlDialect& dialect) : m_sql(sql), m_dialect(dialect) {}
 
-/// @return whether the byte may stand in an identifier without quotes, behind its first
-bool isIdentifierByte(char c);
+  /// @param at  not inside such a part
+  /// @return the end of the part that begins at `at`, the end of the text if nothing ends it, or `at` if none
+  ///         begins there
+  std::size_t opaqueEnd(std::size_t at) const;
 
-/// Finds what a dialect does not look into: literals, quoted identifiers, comments.
-/// @param at  not inside one of them
-/// @return the end of the one that begins at `at`, the end of the text if nothing ends it, or `at` if none
-/// begins there
-std::size_t opaqueEnd(const std::string& sql, std::size_t at, SqlDialect dialect);
+ private:
+  bool standsAt(std::size_t at, const char* two) const;
+  std::size_t endAfter(std::size_t from, const std::string& closing) const;
+  bool isEscapedLiteral(std::size_t quote) const;
+  std::size_t escapedLiteralEnd(std::size_t at) const;
+  std::size_t commentEnd(std::size_t at) const;
+  std::size_t dollarQuotedEnd(std::size_t at) const;
+
+  const std::string& m_sql;
+  const SqlDialect& m_dialect;
+};
 
 }  // namespace vorn

@@ -2,45 +2,37 @@
 
 #include <cstddef>
 
+#include "common/ascii.h"
+
 namespace vorn {
 
 namespace {
 
-bool isBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
-}
-
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool isWordByte(char c) {
-  return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
+using ascii::isBlank;
+using ascii::lowerCase;
 
 bool is(std::string_view word, std::string_view keyword) {
   if (word.size() != keyword.size()) return false;
   for (std::size_t at = 0; at < word.size(); ++at) {
-    if (lower(word[at]) != keyword[at]) return false;
+    if (lowerCase(word[at]) != keyword[at]) return false;
   }
   return true;
 }
 
 // Whether a text may begin with one of the words, by its first two bytes.
 bool mayBegin(char first, char second) {
-  switch (lower(first)) {
+  switch (lowerCase(first)) {
     case 'b':
-      return lower(second) == 'e';
+      return lowerCase(second) == 'e';
     case 's':
-      return lower(second) == 't';
+      return lowerCase(second) == 't';
     case 'c':
     case 'r':
-      return lower(second) == 'o';
+      return lowerCase(second) == 'o';
     case 'e':
-      return lower(second) == 'n';
+      return lowerCase(second) == 'n';
     case 'a':
-      return lower(second) == 'b';
+      return lowerCase(second) == 'b';
     default:
       return first == ';' || first == '-' || first == '/';
   }
@@ -55,7 +47,7 @@ class Words {
   std::string_view next() {
     skipGap("");
     std::size_t size = 0;
-    while (size < m_rest.size() && isWordByte(m_rest[size])) ++size;
+    while (size < m_rest.size() && ascii::isIdentifierByte(m_rest[size])) ++size;
     const std::string_view word = m_rest.substr(0, size);
     m_rest.remove_prefix(size);
     return word;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <utility>
 
+#include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/sqlite/SqliteConnection.h"
 
@@ -15,8 +16,7 @@ std::string memoryUri(const std::string& sessionName) {
   static std::atomic<unsigned> serial{0};
   std::string uri = "file:/vorn-" + std::to_string(++serial) + "-";
   for (const char c : sessionName) {
-    const bool plain = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    uri += plain ? c : '_';
+    uri += ascii::isLetter(c) || ascii::isDigit(c) ? c : '_';
   }
   return uri + "?vfs=memdb";
 }

@@ -14,11 +14,36 @@ struct BatchColumn {
   std::uint32_t elementCode;  ///< one of element_code
   const void* first;          ///< the first of `rows` elements that stand side by side
 
+  bool isText() const { return elementCode == element_code::kString; }
+  bool isInteger() const {
+    return elementCode == element_code::kSigned64 || elementCode == element_code::kUnsigned64;
+  }
+
+  /// Of a column of texts.
   const std::string& text(std::size_t row) const { return static_cast<const std::string*>(first)[row]; }
-  long signed64(std::size_t row) const { return static_cast<const long*>(first)[row]; }
-  unsigned long unsigned64(std::size_t row) const { return static_cast<const unsigned long*>(first)[row]; }
-  float float32(std::size_t row) const { return static_cast<const float*>(first)[row]; }
-  double float64(std::size_t row) const { return static_cast<const double*>(first)[row]; }
+
+  /// Of a column of integers: the value in two's complement.
+  unsigned long bits(std::size_t row) const { return static_cast<const unsigned long*>(first)[row]; }
+
+  /// Calls a visitor with the column's elements as an array of their own type.
+  /// @code
+  ///   column.visit([row](const auto* elements) { return print(elements[row]); });
+  /// @endcode
+  template <typename Visitor>
+  decltype(auto) visit(const Visitor& visitor) const {
+    switch (elementCode) {
+      case element_code::kString:
+        return visitor(static_cast<const std::string*>(first));
+      case element_code::kSigned64:
+        return visitor(static_cast<const long*>(first));
+      case element_code::kUnsigned64:
+        return visitor(static_cast<const unsigned long*>(first));
+      case element_code::kFloat:
+        return visitor(static_cast<const float*>(first));
+      default:
+        return visitor(static_cast<const double*>(first));
+    }
+  }
 };
 
 /// The columns of a parameter set, by name in byte-wise order and all of the same length. They refer to the

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
+#include "exec/adapters/sql/SqlScanner.h"
 
 namespace vorn {
 
@@ -21,8 +23,8 @@ std::size_t identifierEnd(const std::string& text, std::size_t at) {
     } while (end < text.size() && text[end] == '"');
     return end == at + 2 ? at : end;
   }
-  if (end < text.size() && text[end] >= '0' && text[end] <= '9') return at;
-  while (end < text.size() && isIdentifierByte(text[end])) ++end;
+  if (end < text.size() && ascii::isDigit(text[end])) return at;
+  while (end < text.size() && ascii::isIdentifierByte(text[end])) ++end;
   return end;
 }
 
@@ -73,13 +75,13 @@ bool isPlainBatchInsert(const std::string& sql, const BatchColumns& columns, std
   return isTableName(table);
 }
 
-ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, SqlDialect dialect,
+ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, const SqlDialect& dialect,
                               std::string& result) {
-  const char marker = dialect == SqlDialect::Postgres ? '$' : '?';
+  const SqlScanner scanner(sql, dialect);
   result.clear();
   std::vector<bool> used(columns.size(), false);
   for (std::size_t at = 0; at < sql.size();) {
-    const std::size_t end = opaqueEnd(sql, at, dialect);
+    const std::size_t end = scanner.opaqueEnd(at);
     if (end > at) {
       result.append(sql, at, end - at);
       at = end;
@@ -89,7 +91,7 @@ ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& column
         return makeFailure(Failure::ParameterMismatch, "a placeholder of the statement names no parameter");
       }
       used[column] = true;
-      result.append(1, marker).append(std::to_string(column + 1));
+      result.append(1, dialect.parameterMark).append(std::to_string(column + 1));
       at += columns[column].name->size() + 2;
     } else {
       result += sql[at++];

@@ -3,9 +3,9 @@
 #include <uriparser/Uri.h>
 
 #include <algorithm>
-#include <charconv>
 #include <memory>
 
+#include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
 
 namespace vorn {
@@ -83,9 +83,7 @@ ExecResult StoreUrl::takeNumber(const std::string& name, std::uint32_t least, st
   std::string text;
   if (!take(name, text)) return {};
   std::uint32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end || number < least || number > most) {
+  if (!ascii::parseWhole(text, number) || number < least || number > most) {
     return malformed("option '" + name + "' of the store URL takes a whole number from " +
                      std::to_string(least) + " to " + std::to_string(most));
   }
@@ -108,7 +106,7 @@ ExecResult StoreUrl::refuseRest() const {
   return unknownOption(m_options.begin()->first);
 }
 
-// A question mark in a password makes its rest a query, which ends in the host.
+// An unescaped "?" in a password turns the rest of the URL into options; their names may be password text.
 ExecResult StoreUrl::unknownOption(const std::string& name) const {
   const bool plain = name.find_first_not_of("abcdefghijklmnopqrstuvwxyz_") == std::string::npos &&
                      std::none_of(m_options.begin(), m_options.end(), [](const auto& option) {

@@ -1,4 +1,4 @@
-#include "exec/adapters/postgres/PostgresStatementKind.h"
+#include "exec/adapters/postgres/statement_effects.h"
 
 #include <algorithm>
 #include <array>
@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "common/ascii.h"
+#include "exec/adapters/postgres/PostgresDialect.h"
 #include "exec/adapters/sql/SqlScanner.h"
 
 namespace vorn {
@@ -52,19 +54,14 @@ bool isIn(const std::string_view (&words)[Size], std::string_view word) {
   return std::binary_search(std::begin(words), std::end(words), word);
 }
 
-char lowerCase(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 enum class ByteKind : unsigned char { Sign, Word, Blank, Opening };
 
 // Opening: a literal, a quoted name or a comment may begin.
 constexpr std::array<ByteKind, 256> makeByteKinds() {
   std::array<ByteKind, 256> kinds{};
   for (int byte = 0; byte < 256; ++byte) {
-    const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
-    const bool other = (byte >= '0' && byte <= '9') || byte == '_' || byte >= 0x80;
-    kinds[static_cast<std::size_t>(byte)] = letter || other ? ByteKind::Word : ByteKind::Sign;
+    const bool word = ascii::isIdentifierByte(static_cast<char>(byte));
+    kinds[static_cast<std::size_t>(byte)] = word ? ByteKind::Word : ByteKind::Sign;
   }
   for (const char byte : {' ', '\n', '\t', '\r', '\f', '\v'})
     kinds[static_cast<unsigned char>(byte)] = ByteKind::Blank;
@@ -82,7 +79,7 @@ ByteKind kindOf(char c) {
 /// A statement's words and signs, one after the other. Literals and comments are passed over.
 class Words {
  public:
-  explicit Words(const std::string& sql) : m_sql(sql) {}
+  explicit Words(const std::string& sql) : m_sql(sql), m_scanner(sql, kPostgresDialect) {}
 
   /// Goes on to the next token. @return false at the end
   bool next() {
@@ -90,8 +87,7 @@ class Words {
     while (m_at < m_sql.size()) {
       const std::size_t begin = m_at;
       const ByteKind kind = kindOf(m_sql[begin]);
-      const std::size_t end =
-          kind == ByteKind::Opening ? opaqueEnd(m_sql, begin, SqlDialect::Postgres) : begin;
+      const std::size_t end = kind == ByteKind::Opening ? m_scanner.opaqueEnd(begin) : begin;
       if (end > begin) {
         m_at = end;
         const char first = m_sql[begin];
@@ -106,7 +102,7 @@ class Words {
         while (m_at < m_sql.size() && kindOf(m_sql[m_at]) == ByteKind::Word) ++m_at;
       }
       m_word.assign(m_sql, begin, m_at - begin);
-      std::transform(m_word.begin(), m_word.end(), m_word.begin(), lowerCase);
+      std::transform(m_word.begin(), m_word.end(), m_word.begin(), ascii::lowerCase);
       return true;
     }
     m_word.clear();
@@ -120,6 +116,7 @@ class Words {
 
  private:
   const std::string& m_sql;
+  const SqlScanner m_scanner;
   std::size_t m_at = 0;
   std::string m_word;
   std::string m_previous;

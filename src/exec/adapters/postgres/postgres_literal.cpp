@@ -1,4 +1,4 @@
-#include "exec/adapters/postgres/PostgresLiteral.h"
+#include "exec/adapters/postgres/postgres_literal.h"
 
 #include <algorithm>
 #include <charconv>
@@ -11,9 +11,19 @@ namespace vorn {
 
 namespace {
 
+char* writeNumber(char* out, const std::string&) {
+  return out;  // a text is no number
+}
+char* writeNumber(char* out, long value) {
+  return std::to_chars(out, out + kPostgresNumberSize, value).ptr;
+}
+char* writeNumber(char* out, unsigned long value) {
+  return std::to_chars(out, out + kPostgresNumberSize, value).ptr;
+}
+
 // Up to the greatest whole number that a bigint takes, and some more, without an exponent, which integer
 // columns refuse.
-char* writeReal(char* out, double value) {
+char* writeNumber(char* out, double value) {
   const double magnitude = std::fabs(value);
   if (magnitude == 0 || (magnitude >= 1e-4 && magnitude < 1e19)) {
     return std::to_chars(out, out + kPostgresNumberSize, value, std::chars_format::fixed).ptr;
@@ -38,20 +48,11 @@ void appendQuoted(std::string& out, const std::string& text) {
 
 // A float goes out as the double it equals: that is exact for columns of either width.
 char* writePostgresNumber(char* out, const BatchColumn& column, std::size_t row) {
-  switch (column.elementCode) {
-    case element_code::kSigned64:
-      return std::to_chars(out, out + kPostgresNumberSize, column.signed64(row)).ptr;
-    case element_code::kUnsigned64:
-      return std::to_chars(out, out + kPostgresNumberSize, column.unsigned64(row)).ptr;
-    case element_code::kFloat:
-      return writeReal(out, static_cast<double>(column.float32(row)));
-    default:
-      return writeReal(out, column.float64(row));
-  }
+  return column.visit([out, row](const auto* elements) { return writeNumber(out, elements[row]); });
 }
 
 void appendPostgresLiteral(std::string& sql, const BatchColumn& column, std::size_t row) {
-  if (column.elementCode == element_code::kString) return appendQuoted(sql, column.text(row));
+  if (column.isText()) return appendQuoted(sql, column.text(row));
   char number[kPostgresNumberSize];
   const char* const end = writePostgresNumber(number, column, row);
   sql.append(1, '\'').append(number, static_cast<std::size_t>(end - number)).append(1, '\'');
@@ -59,7 +60,7 @@ void appendPostgresLiteral(std::string& sql, const BatchColumn& column, std::siz
 
 ExecResult refuseZeroBytes(const BatchColumns& columns) {
   for (const BatchColumn& column : columns) {
-    if (column.elementCode != element_code::kString) continue;
+    if (!column.isText()) continue;
     for (std::size_t row = 0; row < columns.rows(); ++row) {
       if (column.text(row).find('\0') != std::string::npos) {
         return postgresFailure("22021", "invalid byte sequence for encoding \"UTF8\": 0x00");

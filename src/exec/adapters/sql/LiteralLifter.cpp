@@ -1,7 +1,9 @@
-#include "exec/adapters/sqlite/SqliteLiftedInsert.h"
+#include "exec/adapters/sql/LiteralLifter.h"
 
 #include <charconv>
 #include <cstring>
+
+#include "common/ascii.h"
 
 namespace vorn {
 
@@ -13,14 +15,8 @@ constexpr std::size_t kMostLiterals = 32766;
 // The room for undone quotes that is kept from text to text.
 constexpr std::size_t kMostKept = 1048576;
 
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-bool isNameByte(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || isDigit(c) ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
+using ascii::isDigit;
+using ascii::isIdentifierByte;
 
 const char* skipDigits(const char* at, const char* end) {
   while (at < end && isDigit(*at)) ++at;
@@ -29,7 +25,7 @@ const char* skipDigits(const char* at, const char* end) {
 
 }  // namespace
 
-bool SqliteLiftedInsert::recognise(const std::string& sql) {
+bool LiteralLifter::recognise(const std::string& sql) {
   m_at = sql.data();
   m_end = sql.data() + sql.size();
   m_literals.clear();
@@ -45,19 +41,19 @@ bool SqliteLiftedInsert::recognise(const std::string& sql) {
   return true;
 }
 
-bool SqliteLiftedInsert::take(const char* word, std::size_t size) {
+bool LiteralLifter::take(const char* word, std::size_t size) {
   if (static_cast<std::size_t>(m_end - m_at) < size || std::memcmp(m_at, word, size) != 0) return false;
   m_at += size;
   return true;
 }
 
-bool SqliteLiftedInsert::readName() {
-  if (m_at == m_end || isDigit(*m_at) || !isNameByte(*m_at)) return false;
-  while (m_at < m_end && isNameByte(*m_at)) ++m_at;
+bool LiteralLifter::readName() {
+  if (m_at == m_end || isDigit(*m_at) || !isIdentifierByte(*m_at)) return false;
+  while (m_at < m_end && isIdentifierByte(*m_at)) ++m_at;
   return true;
 }
 
-bool SqliteLiftedInsert::readNames() {
+bool LiteralLifter::readNames() {
   if (!take("insert into ", 12)) return false;
   do {
     if (!readName()) return false;
@@ -71,13 +67,13 @@ bool SqliteLiftedInsert::readNames() {
   return take(" values(", 8);
 }
 
-void SqliteLiftedInsert::add(const char* parameter, const Literal& literal) {
+void LiteralLifter::add(const char* parameter, const Literal& literal) {
   if (!m_literals.empty()) m_shape += ',';
   m_shape += parameter;
   m_literals.push_back(literal);
 }
 
-bool SqliteLiftedInsert::readLiteral() {
+bool LiteralLifter::readLiteral() {
   if (m_at == m_end) return false;
   if (*m_at == '\'') return readText();
   if (*m_at != 'N') return readNumber();
@@ -86,13 +82,13 @@ bool SqliteLiftedInsert::readLiteral() {
   return true;
 }
 
-bool SqliteLiftedInsert::readNumber() {
+bool LiteralLifter::readNumber() {
   const char* begin = m_at;
   const char* digits = begin + (*begin == '-' ? 1 : 0);
   const char* whole = skipDigits(digits, m_end);
   if (whole == digits || whole == m_end) return false;
   if (*whole != '.') {
-    sqlite3_int64 value = 0;
+    std::int64_t value = 0;
     const auto [stop, error] = std::from_chars(begin, whole, value);
     if (error != std::errc() || stop != whole) return false;
     m_at = whole;
@@ -109,7 +105,7 @@ bool SqliteLiftedInsert::readNumber() {
   return true;
 }
 
-bool SqliteLiftedInsert::readText() {
+bool LiteralLifter::readText() {
   const char* begin = ++m_at;
   const char* copied = begin;  // up to here the text is in m_unescaped
   std::size_t start = 0;
@@ -134,24 +130,6 @@ bool SqliteLiftedInsert::readText() {
     }
     copied = ++m_at;
   }
-}
-
-int SqliteLiftedInsert::bind(sqlite3_stmt* statement) const {
-  int parameter = 0;
-  for (const Literal& literal : m_literals) {
-    ++parameter;
-    int code = SQLITE_OK;
-    if (literal.type == Type::Text) {
-      code =
-          sqlite3_bind_text64(statement, parameter, literal.bytes, literal.size, SQLITE_STATIC, SQLITE_UTF8);
-    } else if (literal.type == Type::Integer) {
-      code = sqlite3_bind_int64(statement, parameter, literal.integer);
-    } else {
-      code = sqlite3_bind_null(statement, parameter);
-    }
-    if (code != SQLITE_OK) return code;
-  }
-  return SQLITE_OK;
 }
 
 }  // namespace vorn

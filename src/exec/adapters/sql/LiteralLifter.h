@@ -1,8 +1,7 @@
 #pragma once
 
-#include <sqlite3.h>
-
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,30 +12,30 @@ namespace vorn {
 ///
 /// Only what is understood whole is recognised: plain names, then `values(` literals `)`, then the end. The
 /// literals are NULL, decimal integers in the signed 64-bit range, quoted texts, and decimal fractions, whose
-/// conversion stays SQLite's own (`cast(? as real)`). What such a statement stores is what the text stores.
-class SqliteLiftedInsert {
+/// conversion stays the store's own (`cast(? as real)`). What such a statement stores is what the text
+/// stores.
+class LiteralLifter {
  public:
-  /// Takes a statement's text apart. The text must stay as it is until bind() was called for the last time.
+  enum class Type : unsigned char { Null, Integer, Text };
+
+  struct Literal {
+    Type type;
+    std::int64_t integer;
+    const char* bytes;  ///< of a text, or of a fraction's digits
+    std::size_t size;
+  };
+
+  /// Takes a statement's text apart. The text must stay as it is while literals() are used.
   /// @return false for any other text; the object is then good for another recognise() only
   bool recognise(const std::string& sql);
 
   /// The statement's text with parameters in place of its literals.
   const std::string& shape() const { return m_shape; }
 
-  /// Binds the literals to a statement prepared from shape(). The texts are not copied.
-  /// @return an SQLite result code
-  int bind(sqlite3_stmt* statement) const;
+  /// The literals, one for each parameter.
+  const std::vector<Literal>& literals() const { return m_literals; }
 
  private:
-  enum class Type : unsigned char { Null, Integer, Text };
-
-  struct Literal {
-    Type type;
-    sqlite3_int64 integer;
-    const char* bytes;
-    std::size_t size;
-  };
-
   bool readNames();
   bool readLiteral();
   bool readNumber();

@@ -1,4 +1,4 @@
-#include "exec/adapters/sqlite/SqliteSequentialKey.h"
+#include "exec/adapters/sqlite/sequential_key.h"
 
 #include "exec/adapters/sqlite/SqliteStatement.h"
 
@@ -49,11 +49,10 @@ std::string rowIdName(sqlite3* database, const std::string& table) {
 }
 
 bool risesByOne(const BatchColumn& column, std::size_t rows) {
-  const auto* values = static_cast<const unsigned long*>(column.first);  // the same for signed ones
   for (std::size_t row = 1; row < rows; ++row) {
-    if (values[row] - values[0] != row) return false;
+    if (column.bits(row) - column.bits(0) != row) return false;
   }
-  return column.signed64(0) <= column.signed64(rows - 1);
+  return static_cast<long>(column.bits(0)) <= static_cast<long>(column.bits(rows - 1));
 }
 
 bool isAboveTable(sqlite3* database, const std::string& table, long first) {
@@ -75,11 +74,9 @@ std::size_t findSequentialRowId(sqlite3* database, const std::string& table, con
   if (name.empty()) return columns.size();
   for (std::size_t at = 0; at < columns.size(); ++at) {
     const BatchColumn& column = columns[at];
-    const bool isInteger =
-        column.elementCode == element_code::kSigned64 || column.elementCode == element_code::kUnsigned64;
-    if (!isInteger || sqlite3_stricmp(column.name->c_str(), name.c_str()) != 0) continue;
+    if (!column.isInteger() || sqlite3_stricmp(column.name->c_str(), name.c_str()) != 0) continue;
     const bool sequential = risesByOne(column, columns.rows()) && storesEveryRow(database, table) &&
-                            isAboveTable(database, table, column.signed64(0));
+                            isAboveTable(database, table, static_cast<long>(column.bits(0)));
     return sequential ? at : columns.size();
   }
   return columns.size();
