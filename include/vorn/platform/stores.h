@@ -39,9 +39,9 @@ namespace vorn {
 ///
 /// Threads: any thread.
 ///
-/// Errors: a failure is returned for a malformed URL, an unknown scheme, an option that is unknown or out of
-/// range, and a module that is missing or cannot be used. The binding before then stays. A store that is not
-/// there is reported by the first call that needs it.
+/// Errors: a failure is returned for a malformed URL, an unknown scheme, and an option that is unknown or out
+/// of range, and for a store whose module cannot be loaded (docs/stores.md, "Modules"); the binding before
+/// then stays. A store that is not there is reported by the first call that needs it.
 VORN_API ExecResult bindStore(const std::string& sessionName, const std::string& url);
 
 /// Forgets the bindings that bindStore() has made, and closes every idle connection. A connection in use is

@@ -1,7 +1,7 @@
 #include "vorn/platform/stores.h"
 
-#include "exec/adapters/session/ForkHandlers.h"
 #include "exec/adapters/session/StoreTable.h"
+#include "exec/adapters/session/fork_handlers.h"
 
 namespace vorn {
 
