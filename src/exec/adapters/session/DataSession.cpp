@@ -6,9 +6,9 @@
 #include "common/log_line.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/base/OwnedByProcess.h"
-#include "exec/adapters/session/ForkHandlers.h"
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/ThreadContext.h"
+#include "exec/adapters/session/fork_handlers.h"
 #include "exec/adapters/sql/TransactionText.h"
 #include "vorn/platform/row_value.h"
 
@@ -16,14 +16,14 @@ namespace vorn {
 
 namespace {
 
-// The rows before the failure were handed out already, so only the log and lastResult() can tell.
+// The rows before the failure were handed out already, so only the log and lastResult() can say so.
 void logBrokenRead(const char* what, const ExecResult& failure) noexcept {
   try {
     Logger::error(static_cast<std::uint32_t>(failure.errorCode()),
                   taggedLine(std::string(what) + ": " + failure.detail().value_or("")),
                   {"DataSession", "fetchRow", __LINE__});
   } catch (...) {
-    // Without memory for the line the failure is told by its code alone.
+    // Without memory for the line the failure is known by its code alone.
     return;
   }
 }
@@ -39,8 +39,7 @@ void logBrokenRead(const char* what, const ExecResult& failure) noexcept {
 class DataSession::Impl {
  public:
   explicit Impl(const char* name) : m_context(&ThreadContext::current()), m_shared(m_context->session(name)) {
-    static const bool handlersInstalled = installForkHandlers();
-    static_cast<void>(handlersInstalled);
+    installForkHandlers();
     m_shared->addSession();
   }
   ~Impl() {
