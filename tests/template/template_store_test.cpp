@@ -1,21 +1,17 @@
 // The template of a new store, behind a library whose table of kinds knows it.
-#include <limits>
+#include <algorithm>
 
 #include "store/store_fixture.h"
 
 namespace {
-
-using vorn::ErrorClass;
 
 class TemplateStore : public StoreTest {
  protected:
   void SetUp() override { useStore("template:store"); }
 
   std::string step(const std::string& text, int columns) {
-    const std::string elsewhere = "elsewhere: ", word = text.substr(0, text.find(' '));
-    if (word == "elsewhere:") {
-      return onAnotherThread([&] { return step(text.substr(elsewhere.size()), columns); });
-    }
+    const std::string word = text.substr(0, text.find(' '));
+    if (word == "elsewhere:") return onAnotherThread([&] { return step(text.substr(word.size() + 1), columns); });
     const bool reads = word == "values" || word == "select" || word == "show";
     return reads ? rowsOf(db, text, columns) : run(db, text);
   }
@@ -32,8 +28,7 @@ class TemplateStore : public StoreTest {
 TEST_F(TemplateStore, Scenarios) {
   for (const auto& [text, outcome] : casesOf("template/scenarios.txt")) {
     if (text.empty()) SetUp();
-    const std::string firstRow = outcome.substr(0, outcome.find(';'));
-    const auto bars = std::count(firstRow.begin(), firstRow.end(), '|');
+    const auto bars = std::count(outcome.begin(), std::find(outcome.begin(), outcome.end(), ';'), '|');
     const std::string found = text.empty() ? kSuccess : step(text, 1 + static_cast<int>(bars));
     EXPECT_EQ(found, outcome.empty() ? kSuccess : outcome) << text;
   }
@@ -45,6 +40,7 @@ TEST_F(TemplateStore, Scenarios) {
 }
 
 TEST_F(TemplateStore, ErrorsHaveTheirClassAndTheirOwnWords) {
+  using vorn::ErrorClass;
   const std::pair<int, ErrorClass> cases[] = {{1, ErrorClass::Statement},  {3, ErrorClass::Retry},          {4, ErrorClass::Constraint},
                                               {5, ErrorClass::Permission}, {7, ErrorClass::ConnectionLost}, {999, ErrorClass::Other}};
   for (const auto& [code, expected] : cases) {
@@ -91,7 +87,7 @@ TEST_F(TemplateStore, BatchesStoreAllRowsOrNone) {
     EXPECT_EQ(describe(db->ExecBatchInserter(numbers(2))), kSuccess);
     BatchInserter misfit;
     misfit.table("t");
-    misfit["n"] << std::numeric_limits<unsigned long>::max();
+    misfit["n"] << ~0UL;
     EXPECT_EQ(describe(db->ExecBatchInserter(misfit)), "vorn 7 VALUE_OUT_OF_RANGE");
     EXPECT_EQ(rowsCounted() - counted, 2U);
     EXPECT_EQ(nested ? db->commitTransaction() : 0, 0U);
