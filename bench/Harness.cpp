@@ -1,63 +1,66 @@
 #include "Harness.h"
 
 #include <algorithm>
-#include <chrono>
-#include <ctime>
+#include <cstdio>
+#include <exception>
 #include <numeric>
+#include <optional>
 #include <stdexcept>
 
 namespace bench {
 
 namespace {
 
-double processorSeconds() {
+double secondsOf(clockid_t clock) {
   timespec time{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  clock_gettime(clock, &time);
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
 }  // namespace
 
-Harness::Round Harness::runRound(Competitor& competitor) {
-  competitor.prepare();
-  const double cpuBefore = processorSeconds();
-  const auto before = std::chrono::steady_clock::now();
-  competitor.run();
-  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - before;
-  const double cpuSeconds = processorSeconds() - cpuBefore;
-  return {seconds.count(), cpuSeconds, competitor.finish()};
+int Harness::runProgram(int argc, char** argv, const std::string& store, void (*work)(Harness&)) {
+  try {
+    const Options options = Options::parse(argc, argv);
+    Harness harness(store, options);
+    work(harness);
+    return 0;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
+    return 1;
+  }
 }
 
 void Harness::measure(Workload& workload) {
+  auto& competitors = workload.competitors;
   if (!m_options.competitor.empty()) {
-    std::erase_if(workload.competitors,
-                  [this](const auto& one) { return one->name() != m_options.competitor; });
-    if (workload.competitors.empty()) return;
+    std::erase_if(competitors, [this](auto& one) { return one.name != m_options.competitor; });
+    if (competitors.empty()) return;
   }
-  std::vector<Series> series;
-  for (const auto& competitor : workload.competitors) series.push_back({competitor->name(), {}, {}, {}});
-  std::vector<std::size_t> order(workload.competitors.size());
+  std::vector<std::size_t> order(competitors.size());
   std::iota(order.begin(), order.end(), 0U);
-
-  std::uint64_t checksum = 0;
-  const int rounds = std::min(m_options.rounds, workload.rounds > 0 ? workload.rounds : m_options.rounds);
-  for (int round = 0; round <= rounds; ++round) {
+  std::optional<std::uint64_t> expected;
+  for (int round = 0; round <= std::min(m_options.rounds, workload.mostRounds); ++round) {
     for (const std::size_t index : order) {
-      const Round result = runRound(*workload.competitors[index]);
-      if (round == 0 && index == order.front()) checksum = result.outcome.checksum;
-      if (result.outcome.checksum != checksum) {
-        throw std::runtime_error(workload.group + '/' + workload.name + ": '" + series[index].name +
+      Competitor& competitor = competitors[index];
+      Checksum checksum;
+      competitor.prepare();
+      const double before = secondsOf(workload.clock);
+      competitor.run(checksum);
+      const double seconds = secondsOf(workload.clock) - before;
+      const double side = competitor.finish(checksum);
+      if (checksum.value() != expected.value_or(checksum.value())) {
+        throw std::runtime_error(workload.group + '/' + workload.name + ": '" + competitor.name +
                                  "' came to other data than the others");
       }
+      expected = checksum.value();
       if (round == 0) continue;
-      series[index].seconds.push_back(result.seconds);
-      series[index].cpuSeconds.push_back(result.cpuSeconds);
-      if (!workload.sideUnit.empty()) series[index].side.push_back(result.outcome.side);
+      competitor.seconds.push_back(seconds);
+      competitor.side.push_back(side);
     }
     std::shuffle(order.begin(), order.end(), m_random);
   }
-  m_reporter.report({workload.group, workload.name, workload.unit, workload.operations, workload.parameters,
-                     workload.sideUnit, std::move(series)});
+  m_reporter.report(workload);
 }
 
 }  // namespace bench
