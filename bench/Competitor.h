@@ -18,6 +18,7 @@ struct Competitor {
 
   std::vector<double> seconds{};  ///< of each round
   std::vector<double> side{};
+  std::uint64_t checksum = 0;  ///< of the last round
 };
 
 }  // namespace bench

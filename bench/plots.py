@@ -5,10 +5,11 @@ from statistics import median
 import matplotlib
 
 matplotlib.use("svg")
-from matplotlib import pyplot  # noqa: E402
+from matplotlib import pyplot, ticker  # noqa: E402
 
 LIBRARY = "#0b5fa5"
 PEERS = ["#d9822b", "#7a7a7a", "#b03a2e"]
+SHORT = ticker.EngFormatter(sep="")  # 10k, 1M
 pyplot.rcParams.update({
     "svg.hashsalt": "benchmarks", "svg.fonttype": "none", "font.family": "sans-serif", "font.size": 10,
     "axes.spines.top": False, "axes.spines.right": False, "axes.grid": True, "axes.axisbelow": True,
@@ -54,9 +55,10 @@ def draw_curves(file, panels, xlabel, ylabel, scale="log"):
             axis.errorbar(x, middle, [[m - l for m, l in zip(middle, least)], [g - m for m, g in zip(middle, greatest)]],
                           label=label, color=color, marker="o", markersize=4, capsize=2)
         axis.set_xscale("log")
-        axis.set_xticks(x, [f"{value:,.0f}" if value < 10_000 else f"{value:.0e}".replace("e+0", "e") for value in x])
+        axis.set_xticks(x, [f"{value:,}" if value < 10_000 else SHORT(value) for value in x])
         axis.minorticks_off()
         axis.set_yscale(scale)
+        axis.yaxis.set_major_formatter(SHORT)
         if scale == "linear":
             axis.set_ylim(bottom=0)
         axis.set_title(title)

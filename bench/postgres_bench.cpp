@@ -113,11 +113,12 @@ void measureThreads(Harness& harness, LibpqStore& libpq, const std::string& url)
 void measure(Harness& harness) {
   const PostgresServer server(
       "synchronous_commit=off\nwal_level=minimal\nmax_wal_senders=0\nautovacuum=off\n");
-  harness.reporter().reportFacts(
-      {{"server", server.query("select version()")},
-       {"libpq", std::to_string(PQlibVersion())},
-       {"libpqxx", PQXX_VERSION},
-       {"settings", "fsync=off, full_page_writes=off, synchronous_commit=off, loopback TCP"}});
+  const std::map<std::string, std::string> facts{
+      {"server", server.query("select version()")},
+      {"libpq", std::to_string(PQlibVersion())},
+      {"libpqxx", PQXX_VERSION},
+      {"settings", "fsync=off, full_page_writes=off, synchronous_commit=off, loopback TCP"}};
+  harness.record("facts", "", {{"facts", facts}});
   LibpqStore libpq(server.url());
   pqxx::connection pqxx(server.url());
   LibraryStore::bind(server.url());

@@ -23,7 +23,7 @@ void start(std::string program, std::size_t times) {
 
 void measure(bench::Harness& harness) {
   const std::size_t times = harness.options().size(100);
-  bench::Workload startup{"startup", "empty process", "process", times};
+  bench::Workload startup{"startup", "empty process", "start", times};
   startup.competitors.push_back({"vorn", [times](auto&) { start(VORN_STARTUP_LIBRARY, times); }});
   startup.competitors.push_back(
       {"libraries by hand", [times](auto&) { start(VORN_STARTUP_BY_HAND, times); }});

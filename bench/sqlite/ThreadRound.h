@@ -5,12 +5,22 @@
 #include <chrono>
 #include <deque>
 
+#include "Competitor.h"
 #include "LibraryStore.h"
 #include "Threads.h"
 #include "sqlite/DataFiles.h"
-#include "sqlite/ThreadLoad.h"
 
 namespace bench {
+
+/// What the threads of a workload do.
+struct ThreadLoad {
+  std::size_t readers;
+  bool writer;
+  std::vector<std::string> pages;  ///< queries, shared out among the readers
+  long rows;                       ///< that stand in the file at first
+
+  std::size_t threads() const { return readers + (writer ? 1 : 0); }
+};
 
 /// Threads on one data file, each through a store of its own: readers share out the pages, and a writer
 /// inserts until they are done.
