@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "Harness.h"
-#include "exec/adapters/ConnectionPool.h"
+#include "exec/adapters/session/ConnectionPool.h"
 #include "exec/adapters/sqlite/SqliteDriver.h"
 
 namespace {
