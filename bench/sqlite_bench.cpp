@@ -1,4 +1,5 @@
 // The library on SQLite against the C interface, SQLiteCpp and SOCI, all on files with the same settings.
+#include <cstdio>
 #include <stdexcept>
 
 #include "sqlite/FileWorkload.h"
@@ -52,7 +53,10 @@ void measure(Harness& harness) {
 
 int main(int argc, char** argv) {
   // For the whole process, because SOCI has no setting for it: no connection takes a lock of its own.
-  if (sqlite3_config(SQLITE_CONFIG_MULTITHREAD) != SQLITE_OK) return 1;
+  if (sqlite3_config(SQLITE_CONFIG_MULTITHREAD) != SQLITE_OK) {
+    std::fprintf(stderr, "%s: SQLite was in use already\n", argv[0]);
+    return 1;
+  }
   if (argc == 5 && std::string(argv[1]) == "--memory-probe")
     return bench::probeMemory(argv[2], std::stoul(argv[3]), argv[4]);
   return Harness::runProgram(argc, argv, "sqlite", measure);

@@ -77,14 +77,14 @@ long runProbe(const std::string& path, bool reads, std::size_t rows) {
   return kibibytes;
 }
 
-std::size_t startProbe(const std::string& directory, const char* what, std::size_t rows) {
+long startProbe(const std::string& directory, const char* what, std::size_t rows) {
   const std::string program = std::filesystem::read_symlink("/proc/self/exe");
   const std::string command =
       "'" + program + "' --memory-probe " + what + ' ' + std::to_string(rows) + " '" + directory + "'";
   FILE* output = popen(command.c_str(), "r");
   if (output == nullptr) throw std::runtime_error("cannot run " + command);
-  std::size_t kibibytes = 0;
-  const int fields = std::fscanf(output, "%zu", &kibibytes);
+  long kibibytes = 0;
+  const int fields = std::fscanf(output, "%ld", &kibibytes);
   if (pclose(output) != 0 || fields != 1) throw std::runtime_error("failed: " + command);
   return kibibytes;
 }
@@ -105,7 +105,7 @@ void measureMemory(Harness& harness) {
   if (!harness.options().wants("memory")) return;
   for (const std::size_t full : {10'000U, 100'000U, 1'000'000U, 4'000'000U}) {
     const std::size_t rows = harness.options().quick ? full / 10 : full;
-    std::map<std::string, std::size_t> figures{{"rows", rows}};
+    std::map<std::string, long> figures{{"rows", static_cast<long>(rows)}};
     for (const char* what : {"batch", "batch_by_hand", "read", "read_by_hand"}) {
       figures[what] = startProbe(harness.options().directory, what, rows);
     }
