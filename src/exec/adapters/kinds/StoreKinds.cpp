@@ -106,6 +106,10 @@ KindEntry* findEntry(std::uint64_t code, const StoreKind*& kind) {
   return nullptr;
 }
 
+std::string describe(std::string family, const std::string& native) {
+  return family.append(" ").append(native);
+}
+
 bool isOfLayer(std::uint64_t code) {
   return code >> 32 == static_cast<std::uint64_t>(ErrorFamily::Layer);
 }
@@ -130,15 +134,15 @@ std::string describeError(std::uint64_t code) {
   if (code == 0) return "success";
   if (code == 1) return "refused by the library";
   const auto native = static_cast<std::uint32_t>(code);
+  std::string number = std::to_string(native);
   if (isOfLayer(code)) {
     const char* const name = failureName(native);
-    return "vorn " + std::to_string(native) + (name == nullptr ? "" : std::string(" ") + name);
+    return name == nullptr ? describe("vorn", number) : describe("vorn", number.append(" ").append(name));
   }
   const StoreKind* kind = nullptr;
   const KindEntry* const entry = findEntry(code, kind);
-  if (entry == nullptr) return "unknown " + std::to_string(code);
-  return kind == nullptr ? entry->module + (" " + std::to_string(native))
-                         : kind->name + (" " + kind->describe(native));
+  if (entry == nullptr) return describe("unknown", std::to_string(code));
+  return kind == nullptr ? describe(entry->module, number) : describe(kind->name, kind->describe(native));
 }
 
 ErrorClass errorClass(std::uint64_t code) noexcept {
