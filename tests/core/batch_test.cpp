@@ -42,11 +42,14 @@ TEST_F(BatchTest, Renders) {
 TEST_F(BatchTest, ColumnIsOfTheTypeOfItsFirstValue) {
   BatchInserter batch;
   batch["0"] << std::string("it's"), batch["1"] << 1, batch["2"] << 2U, batch["3"] << 1.5F, batch["4"] << 2.5;
-  const auto append = [&](const auto& value, int own, int line) {  // to a column of each type; only its own may take it
-    const std::string code = std::to_string(own), place = " @BatchInserter:operator<<:" + std::to_string(line);
+  const auto append = [&](const auto& value, int own,
+                          int line) {  // to a column of each type; only its own may take it
+    const std::string code = std::to_string(own),
+                      place = " @BatchInserter:operator<<:" + std::to_string(line);
     for (const std::string column : {"0", "1", "2", "3", "4"}) {
       batch[column] << value;
-      EXPECT_EQ(takeEvents(), column == code ? "" : "error " + code + " scrubbed [VORNLib]typeName is error." + place);
+      EXPECT_EQ(takeEvents(),
+                column == code ? "" : "error " + code + " scrubbed [VORNLib]typeName is error." + place);
     }
   };
   append(true, 1, 58), append(std::string("text"), 0, 70), append(short{-2}, 1, 82);
@@ -106,11 +109,12 @@ TEST_F(BatchTest, PassesItsColumnsAsReadOnlyReferences) {
   batch["f"] << 1.0F << 2.0F, batch["D"] << 1.0 << 2.0;
   std::ostringstream found;
   scripted::platform().onExecute = [&](const vorn::TypedRef& parameters) {
-    found << parameters.type.code << '/' << +parameters.type.flags << '/' << (parameters.type.record == nullptr);
+    found << parameters.type.code << '/' << +parameters.type.flags << '/'
+          << (parameters.type.record == nullptr);
     for (const auto& [name, column] : *static_cast<const vorn::ParamRefMap*>(parameters.object)) {
       const vorn::ContainerRecord& record = *column.type.record;
-      found << ' ' << name << '/' << column.type.code << '/' << +column.type.flags << '/' << record.elementCode << '/'
-            << record.count(column.object);
+      found << ' ' << name << '/' << column.type.code << '/' << +column.type.flags << '/'
+            << record.elementCode << '/' << record.count(column.object);
       EXPECT_TRUE(name != "l" || static_cast<long*>(record.first(column.object))[1] == 2);
     }
   };
@@ -132,7 +136,8 @@ void expectRecordWorks() {
   auto& vector = *static_cast<Vector*>(container);
   const auto walk = [&](auto step, vorn::ContainerCursor cursor) {
     Vector elements;
-    for (; cursor.element; step(container, cursor)) elements.push_back(*static_cast<Element*>(cursor.element));
+    for (; cursor.element; step(container, cursor))
+      elements.push_back(*static_cast<Element*>(cursor.element));
     record.previous(container, cursor), record.next(container, cursor);
     EXPECT_EQ(cursor.element, nullptr) << "the end stays the end";
     return elements;
@@ -148,7 +153,8 @@ void expectRecordWorks() {
   EXPECT_EQ(vector.back(), one);
   while (record.count(container) > 3) record.removeLast(container);
   EXPECT_EQ(walk(record.next, {record.first(container)}), (Vector{zero, one, two}));
-  const std::unique_ptr<vorn::ContainerCursor, decltype(record.freeCursor)> last(record.makeLastCursor(container), record.freeCursor);
+  const std::unique_ptr<vorn::ContainerCursor, decltype(record.freeCursor)> last(
+      record.makeLastCursor(container), record.freeCursor);
   EXPECT_EQ(walk(record.previous, *last), (Vector{two, one, zero}));
   record.removeAll(container);
   EXPECT_EQ(record.count(container), 0u);
@@ -157,7 +163,8 @@ void expectRecordWorks() {
 
 TEST(TypeRegistry, WorksOnContainersThroughTheirRecords) {
   expectRecordWorks<std::vector<std::string>>(), expectRecordWorks<std::vector<long>>();
-  expectRecordWorks<std::vector<unsigned long>>(), expectRecordWorks<std::vector<float>>(), expectRecordWorks<std::vector<double>>();
+  expectRecordWorks<std::vector<unsigned long>>(), expectRecordWorks<std::vector<float>>(),
+      expectRecordWorks<std::vector<double>>();
   auto lock = vorn::TypeRegistry::registryLock();
   lock.acquire(), lock.acquire(), lock.release(), lock.release();
   std::thread([&] { lock.acquire(), lock.release(); }).join();  // hangs unless it is free again

@@ -31,7 +31,8 @@ TEST_F(BuildersTest, Render) {
   for (int op = 0; op < 6; ++op) {
     S s, other;
     other.table("b"), other.orderBy("y"), other.select("z");
-    s.limit(9, 9), s.limit(4294967295, 0), s.orderBy("x"), s.compound(S(), COMPOUND_UNION), s.where(kLevel), s.table("a");
+    s.limit(9, 9), s.limit(4294967295, 0), s.orderBy("x"), s.compound(S(), COMPOUND_UNION), s.where(kLevel),
+        s.table("a");
     s.compound(other, static_cast<ENUM_COMPOUND_OP>(op)), s.distinct(), s.distinct(), s.select("z");
     EXPECT_EQ(s.toString(), "select distinct z from a where (level=3) " + operators[op] +
                                 " select z from b order by y order by x LIMIT 4294967295 OFFSET 0");
@@ -39,28 +40,36 @@ TEST_F(BuildersTest, Render) {
     EXPECT_EQ(s.toString(), "select  *  from a");
   }
   expectAll<S>({
-      {"select  *  from ab,c", [](S& s) { s.table("ab"), s.table("a"), s.table("ab"), s.table(""), s.table("c"); }},
-      {"select a.i''d,x'', max(x'') from ", [](S& s) { s.select(CVORNColumn("a", "i'd")), s.select("x'"), s << vornMax(Item("x'")); }},
+      {"select  *  from ab,c",
+       [](S& s) { s.table("ab"), s.table("a"), s.table("ab"), s.table(""), s.table("c"); }},
+      {"select a.i''d,x'', max(x'') from ",
+       [](S& s) { s.select(CVORNColumn("a", "i'd")), s.select("x'"), s << vornMax(Item("x'")); }},
       {"select  count(*) from  where ", [](S& s) { s << vornCount(), s.where(kLevel), s.where(kNone); }},
-      {"select  *  from  order by a.b'' DESC,c''", [](S& s) { s.orderBy(CVORNColumn("a", "b'"), false), s.orderBy("c'", true); }},
+      {"select  *  from  order by a.b'' DESC,c''",
+       [](S& s) { s.orderBy(CVORNColumn("a", "b'"), false), s.orderBy("c'", true); }},
   });
   expectAll<I>({
       {"insert into t (id,o''x))", [](I& i) { i.table("a"), i.table("t"), i["id"]["o'x"]; }},
       {"insert into t (a) values(1)", [](I& i) { i.table("t"), i["b"] << 2, i.clear(), i["a"] << 1; }},
-      {"insert into  values('x',NULL,-5,'')", [](I& i) { i << std::string("x") << CVORNNull() << -5L << ""; }},
+      {"insert into  values('x',NULL,-5,'')",
+       [](I& i) { i << std::string("x") << CVORNNull() << -5L << ""; }},
       {std::string("insert into  values('a\0b')", 26), [](I& i) { i << std::string("a\0b", 3); }},
       {"insert into  values(1,0,'''','it''s')", [](I& i) { i << true << false << '\'' << "it's"; }},
-      {"insert into  values(-3,65535,-7,2.500000)", [](I& i) { i << short{-3} << std::uint16_t{65535} << -7 << 2.5F; }},
+      {"insert into  values(-3,65535,-7,2.500000)",
+       [](I& i) { i << short{-3} << std::uint16_t{65535} << -7 << 2.5F; }},
       {"insert into  values(0,-2,-2147483648)", [](I& i) { i << 4294967295U << 4294967294U << 2147483648U; }},
       {"insert into  values(0,4294967294)", [](I& i) { i << 4294967295UL << 4294967294UL; }},
   });
   expectAll<U>({
-      {"update t set l=4 where ", [](U& u) { u.table("t"), u["a"].assign(1), u.where(kLevel), u.clear(), u["l"].assign(4); }},
-      {"update  set a='x',b=NULL,c=-5", [](U& u) { u["a"].assign(std::string("x")), u["b"].assign(CVORNNull()), u["c"].assign(-5L); }},
+      {"update t set l=4 where ",
+       [](U& u) { u.table("t"), u["a"].assign(1), u.where(kLevel), u.clear(), u["l"].assign(4); }},
+      {"update  set a='x',b=NULL,c=-5",
+       [](U& u) { u["a"].assign(std::string("x")), u["b"].assign(CVORNNull()), u["c"].assign(-5L); }},
       {"update t=1 where (level=3)", [](U& u) { u.table("x"), u.table("t"), u.assign(1), u.where(kLevel); }},
       {"update  set a,o''b='''' where ", [](U& u) { u["a"]["o'b"].assign('\''), u.where(kNone); }},
       {"update  set a=4294967294,b=0", [](U& u) { u["a"].assign(4294967294U), u["b"].assign(4294967295U); }},
-      {"update  set a=4294967294,b=0", [](U& u) { u["a"].assign(4294967294UL), u["b"].assign(4294967295UL); }},
+      {"update  set a=4294967294,b=0",
+       [](U& u) { u["a"].assign(4294967294UL), u["b"].assign(4294967295UL); }},
       {"update  set a=-4,b=2.500000", [](U& u) { u["a"].assign(short{-4}), u["b"].assign(2.5F); }},
   });
   expectAll<D>({

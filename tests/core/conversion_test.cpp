@@ -36,7 +36,8 @@ TEST(FieldConversion, TakesTheShortCutOnlyWhereTheTextSaysTheSame) {
   std::mt19937_64 random(testSeed());
   for (unsigned bit = 0; bit < 64; ++bit) {  // around the limits of all integers and of exact doubles
     for (unsigned long offset = 0; offset < 10; ++offset) {
-      const auto limit = static_cast<std::int64_t>(((1UL << bit) + offset % 5 - 2) * (offset < 5 ? 1UL : ~0UL));
+      const auto limit =
+          static_cast<std::int64_t>(((1UL << bit) + offset % 5 - 2) * (offset < 5 ? 1UL : ~0UL));
       const std::string text = std::to_string(limit);
       const auto real = static_cast<double>(limit);
       check(value(limit)), check(value(text)), check(value(text + "0")), check(value(real));

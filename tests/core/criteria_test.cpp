@@ -22,7 +22,8 @@ void expectEquality(Value value, const std::string& rendered) {
 
 TEST_F(CriteriaTest, Comparisons) {
   expectEquality(short{-1}, "-1"), expectEquality(0, "0"), expectEquality(4294967295U, "4294967295");
-  expectEquality(18446744073709551615UL, "18446744073709551615"), expectEquality(-9223372036854775807L, "-9223372036854775807");
+  expectEquality(18446744073709551615UL, "18446744073709551615"),
+      expectEquality(-9223372036854775807L, "-9223372036854775807");
   expectEquality(2.5F, "2.500000"), expectEquality(-0.1, "-0.100000");
   expectEquality('\'', "'''"), expectEquality("it's", "'it''s'");
   CVORNSelector quoting;
@@ -75,9 +76,12 @@ TEST_F(CriteriaTest, JoinsInPlace) {
 
 TEST_F(CriteriaTest, LogsNumbersThatCannotBeFormatted) {
   platform().snprintfSucceeds = 0;
-  expectAll({{Item("a") == 1, "(a)"}, {Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
+  expectAll(
+      {{Item("a") == 1, "(a)"}, {Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
   EXPECT_EQ(platform().events.size(), 4u);
-  EXPECT_EQ(platform().events.back().find("error 4294967295 scrubbed [VORNLib]CVORNCriterionItem::operator<=.snprintf_s failed"), 0u);
+  EXPECT_EQ(platform().events.back().find(
+                "error 4294967295 scrubbed [VORNLib]CVORNCriterionItem::operator<=.snprintf_s failed"),
+            0u);
 }
 
 }  // namespace

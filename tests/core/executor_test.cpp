@@ -51,11 +51,15 @@ TEST_F(ExecutorTest, ChoosesTheSessionNameByFlagAndProcess) {
 
 TEST_F(ExecutorTest, ReportsEveryOutcome) {
   const vorn::ExecResult done, remark(0, 5, "remark"), failed(-3, 99, "broken"), silent(1, 77, {});
-  const std::string write = "open default; identify MiraDB:execWriteSQL:84; execute default MiraDB:execWriteSQL:84 4 sql; close default";
+  const std::string write =
+      "open default; identify MiraDB:execWriteSQL:84; execute default MiraDB:execWriteSQL:84 4 sql; close "
+      "default";
   const std::string read =
-      "trace @MiraDB:execReadSQL:55; open default; identify MiraDB:execReadSQL:63; execute default MiraDB:execReadSQL:63 0 sql";
+      "trace @MiraDB:execReadSQL:55; open default; identify MiraDB:execReadSQL:63; execute default "
+      "MiraDB:execReadSQL:63 0 sql";
   const std::string insert =
-      "open default; identify MiraDB:ExecBatchInserter:147; execute default MiraDB:ExecBatchInserter:147 1 insert into t (a) values({a}); "
+      "open default; identify MiraDB:ExecBatchInserter:147; execute default MiraDB:ExecBatchInserter:147 1 "
+      "insert into t (a) values({a}); "
       "close default";
   std::vector<std::tuple<char, vorn::ExecResult, unsigned long, std::string>> cases = {
       {'b', failed, 99, "open default; begin default; close default"},
@@ -66,7 +70,8 @@ TEST_F(ExecutorTest, ReportsEveryOutcome) {
   for (const auto& [operation, events, place] : statements) {
     const std::string info = events + "; info scrubbed [VORNLib]", at = " @MiraDB:" + place;
     cases.insert(cases.end(), {{operation, done, 0, events}, {operation, remark, 0, events}});
-    cases.insert(cases.end(), {{operation, failed, 99, info + "broken" + at}, {operation, silent, 77, info + at}});
+    cases.insert(cases.end(),
+                 {{operation, failed, 99, info + "broken" + at}, {operation, silent, 77, info + at}});
   }
   batch.table("t");
   batch["a"] << 1;
@@ -100,9 +105,11 @@ TEST_F(ExecutorTest, RefusesWhatItCannotRun) {
   text.clear();
   expectRefusal(run('R'), "Exception" + empty, "execReadSQL:58");
   expectRefusal(run('W'), "execWriteSQL" + empty, "execWriteSQL:80");
-  expectRefusal(MIRAsqlDB(true).ExecBatchInserter(wordless), "ExecBatchInserter" + empty, "ExecBatchInserter:97");
+  expectRefusal(MIRAsqlDB(true).ExecBatchInserter(wordless), "ExecBatchInserter" + empty,
+                "ExecBatchInserter:97");
   EXPECT_EQ(run('I'), 0u) << "a batch without columns is a success";
-  EXPECT_EQ(takeEvents(), "info scrubbed [VORNLib]ExecBatchInserter! paramMap is empty! @MiraDB:ExecBatchInserter:105");
+  EXPECT_EQ(takeEvents(),
+            "info scrubbed [VORNLib]ExecBatchInserter! paramMap is empty! @MiraDB:ExecBatchInserter:105");
   batch["b"] << 1 << 2;
   batch["a"] << 1 << 2 << 3;
   expectRefusal(run('I'), uneven, "ExecBatchInserter:141");

@@ -31,7 +31,8 @@ struct ReaderTest : scripted::PlatformTest {
       result.precision(17);
       if (null) result << '!';
       if (value != initial) result << value;
-      EXPECT_EQ(result.str(), decode(token.substr(arrow + 1)).text()) << token << " as " << typeid(Value).name();
+      EXPECT_EQ(result.str(), decode(token.substr(arrow + 1)).text())
+          << token << " as " << typeid(Value).name();
       EXPECT_EQ(behind, 5);
     }
   }
@@ -99,7 +100,8 @@ TEST_F(ReaderTest, ForgetsTheMarkerOfAFieldWhoseRowCannotBeFetched) {
 TEST_F(ReaderTest, StepsThroughRowsAndSessions) {
   const auto walk = [&](const std::string& steps) {  // f takes a field, r goes to the next row
     std::string found;
-    for (const char step : steps) found += (step == 'f' ? reader.getNextField() : reader.hasNextElement() ? "yes" : "no") + " ";
+    for (const char step : steps)
+      found += (step == 'f' ? reader.getNextField() : reader.hasNextElement() ? "yes" : "no") + " ";
     return found;
   };
   platform().rows = {row(1, 2), row(3), row(), row(4, 5, 6)};

@@ -7,7 +7,9 @@ namespace {
 CSQLiteUtil* seenBeforeLoad;
 
 // Runs before the constructors of every source file in this program, the library's own among them.
-__attribute__((constructor(101))) void callBeforeLoad() { seenBeforeLoad = CSQLiteUtil::getInstance(); }
+__attribute__((constructor(101))) void callBeforeLoad() {
+  seenBeforeLoad = CSQLiteUtil::getInstance();
+}
 
 TEST(SQLiteUtil, IsOneInstanceForCallersBeforeLoadTooAndDoublesSingleQuotesOnly) {
   CSQLiteUtil* const util = CSQLiteUtil::getInstance();

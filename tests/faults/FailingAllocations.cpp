@@ -33,13 +33,21 @@ FailingAllocations::FailingAllocations(long first, Extent extent) noexcept {
   lasting = extent == Extent::Lasting, hasFailed = false, allocationsLeft = first;
 }
 
-FailingAllocations::~FailingAllocations() { allocationsLeft = 0; }
+FailingAllocations::~FailingAllocations() {
+  allocationsLeft = 0;
+}
 
-void FailingAllocations::untilThreadEnds() noexcept { lasting = true, hasFailed = false, allocationsLeft = 1; }
+void FailingAllocations::untilThreadEnds() noexcept {
+  lasting = true, hasFailed = false, allocationsLeft = 1;
+}
 
-bool FailingAllocations::struck() noexcept { return hasFailed; }
+bool FailingAllocations::struck() noexcept {
+  return hasFailed;
+}
 
-long FailingAllocations::total() noexcept { return failures; }
+long FailingAllocations::total() noexcept {
+  return failures;
+}
 
 bool FailingAllocations::isDue() noexcept {
   if (allocationsLeft == 0) return false;
@@ -55,14 +63,26 @@ void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
 
-static void* none() { return errno = ENOMEM, nullptr; }
-void* malloc(std::size_t size) { return FailingAllocations::isDue() ? none() : __libc_malloc(size); }
-void* calloc(std::size_t count, std::size_t size) { return FailingAllocations::isDue() ? none() : __libc_calloc(count, size); }
-void* realloc(void* block, std::size_t size) { return FailingAllocations::isDue() ? none() : __libc_realloc(block, size); }
+static void* none() {
+  return errno = ENOMEM, nullptr;
 }
-static void* allocate(std::size_t size) { return malloc(size); }
+void* malloc(std::size_t size) {
+  return FailingAllocations::isDue() ? none() : __libc_malloc(size);
+}
+void* calloc(std::size_t count, std::size_t size) {
+  return FailingAllocations::isDue() ? none() : __libc_calloc(count, size);
+}
+void* realloc(void* block, std::size_t size) {
+  return FailingAllocations::isDue() ? none() : __libc_realloc(block, size);
+}
+}
+static void* allocate(std::size_t size) {
+  return malloc(size);
+}
 #else
-static void* allocate(std::size_t size) { return FailingAllocations::isDue() ? nullptr : std::malloc(size); }
+static void* allocate(std::size_t size) {
+  return FailingAllocations::isDue() ? nullptr : std::malloc(size);
+}
 #endif
 
 void* operator new(std::size_t size) {
@@ -74,6 +94,12 @@ void* operator new(std::size_t size) {
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return FailingAllocations::nothrowFails ? nullptr : allocate(size == 0 ? 1 : size);
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}

@@ -2,8 +2,8 @@
 
 /// Lets allocations of the calling thread fail while it lives; one at a time.
 ///
-/// It reaches operator new, and malloc with its kin in every library of the process. A build with a sanitizer has
-/// a malloc of its own: there it reaches operator new, and what asks isDue().
+/// It reaches operator new, and malloc with its kin in every library of the process. A build with a sanitizer
+/// has a malloc of its own: there it reaches operator new, and what asks isDue().
 class FailingAllocations {
  public:
   enum class Extent { Once, Lasting };

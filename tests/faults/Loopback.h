@@ -21,8 +21,10 @@ inline int listenOnLoopback(int& port) {
   const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address = loopback(0);
   socklen_t size = sizeof address;
-  const bool listens = bind(listener, reinterpret_cast<sockaddr*>(&address), size) == 0 && listen(listener, 64) == 0;
-  if (!listens || getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) throw std::runtime_error("listen");
+  const bool listens =
+      bind(listener, reinterpret_cast<sockaddr*>(&address), size) == 0 && listen(listener, 64) == 0;
+  if (!listens || getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    throw std::runtime_error("listen");
   port = ntohs(address.sin_port);
   return listener;
 }

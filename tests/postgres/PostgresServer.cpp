@@ -33,9 +33,12 @@ std::string freshDirectory() {
 PostgresServer::PostgresServer(const std::string& settings)
     : m_directory(freshDirectory()), m_data(m_directory + "/data"), m_port(freePort()) {
   std::ofstream(m_directory + "/password") << "geheim &wort\n";
-  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256", "--pwfile",
-           m_directory + "/password"});
-  configure("fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\nmax_prepared_transactions=2\n" + settings);
+  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256",
+           "--pwfile", m_directory + "/password"});
+  configure(
+      "fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\nmax_prepared_"
+      "transactions=2\n" +
+      settings);
   start();
 }
 
@@ -54,7 +57,8 @@ PostgresServer::~PostgresServer() {
 
 void PostgresServer::configure(const std::string& settings) const {
   std::ofstream(m_data + "/postgresql.conf", std::ios::app)
-      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory << "'\n"
+      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory
+      << "'\n"
       << settings;
 }
 
@@ -64,7 +68,9 @@ void PostgresServer::execute(const std::vector<std::string>& command) const {
   if (status != 0) throw std::runtime_error(command[0]);
 }
 
-void PostgresServer::promote() const { execute({"pg_ctl", "promote", "-w", "-D", m_data}); }
+void PostgresServer::promote() const {
+  execute({"pg_ctl", "promote", "-w", "-D", m_data});
+}
 
 void PostgresServer::start() {
   m_process = spawn({"postgres", "-D", m_data});
@@ -94,7 +100,9 @@ std::string PostgresServer::freshDatabase() {
 std::string PostgresServer::query(const std::string& sql, const std::string& database) const {
   const std::unique_ptr<PGconn, void (*)(PGconn*)> connection(PQconnectdb(url(database).c_str()), PQfinish);
   const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(connection.get(), sql.c_str()), PQclear);
-  if (PQresultStatus(result.get()) > PGRES_TUPLES_OK) { throw std::runtime_error(sql + ": " + PQerrorMessage(connection.get())); }
+  if (PQresultStatus(result.get()) > PGRES_TUPLES_OK) {
+    throw std::runtime_error(sql + ": " + PQerrorMessage(connection.get()));
+  }
   return PQntuples(result.get()) == 0 ? "" : PQgetvalue(result.get(), 0, 0);
 }
 
@@ -102,7 +110,8 @@ pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
   std::vector<std::string> words = {VORN_POSTGRES_PROGRAMS, m_directory};
   words.insert(words.end(), command.begin(), command.end());
   std::vector<char*> arguments(words.size() + 1);
-  std::transform(words.begin(), words.end(), arguments.begin(), [](std::string& word) { return word.data(); });
+  std::transform(words.begin(), words.end(), arguments.begin(),
+                 [](std::string& word) { return word.data(); });
   const pid_t child = fork();
   if (child != 0) return child;
   closefrom(3);

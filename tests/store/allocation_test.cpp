@@ -5,9 +5,10 @@
 #include "faults/FailingAllocations.h"
 #include "faults/HarmTest.h"
 
-// Every operation is run again and again, with its first, second, third … allocation failing, until none is left to
-// fail. After each one: what was acknowledged is there, once; nothing else is, and no half batch; a reader has
-// delivered exactly its rows or has ended with a failure; and neither a lock nor a connection is missing.
+// Every operation is run again and again, with its first, second, third … allocation failing, until none is
+// left to fail. After each one: what was acknowledged is there, once; nothing else is, and no half batch; a
+// reader has delivered exactly its rows or has ended with a failure; and neither a lock nor a connection is
+// missing.
 namespace {
 
 using Extent = FailingAllocations::Extent;
@@ -18,8 +19,12 @@ sqlite3_mem_methods sqliteMemory;
   if (FailingAllocations::kReachesMalloc) return false;
   sqlite3_config(SQLITE_CONFIG_GETMALLOC, &sqliteMemory);
   sqlite3_mem_methods failing = sqliteMemory;
-  failing.xMalloc = [](int size) { return FailingAllocations::isDue() ? nullptr : sqliteMemory.xMalloc(size); };
-  failing.xRealloc = [](void* block, int size) { return FailingAllocations::isDue() ? nullptr : sqliteMemory.xRealloc(block, size); };
+  failing.xMalloc = [](int size) {
+    return FailingAllocations::isDue() ? nullptr : sqliteMemory.xMalloc(size);
+  };
+  failing.xRealloc = [](void* block, int size) {
+    return FailingAllocations::isDue() ? nullptr : sqliteMemory.xRealloc(block, size);
+  };
   return sqlite3_config(SQLITE_CONFIG_MALLOC, &failing) == SQLITE_OK;
 }();
 
@@ -35,8 +40,8 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
     ASSERT_EQ(run(db, "create index i on t(n)"), kSuccess);
   }
 
-  /// Runs a round for every allocation of it that can fail, once and lasting, on a connection that has run it before,
-  /// and where opening one is not the work of a client library, on a new one of a new thread.
+  /// Runs a round for every allocation of it that can fail, once and lasting, on a connection that has run it
+  /// before, and where opening one is not the work of a client library, on a new one of a new thread.
   template <typename Round>
   void strikeEverywhere(Round round) {
     long rounds = 0;
@@ -47,7 +52,8 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
           m_struck = false;
           if (onNewConnections) {
             useStore(m_url);
-            // The C library itself ends a process that has no memory for the destructor of a thread's first object.
+            // The C library itself ends a process that has no memory for the destructor of a thread's first
+            // object.
             std::thread([&] {
               vorn::lastResult();
               round();
@@ -58,7 +64,8 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
           expectHealed();
           rounds += m_struck ? 1 : 0;
           if (HasFailure()) {
-            ADD_FAILURE() << "allocation " << m_first << (extent == Extent::Once ? " fails" : " and all after it fail")
+            ADD_FAILURE() << "allocation " << m_first
+                          << (extent == Extent::Once ? " fails" : " and all after it fail")
                           << (onNewConnections ? " on a new connection" : "");
           }
         }
@@ -74,14 +81,17 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
     try {
       const FailingAllocations failing(m_first, m_extent);
       code = call();
-    } catch (const std::bad_alloc&) { return m_struck = true, Outcome::Thrown; }
+    } catch (const std::bad_alloc&) {
+      return m_struck = true, Outcome::Thrown;
+    }
     m_struck = FailingAllocations::struck();
     return code == 0 ? Outcome::Done : Outcome::Failed;
   }
 
   /// Checks the rows from `first` on. What was not acknowledged is there whole or not at all.
   void expectRows(long first, long count, Outcome outcome) {
-    const std::string range = " from t where n >= " + std::to_string(first) + " and n < " + std::to_string(first + count);
+    const std::string range =
+        " from t where n >= " + std::to_string(first) + " and n < " + std::to_string(first + count);
     const std::string found = rowsOf(db, "select count(*), count(distinct n)" + range, 2);
     const std::string all = std::to_string(count) + "|" + std::to_string(count);
     if (outcome == Outcome::Done) {
@@ -97,7 +107,8 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
     Reading reading;
     EXPECT_EQ(describe(reading.start(db)), kSuccess);
     reading.take(10);
-    EXPECT_EQ(onAnotherThread([this] { return run(db, "insert into t values(-1, 0)"); }), kSuccess) << "on another thread";
+    EXPECT_EQ(onAnotherThread([this] { return run(db, "insert into t values(-1, 0)"); }), kSuccess)
+        << "on another thread";
     EXPECT_TRUE(reading.endsWell());
     EXPECT_EQ(describe(db->beginTransaction()), kSuccess);
     EXPECT_EQ(describe(db->rollbackTransaction()), kSuccess);
@@ -120,18 +131,23 @@ TEST_P(AllocationFaults, WritesAndBatchesAloneAndBesideReaders) {
       strikeEverywhere([&] {
         Reading reading, second;
         CVORNReader returned;
-        if (besideReaders) { EXPECT_EQ(reading.start(db) + second.start(db), 0U); }
+        if (besideReaders) {
+          EXPECT_EQ(reading.start(db) + second.start(db), 0U);
+        }
         reading.take(besideReaders ? kReadRows - 20 : 0), second.take(besideReaders ? kReadRows - 5 : 0);
         const BatchInserter batch = nextBatch(rows);
         const std::string last = "(" + std::to_string(m_next - 1) + ", 0)";
         const CVORNsqlstr insert = raw("insert into t values" + last);
-        const CVORNsqlstr returning = raw("insert into t values(" + std::to_string(m_next - 2) + ", 0), " + last + " returning n");
+        const CVORNsqlstr returning =
+            raw("insert into t values(" + std::to_string(m_next - 2) + ", 0), " + last + " returning n");
         const Outcome outcome = attempt([&] {
           if (rows == 1) return db->execWriteSQL(insert);
           return rows == 2 ? db->execReadSQL(returning, returned) : db->ExecBatchInserter(batch);
         });
         returned.clear();
-        if (besideReaders) { EXPECT_TRUE(reading.endsWell() && second.endsWell()); }
+        if (besideReaders) {
+          EXPECT_TRUE(reading.endsWell() && second.endsWell());
+        }
         expectRows(m_next - rows, rows, outcome);
       });
     }
@@ -146,14 +162,18 @@ TEST_P(AllocationFaults, Read) {
       Reading reading;
       bool runs = from > 0 && reading.start(db) == 0;
       reading.take(from);
-      if (moves) { EXPECT_EQ(db->execWriteSQL(insertNext()), 0U); }
+      if (moves) {
+        EXPECT_EQ(db->execWriteSQL(insertNext()), 0U);
+      }
       attempt([&] {
         const unsigned long code = runs ? 0 : reading.start(db);
         runs = code == 0;
         if (runs) reading.take(from + 21);
         return code;
       });
-      if (runs) { EXPECT_TRUE(reading.endsWell()) << "row " << reading.last; }
+      if (runs) {
+        EXPECT_TRUE(reading.endsWell()) << "row " << reading.last;
+      }
     });
   }
 }
@@ -170,7 +190,8 @@ TEST_P(AllocationFaults, BatchInATransaction) {
       const bool committed = db->commitTransaction() == 0;
       if (!committed) db->rollbackTransaction();
       const auto expect = [&](long first, long count, bool done) {
-        const std::string range = " from t where n >= " + std::to_string(first) + " and n < " + std::to_string(first + count);
+        const std::string range =
+            " from t where n >= " + std::to_string(first) + " and n < " + std::to_string(first + count);
         EXPECT_EQ(rowsOf(db, "select count(*)" + range), std::to_string(committed && done ? count : 0))
             << count << (committed ? " rows, committed" : " rows, not committed");
       };
@@ -201,7 +222,9 @@ TEST_P(AllocationFaults, EndOfAThread) {
   for (const bool inTransaction : {false, true}) {
     const CVORNsqlstr insert = insertNext();
     std::thread([&] {
-      if (inTransaction) { EXPECT_EQ(db->beginTransaction(), 0U); }
+      if (inTransaction) {
+        EXPECT_EQ(db->beginTransaction(), 0U);
+      }
       EXPECT_EQ(db->execWriteSQL(insert), 0U);
       FailingAllocations::untilThreadEnds();
     }).join();
@@ -213,9 +236,12 @@ TEST_P(AllocationFaults, EndOfAThread) {
 TEST_P(AllocationFaults, AreEnough) {
   const long failures = failuresOfStore[GetParam().name];
   std::printf("allocation failures injected on %s: %ld\n", GetParam().name.c_str(), failures);
-  if (FailingAllocations::kReachesMalloc) { EXPECT_GE(failures, GetParam().isRemote ? 500 : 2000) << "where all cases have run"; }
+  if (FailingAllocations::kReachesMalloc) {
+    EXPECT_GE(failures, GetParam().isRemote ? 500 : 2000) << "where all cases have run";
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, AllocationFaults, testing::ValuesIn(storeKinds()), [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_TEST_SUITE_P(Stores, AllocationFaults, testing::ValuesIn(storeKinds()),
+                         [](const auto& kind) { return kind.param.name; });
 
 }  // namespace

@@ -6,8 +6,9 @@
 
 namespace {
 
-/// A process that is forked while readers and transactions are open: the parent goes on as if nothing had happened, the
-/// child works on a store of its own, and on its parent's store its work is either done or refused.
+/// A process that is forked while readers and transactions are open: the parent goes on as if nothing had
+/// happened, the child works on a store of its own, and on its parent's store its work is either done or
+/// refused.
 class Forks : public HarmTest, public testing::WithParamInterface<StoreKind> {
  protected:
   static constexpr long kChildOperations = 4;
@@ -24,7 +25,8 @@ class Forks : public HarmTest, public testing::WithParamInterface<StoreKind> {
 
   long below(long limit) { return static_cast<long>(m_random() % static_cast<unsigned long>(limit)); }
 
-  /// Runs an operation of the child's on the store that it shares with its parent. @return whether it was done
+  /// Runs an operation of the child's on the store that it shares with its parent. @return whether it was
+  /// done
   bool tryInChild(long operation, long rows, bool inTransaction) {
     unsigned long code = inTransaction ? db->beginTransaction() : 0;
     if (code == 0) code = send(db, operation, 0, rows);
@@ -37,20 +39,25 @@ class Forks : public HarmTest, public testing::WithParamInterface<StoreKind> {
   /// @return what went wrong in the child, or nothing
   std::string workInChild(Reading& inherited, long firstOperation, long rows, bool closes, int& done) {
     if (inherited.reader.hasNextElement()) return "the parent's reader goes on";
-    if (describe(vorn::lastResult().errorCode()) != "vorn 14 FORKED_SESSION") return "the end of the parent's reader";
+    if (describe(vorn::lastResult().errorCode()) != "vorn 14 FORKED_SESSION")
+      return "the end of the parent's reader";
     MIRAsqlDB own(true);
     if (!vorn::bindStore("NeUpgradeDB", m_childUrl).succeeded()) return "bind";
     if (run(&own, "create table if not exists t(n bigint, v bigint)") != kSuccess) return "create";
-    if (own.beginTransaction() + send(&own, firstOperation, 0, 1) + send(&own, firstOperation, 1, 30) + own.commitTransaction() != 0)
+    if (own.beginTransaction() + send(&own, firstOperation, 0, 1) + send(&own, firstOperation, 1, 30) +
+            own.commitTransaction() !=
+        0)
       return "own store";
-    if (rowsOf(&own, "select count(*) from t where v = " + std::to_string(firstOperation)) != "31") return "own rows";
+    if (rowsOf(&own, "select count(*) from t where v = " + std::to_string(firstOperation)) != "31")
+      return "own rows";
     for (long step = 0; step < kChildOperations; ++step) {
       if (closes && step == 1) {  // which a store may take for the end of its last user
         vorn::unbindStores();
         if (!vorn::bindStore("default", m_url).succeeded()) return "bind again";
       }
       usleep(2000);  // the parent has gone on, and may have closed its connections
-      if (tryInChild(firstOperation + step, step % 2 == 0 ? rows : 1, step == kChildOperations - 1)) done |= 1 << step;
+      if (tryInChild(firstOperation + step, step % 2 == 0 ? rows : 1, step == kChildOperations - 1))
+        done |= 1 << step;
     }
     if (closes) vorn::unbindStores();
     return "";
@@ -58,26 +65,34 @@ class Forks : public HarmTest, public testing::WithParamInterface<StoreKind> {
 
   /// Forks once, with something open, and goes on at once.
   void forkOnce() {
-    const bool inTransaction = below(2) == 0, readsOn = below(3) != 0, closes = below(2) == 0, childCloses = below(2) == 0;
-    const long before = m_ledger.begin(), after = m_ledger.begin(), inChild = m_ledger.begin(), rows = 1 + below(60);
+    const bool inTransaction = below(2) == 0, readsOn = below(3) != 0, closes = below(2) == 0,
+               childCloses = below(2) == 0;
+    const long before = m_ledger.begin(), after = m_ledger.begin(), inChild = m_ledger.begin(),
+               rows = 1 + below(60);
     for (long more = 1; more < kChildOperations; ++more) m_ledger.begin();
     Reading reading;
     EXPECT_EQ(reading.start(db), 0U);
     reading.take(below(kReadRows));
-    if (inTransaction) { EXPECT_EQ(describe(db->beginTransaction()), kSuccess); }
+    if (inTransaction) {
+      EXPECT_EQ(describe(db->beginTransaction()), kSuccess);
+    }
     EXPECT_EQ(describe(send(db, before, 0, rows)), kSuccess);
     const pid_t child = fork();
     if (child == 0) {
       alarm(60);
       int done = 0;
       const std::string wrong = workInChild(reading, inChild, rows, childCloses, done);
-      if (!wrong.empty()) std::fprintf(stderr, "in the child: %s: %s\n", wrong.c_str(), vorn::lastResult().detail().value_or("").c_str());
+      if (!wrong.empty())
+        std::fprintf(stderr, "in the child: %s: %s\n", wrong.c_str(),
+                     vorn::lastResult().detail().value_or("").c_str());
       _exit(wrong.empty() ? done : kWrong);
     }
     if (readsOn) reading.take(kReadRows);
     EXPECT_EQ(describe(send(db, after, 0, 1)), kSuccess);
     const bool commits = inTransaction && below(3) != 0;
-    if (inTransaction) { EXPECT_EQ(describe(commits ? db->commitTransaction() : db->rollbackTransaction()), kSuccess); }
+    if (inTransaction) {
+      EXPECT_EQ(describe(commits ? db->commitTransaction() : db->rollbackTransaction()), kSuccess);
+    }
     EXPECT_TRUE(reading.endsWell() && reading.last == kReadRows) << "row " << reading.last;
     reading.reader.clear();
     if (closes) vorn::unbindStores(), useStore(m_url);
@@ -128,7 +143,8 @@ TEST_F(StoreTest, AForkedChildLogsWhileOtherThreadsOfItsParentDid) {
     while (!done) logLine();
   });
   bool logged = true;
-  for (int round = 0; round < 200 && logged; ++round) logged = holdsInChild([&] { return alarm(10), logLine(), true; });
+  for (int round = 0; round < 200 && logged; ++round)
+    logged = holdsInChild([&] { return alarm(10), logLine(), true; });
   done = true;
   logging.join();
   dup2(error, 2), close(error), close(nowhere);
@@ -143,6 +159,7 @@ std::vector<StoreKind> kindsToFork() {
   return kinds;
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, Forks, testing::ValuesIn(kindsToFork()), [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_TEST_SUITE_P(Stores, Forks, testing::ValuesIn(kindsToFork()),
+                         [](const auto& kind) { return kind.param.name; });
 
 }  // namespace

@@ -36,16 +36,21 @@ TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
   static const auto expect = [](const std::string& outcome) {
     if (outcome != kSuccess) _exit(2);
   };
-  static AtEnd last;  // made before the client library of a store is first used, which ends its own things before this one
+  static AtEnd last;  // made before the client library of a store is first used, which ends its own things
+                      // before this one
   static CVORNReader reader;
   EXPECT_EQ(database.execReadSQL(raw("select n from t"), reader), 0U);
   static AtEnd third, second, first;  // named in the order in which they go
-  last.work = [] { expect(describe(database.rollbackTransaction())), expect(run(&database, "insert into t values(4, 0)")); };
+  last.work = [] {
+    expect(describe(database.rollbackTransaction())), expect(run(&database, "insert into t values(4, 0)"));
+  };
   first.work = [] {
     expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(1, 0)"));
     expect(describe(database.commitTransaction()));
   };
-  second.work = [] { expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(2, 0)")); };
+  second.work = [] {
+    expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(2, 0)"));
+  };
   third.work = [] {
     expect(describe(database.commitTransaction())), expect(describe(database.beginTransaction()));
     expect(run(&database, "insert into t values(3, 0)"));
@@ -56,7 +61,8 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   const pid_t program = fork();
   if (program == 0) {
     setenv("VORN_STORE_DEFAULT", m_url.c_str(), 1), unsetenv("LOCPATH");
-    execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_filter=LifetimeProgram.*", nullptr);
+    execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests",
+          "--gtest_filter=LifetimeProgram.*", nullptr);
     _exit(3);
   }
   int status = -1;
@@ -65,7 +71,9 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
 
   EXPECT_EQ(run(db, "delete from t"), kSuccess);
   vorn::setLogSink([this](const vorn::LogRecord& record) {
-    if (record.text.find("thread ended") != std::string::npos) { EXPECT_EQ(run(db, "insert into t values(10, 0)"), kSuccess); }
+    if (record.text.find("thread ended") != std::string::npos) {
+      EXPECT_EQ(run(db, "insert into t values(10, 0)"), kSuccess);
+    }
   });
   std::thread([&] {
     thread_local AtEnd first;
@@ -77,6 +85,7 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   EXPECT_EQ(rowsOf(db, "select n from t order by n"), "10;11");
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, Lifetime, testing::ValuesIn(storeKinds()), [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_TEST_SUITE_P(Stores, Lifetime, testing::ValuesIn(storeKinds()),
+                         [](const auto& kind) { return kind.param.name; });
 
 }  // namespace

@@ -22,32 +22,43 @@ class SqliteBatch : public StoreTest {
   }
 
   std::string clause() {
-    return oneOf("", "", "", " on conflict abort", " on conflict ignore", " on conflict replace", " on conflict fail",
-                 " on conflict rollback");
+    return oneOf("", "", "", " on conflict abort", " on conflict ignore", " on conflict replace",
+                 " on conflict fail", " on conflict rollback");
   }
 
   Table randomTable() {
-    const std::string key = oneOf("integer primary key", "integer primary key", "integer primary key" + clause(),
-                                  "integer primary key autoincrement", "int primary key" + clause(), "unique" + clause(), "integer");
-    const std::string value = oneOf("", "unique" + clause(), "check (v % 97 <> 96)", "references t(n)", "references t(n) on delete cascade",
-                                    "references t(n) deferrable initially deferred", "references p", "not null");
-    const std::string more = oneOf("", ", g as (v * 2) stored unique" + clause(), ", g as (nullif(v % 7, 3)) not null" + clause(),
-                                   ", d default (last_insert_rowid())", ", d default (changes())", ", unique (n, v)" + clause());
-    const std::string bare = key.find("primary key") < 12 && key.find("auto") > key.size() ? oneOf("", "", " without rowid") : "";
+    const std::string key = oneOf("integer primary key", "integer primary key",
+                                  "integer primary key" + clause(), "integer primary key autoincrement",
+                                  "int primary key" + clause(), "unique" + clause(), "integer");
+    const std::string value =
+        oneOf("", "unique" + clause(), "check (v % 97 <> 96)", "references t(n)",
+              "references t(n) on delete cascade", "references t(n) deferrable initially deferred",
+              "references p", "not null");
+    const std::string more =
+        oneOf("", ", g as (v * 2) stored unique" + clause(), ", g as (nullif(v % 7, 3)) not null" + clause(),
+              ", d default (last_insert_rowid())", ", d default (changes())", ", unique (n, v)" + clause());
+    const std::string bare =
+        key.find("primary key") < 12 && key.find("auto") > key.size() ? oneOf("", "", " without rowid") : "";
     Table table;
-    table.statements = {"create table p(id integer primary key)", "insert into p values(0), (1), (2), (50), (105)", "create table seen(n)",
-                        "create table t(n " + key + ", v " + value + ", w text collate nocase" + more + ")" + bare,
-                        oneOf("", "", "create unique index i on t(v) where v % 5 = 2", "create index i on t(w)")};
-    table.statements.push_back(oneOf("", "", "", "create trigger x before insert on t begin insert into seen values(new.n); end",
-                                     "create trigger x after insert on t begin insert or ignore into t(n) values(new.n + 1); end",
-                                     "create trigger x before insert on t when new.v % 9 = 4 begin select raise(" +
-                                         oneOf("ignore", "fail, 'x'", "abort, 'x'", "rollback, 'x'") + "); end",
-                                     "create trigger x after delete on t begin insert into seen values(-old.n); end"));
+    table.statements = {
+        "create table p(id integer primary key)", "insert into p values(0), (1), (2), (50), (105)",
+        "create table seen(n)",
+        "create table t(n " + key + ", v " + value + ", w text collate nocase" + more + ")" + bare,
+        oneOf("", "", "create unique index i on t(v) where v % 5 = 2", "create index i on t(w)")};
+    table.statements.push_back(
+        oneOf("", "", "", "create trigger x before insert on t begin insert into seen values(new.n); end",
+              "create trigger x after insert on t begin insert or ignore into t(n) values(new.n + 1); end",
+              "create trigger x before insert on t when new.v % 9 = 4 begin select raise(" +
+                  oneOf("ignore", "fail, 'x'", "abort, 'x'", "rollback, 'x'") + "); end",
+              "create trigger x after delete on t begin insert into seen values(-old.n); end"));
     if (m_random() % 2 == 0) table.statements.push_back("insert into t(n, v) values(1, null), (3, null)");
     std::string all;
     for (const std::string& statement : table.statements) all += statement;
-    const std::string computed = more.find(", g") == 0 ? "||' '||quote(g)" : more.find(", d") == 0 ? "||' '||quote(d)" : "";
-    table.shown = "select (select ifnull(group_concat(r), '') from (select " + std::string(bare.empty() ? "rowid" : "0") +
+    const std::string computed = more.find(", g") == 0   ? "||' '||quote(g)"
+                                 : more.find(", d") == 0 ? "||' '||quote(d)"
+                                                         : "";
+    table.shown = "select (select ifnull(group_concat(r), '') from (select " +
+                  std::string(bare.empty() ? "rowid" : "0") +
                   "||' '||quote(n)||' '||quote(v)||' '||quote(w)" + computed +
                   " as r from t order by 1))||'/'||(select ifnull(group_concat(n), '') from seen)";
     table.keepsRows = all.find("fail") != std::string::npos;
@@ -70,7 +81,8 @@ class SqliteBatch : public StoreTest {
   int insertOnPlain(const Rows& rows, bool keepsRows) {
     std::string sql = "insert into t (n, v, w) values";
     for (const auto& [n, v] : rows) {
-      sql += (sql.back() == ')' ? ",(" : "(") + std::to_string(n) + "," + std::to_string(v) + ",'w" + std::to_string(v) + "')";
+      sql += (sql.back() == ')' ? ",(" : "(") + std::to_string(n) + "," + std::to_string(v) + ",'w" +
+             std::to_string(v) + "')";
     }
     if (!keepsRows) return m_plain->run(sql);
     m_plain->run("savepoint batch");
@@ -102,17 +114,21 @@ TEST_F(SqliteBatch, StoresAndRefusesWhatOneInsertOfAllRowsDoes) {
     std::string trace = nested ? "in a transaction:" : "alone:";
     for (const std::string& sql : table.statements) {
       trace += "\n" + sql;
-      if (!sql.empty()) { EXPECT_EQ(db->execWriteSQL(raw(sql)) & 0xffffffffUL, static_cast<unsigned long>(m_plain->run(sql))) << trace; }
+      if (!sql.empty()) {
+        EXPECT_EQ(db->execWriteSQL(raw(sql)) & 0xffffffffUL, static_cast<unsigned long>(m_plain->run(sql)))
+            << trace;
+      }
     }
     if (nested) db->beginTransaction(), m_plain->run("begin");
     for (int batch = 0; batch < 2; ++batch) {
       const Rows rows = randomRows();
-      SCOPED_TRACE(trace + "\n" + std::to_string(rows.size()) + " rows from " + std::to_string(rows[0].first) + ", " +
-                   std::to_string(rows[0].second));
+      SCOPED_TRACE(trace + "\n" + std::to_string(rows.size()) + " rows from " +
+                   std::to_string(rows[0].first) + ", " + std::to_string(rows[0].second));
       const int expected = insertOnPlain(rows, table.keepsRows);
       EXPECT_EQ(insertAsBatch(rows) & 0xffffffffUL, static_cast<unsigned long>(expected));
       if (expected == SQLITE_OK) {
-        EXPECT_EQ(rowsOf(db, "select changes()||' '||last_insert_rowid()"), m_plain->text("select changes()||' '||last_insert_rowid()"));
+        EXPECT_EQ(rowsOf(db, "select changes()||' '||last_insert_rowid()"),
+                  m_plain->text("select changes()||' '||last_insert_rowid()"));
       }
       (expected == SQLITE_OK ? stored : refused) += 1;
       if (nested && !m_plain->inTransaction()) break;  // both have lost their transaction
@@ -123,7 +139,9 @@ TEST_F(SqliteBatch, StoresAndRefusesWhatOneInsertOfAllRowsDoes) {
     if (nested) {
       const bool lost = !m_plain->inTransaction();
       const unsigned long outcome = db->commitTransaction();
-      if (!lost) { EXPECT_EQ(outcome & 0xffffffffUL, static_cast<unsigned long>(m_plain->run("commit"))) << trace; }
+      if (!lost) {
+        EXPECT_EQ(outcome & 0xffffffffUL, static_cast<unsigned long>(m_plain->run("commit"))) << trace;
+      }
       if (outcome != 0) db->rollbackTransaction();
     }
   }

@@ -21,13 +21,17 @@
 /// What the tests know about a kind of store.
 struct StoreKind {
   std::string name;
+  std::string family;                     ///< of its errors, as describeError() has it
+  std::string scenarios;                  ///< the file of those that only it runs
   std::function<std::string()> freshUrl;  ///< the URL of an empty store, without a query
   bool isRemote;                          ///< a call may have been carried out and its answer be lost
   std::string integritySql;               ///< a query that answers "ok"
   std::string plainQuery;                 ///< options, each after "&", for tests by the thousand
 };
 
-inline void PrintTo(const StoreKind& kind, std::ostream* out) { *out << kind.name; }
+inline void PrintTo(const StoreKind& kind, std::ostream* out) {
+  *out << kind.name;
+}
 
 /// The kinds of store that the common suite runs against.
 std::vector<StoreKind> storeKinds();
@@ -38,10 +42,14 @@ inline CVORNsqlstr raw(const std::string& sql) {
   return statement;
 }
 
-inline std::string describe(unsigned long code) { return vorn::describeError(code); }
+inline std::string describe(unsigned long code) {
+  return vorn::describeError(code);
+}
 
 /// Runs a raw statement. @return what describeError() makes of the outcome
-inline std::string run(CVORN* db, const std::string& sql) { return describe(db->execWriteSQL(raw(sql))); }
+inline std::string run(CVORN* db, const std::string& sql) {
+  return describe(db->execWriteSQL(raw(sql)));
+}
 
 /// @return the rows of a query, fields joined by '|', rows by ';', or the description of the failure
 inline std::string rowsOf(CVORN* db, const CVORNBase& query, int columns) {
@@ -61,7 +69,9 @@ inline std::string rowsOf(CVORN* db, const CVORNBase& query, int columns) {
   return rows;
 }
 
-inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) { return rowsOf(db, raw(sql), columns); }
+inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) {
+  return rowsOf(db, raw(sql), columns);
+}
 
 inline const std::string kSuccess = "success";
 
@@ -103,6 +113,7 @@ class LogCapture {
     const std::lock_guard lock(m_mutex);
     return m_texts[static_cast<int>(level)];
   }
+  std::string texts() { return texts(vorn::LogLevel::Info) + texts(vorn::LogLevel::Error); }
 
  private:
   std::mutex m_mutex;
@@ -139,7 +150,9 @@ class StoreTest : public testing::Test {
     ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
     while (reader.hasNextElement()) {
       if (++found == 1000) before = residentKilobytes();
-      if (found == rows) { EXPECT_LT(residentKilobytes() - before, 4096) << query; }
+      if (found == rows) {
+        EXPECT_LT(residentKilobytes() - before, 4096) << query;
+      }
     }
     EXPECT_EQ(found, rows) << query;
   }
@@ -151,53 +164,6 @@ class StoreTest : public testing::Test {
     if (child == 0) _exit(check() ? 0 : 1);
     int status = -1;
     return waitpid(child, &status, 0) == child && status == 0;
-  }
-
-  /// Runs a statement with a parameter {n} for each value of it.
-  static std::string runForEach(std::vector<long> values, const std::string& sql) {
-    vorn::ParamRefMap set;
-    vorn::TypeRegistry::registerVectorType<std::vector<long>>(set["n"].type, vorn::type_code::kVector, "std::vector", 0);
-    set["n"].object = &values;
-    vorn::DataSession session("default");
-    const vorn::TypedRef parameters{{vorn::type_code::kParameterSet, 0, nullptr}, &set};
-    return describe(session.execute("test", vorn::SqlKind::Batch, sql, parameters).errorCode());
-  }
-
-  /// Runs one step of a scenario. @return its outcome, or its rows
-  static std::string step(CVORN* on, const std::string& text, int columns) {
-    MIRAsqlDB other(true);
-    const std::size_t blank = text.find(' ');
-    const std::string word = text.substr(0, blank), rest = blank == std::string::npos ? "" : text.substr(blank + 1);
-    if (word == "other:") return step(&other, rest, columns);
-    if (word == "elsewhere:") return onAnotherThread([&] { return step(on, rest, columns); });
-    const std::size_t last = rest.rfind(' ') + 1;
-    if (word == "batch") return describe(on->ExecBatchInserter(numbers(std::stol(rest), std::stol(rest.substr(last)))));
-    if (word == "each") return runForEach({std::stol(rest), std::stol(rest.substr(2))}, rest.substr(4));
-    if (word == "set") return setenv(rest.substr(0, last - 1).c_str(), rest.substr(last).c_str(), 1), kSuccess;
-    if (word == "bind") return describe(vorn::bindStore("default", rest).errorCode());
-    if (word == "unbind") return vorn::unbindStores(), kSuccess;
-    if (word == "begin:") return on->beginTransaction(), step(on, rest, columns);
-    if (word == "begin") return describe(on->beginTransaction());
-    if (word == "commit") return describe(on->commitTransaction());
-    if (word == "rollback") return describe(on->rollbackTransaction());
-    return word == "select" ? rowsOf(on, text, columns) : run(on, text);
-  }
-
-  /// Runs the scenarios of a file: blank lines stand between them, and `renew` makes each one's store.
-  template <typename Renew>
-  void runScenarios(const std::string& file, const Renew& renew) {
-    for (const auto& [text, outcome] : casesOf(file)) {
-      SCOPED_TRACE(text);
-      const auto columns = 1 + std::count(outcome.begin(), std::find(outcome.begin(), outcome.end(), ';'), '|');
-      const std::string found = text.empty() ? (renew(), kSuccess) : step(db, text, static_cast<int>(columns));
-      if (outcome != "failure") {
-        EXPECT_EQ(found, outcome.empty() ? kSuccess : outcome == "(none)" ? "" : outcome);
-        continue;
-      }
-      const std::string detail = vorn::lastResult().detail().value_or("");
-      EXPECT_TRUE(found != kSuccess && !detail.empty() && detail.find('\n') == std::string::npos) << found << detail;
-      EXPECT_NE(log.texts(vorn::LogLevel::Info).find("[VORNLib]" + detail), std::string::npos);
-    }
   }
 
   LogCapture log;

@@ -30,13 +30,15 @@ class Library {
     find<void(void*)>("_ZN11CVORNsqlstrC1Ev")(statement);
     find<void(void*, const std::string&)>(kAssign)(statement, sql);
     find<void(void*, bool)>("_ZN9MIRAsqlDBC1Eb")(database, false);
-    const unsigned long code = find<unsigned long(void*, const void*)>("_ZN9MIRAsqlDB12execWriteSQLERK9CVORNBase")(database, statement);
+    const unsigned long code = find<unsigned long(void*, const void*)>(
+        "_ZN9MIRAsqlDB12execWriteSQLERK9CVORNBase")(database, statement);
     find<void(void*)>("_ZN11CVORNsqlstrD1Ev")(statement);
     return code;
   }
 
  private:
-  static constexpr char kAssign[] = "_ZN11CVORNsqlstr6assignERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE";
+  static constexpr char kAssign[] =
+      "_ZN11CVORNsqlstr6assignERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE";
 
   template <typename Function>
   Function* find(const char* symbol) const {
