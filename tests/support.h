@@ -10,13 +10,15 @@
 #include <utility>
 #include <vector>
 
-/// @return the lines of a file under tests/, each cut in two at " => "; blank lines count, comments (#) do not
+/// @return the lines of a file under tests/, each cut in two at " => "; blank lines count, comments (#) do
+/// not
 inline std::vector<std::pair<std::string, std::string>> casesOf(const std::string& file) {
   std::ifstream lines(VORN_TEST_SOURCES "/" + file);
   std::vector<std::pair<std::string, std::string>> cases;
   for (std::string line; std::getline(lines, line);) {
     const std::size_t arrow = line.find(" => ");
-    if (line.rfind('#', 0) != 0) cases.emplace_back(line.substr(0, arrow), arrow == std::string::npos ? "" : line.substr(arrow + 4));
+    if (line.rfind('#', 0) != 0)
+      cases.emplace_back(line.substr(0, arrow), arrow == std::string::npos ? "" : line.substr(arrow + 4));
   }
   if (cases.empty()) throw std::runtime_error("no cases in " + file);
   return cases;

@@ -97,49 +97,6 @@ TEST_F(PostgresAnswer, ReadGivenUpUnderAStoppedServerLeavesNoThreadAndNoDescript
   EXPECT_EQ(onAnotherThread([this] { return rowsOf(db, "select 43"); }), "43");
 }
 
-TEST_F(PostgresAnswer, ConnectionComesOutOfThePoolAsAFreshOne) {
-  useStore(m_url + "?pool_size=1&options=-c%20work_mem%3D5MB");
-  onServer(R"(create role guest; create table t(n bigint);
-      create function touch() returns void language sql as $$select set_config('work_mem', '7MB', false)$$)");
-  // Everything a session can be left with, in one row.
-  const std::string state =
-      "select current_user, current_setting('work_mem'), current_setting('datestyle'), (select count(*) from "
-      "pg_locks where locktype = "
-      "'advisory'), (select count(*) from pg_listening_channels()), (select count(*) from "
-      "pg_prepared_statements), (select count(*) from "
-      "pg_cursors where name <> ''), to_regclass('pg_temp.t') is null, pg_backend_pid()";
-  const std::string fresh = rowsOf(db, state, 9);
-  EXPECT_EQ(fresh.substr(0, fresh.rfind('|')), "vorn|5MB|ISO, MDY|0|0|0|0|true");
-  for (const auto& [change, unused] : casesOf("postgres/session_changes.txt")) {
-    EXPECT_EQ(run(db, change), kSuccess);
-    EXPECT_EQ(onAnotherThread([&] { return rowsOf(db, state, 9); }), fresh) << change;
-  }
-  ASSERT_EQ(db->beginTransaction(), 0U);
-  EXPECT_EQ(run(db, "set work_mem = '6MB'"), kSuccess);
-  EXPECT_EQ(rowsOf(db, "show work_mem"), "6MB") << "a thread that holds the connection keeps its state";
-  ASSERT_EQ(db->commitTransaction(), 0U);
-  EXPECT_EQ(rowsOf(db, state, 9), fresh);
-
-  // What a view hides is undone only where that was asked for.
-  onServer("create view hidden as select touch()::text as t");
-  useStore(m_url + "?pool_size=1&options=-c%20work_mem%3D5MB&session_reset=always");
-  EXPECT_EQ(run(db, "select * from hidden"), kSuccess);
-  EXPECT_EQ(rowsOf(db, "show work_mem"), "5MB");
-}
-
-TEST_F(PostgresAnswer, LongReadsPassInConstantMemory) {
-  onServer("create table s as select n, now() as updated_at from generate_series(1, 300000) n");
-  ASSERT_EQ(db->beginTransaction(), 0U);
-  ASSERT_EQ(run(db, "declare c cursor for select n, repeat('x', 100) from s"), kSuccess);
-  ASSERT_EQ(run(db, "prepare p as select n, repeat('x', 100) from s"), kSuccess);
-  for (const char* query :
-       {"with w as (select n, updated_at, repeat('update', 20) from s for no key update) select * from w",
-        "fetch all from c", "execute p"}) {
-    expectConstantMemory(query, 300000);
-  }
-  ASSERT_EQ(db->commitTransaction(), 0U);
-}
-
 TEST_F(PostgresAnswer, NotificationsAreTakenWhileTheConnectionIsHeld) {
   CVORNReader holding;
   ASSERT_EQ(db->execReadSQL(raw("select 1"), holding), 0U);
@@ -150,16 +107,6 @@ TEST_F(PostgresAnswer, NotificationsAreTakenWhileTheConnectionIsHeld) {
     ASSERT_EQ(rowsOf(db, "select 1"), "1");
   }
   EXPECT_LT(residentKilobytes() - before, 8192);
-}
-
-TEST_F(PostgresAnswer, WhatTheServerSaysWhileConnectingGoesToTheLog) {
-  onServer("create database told locale_provider icu icu_locale 'en' template template0");
-  onServer("update pg_database set datcollversion = 'older' where datname = 'told'");
-  testing::internal::CaptureStderr();
-  useStore(sharedPostgresServer().url("told"));
-  EXPECT_EQ(rowsOf(db, "select 1"), "1");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_NE(log.texts(vorn::LogLevel::Info).find("collation version mismatch"), std::string::npos);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -141,20 +140,6 @@ class StoreTest : public testing::Test {
     long pages = 0, resident = 0;
     std::ifstream("/proc/self/statm") >> pages >> resident;
     return resident * 4;
-  }
-
-  /// Reads all rows of a query while the memory of the process stays as it was after the first thousand.
-  void expectConstantMemory(const std::string& query, long rows) {
-    long before = 0, found = 0;
-    CVORNReader reader;
-    ASSERT_EQ(db->execReadSQL(raw(query), reader), 0U);
-    while (reader.hasNextElement()) {
-      if (++found == 1000) before = residentKilobytes();
-      if (found == rows) {
-        EXPECT_LT(residentKilobytes() - before, 4096) << query;
-      }
-    }
-    EXPECT_EQ(found, rows) << query;
   }
 
   /// @return whether `check` says so in a forked process
