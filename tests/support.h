@@ -24,18 +24,34 @@ inline std::vector<std::pair<std::string, std::string>> casesOf(const std::strin
   return cases;
 }
 
+inline std::vector<std::string> split(const std::string& text, const std::string& separator) {
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  for (std::size_t end; (end = text.find(separator, start)) != std::string::npos;
+       start = end + separator.size()) {
+    parts.push_back(text.substr(start, end - start));
+  }
+  parts.push_back(text.substr(start));
+  return parts;
+}
+
+inline std::string replaced(const std::string& text, const std::string& name, const std::string& value) {
+  std::string result;
+  for (const std::string& part : split(text, name)) result += part + value;
+  return result.substr(0, result.size() - value.size());
+}
+
 /// @return the text with every single quote doubled
 inline std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char byte : text) result.append(byte == '\'' ? 2 : 1, byte);
-  return result;
+  return replaced(text, "'", "''");
 }
 
 /// @return the seed of a random test: VORN_TEST_SEED, or another one each time, which the output names
 inline unsigned testSeed() {
   const char* const chosen = std::getenv("VORN_TEST_SEED");
   const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen)) : std::random_device()();
-  return std::printf("repeat with VORN_TEST_SEED=%u\n", seed), seed;
+  std::printf("repeat with VORN_TEST_SEED=%u\n", seed);
+  return seed;
 }
 
 /// The process writes 1234.5 as 1.234,5 while this lives.

@@ -88,8 +88,6 @@ TEST_F(BuildersTest, DeleterAndDropperRender) {
   deleter.where(CVORNCriterion());
   deleter.where(kLevel);
   EXPECT_EQ(deleter.toString(), "delete from device's where (level=3)");
-  deleter.clear();
-  EXPECT_EQ(deleter.toString(), "delete from device's");
   CVORNDroper dropper;
   dropper.database("main");
   dropper.index("ix_a");
@@ -114,22 +112,6 @@ TEST_F(BuildersTest, RawStatementTablesAndColumns) {
   EXPECT_EQ(raw.toString(), "");
   const CVORNColumn column("t", "x");
   EXPECT_EQ(column.getTableName() + '|' + column.getColumnName() + '|' + column.toString(), "t|.x|t.x");
-  const CVORNColumn bare("", "x");
-  EXPECT_EQ(bare.getTableName() + bare.getColumnName() + bare.toString(), "");
-}
-
-struct AttachedSelector : CVORNSelector {
-  AttachedSelector() {
-    m_attachSQL = "A;";
-    m_detachSQL = ";D";
-  }
-};
-
-TEST_F(BuildersTest, AttachedTextsStandAroundUntilCleared) {
-  AttachedSelector selector;
-  EXPECT_EQ(selector.toString(), "A;select  *  from ;D");
-  selector.clear();
-  EXPECT_EQ(selector.toString(), "select  *  from ");
 }
 
 TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {

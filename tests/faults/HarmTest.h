@@ -45,7 +45,8 @@ class HarmTest : public StoreTest {
     BatchInserter batch;
     batch.table("t");
     for (long n = operation * kMostRows + first; rows > 1 && n < operation * kMostRows + first + rows; ++n) {
-      batch["n"] << n, batch["v"] << operation;
+      batch["n"] << n;
+      batch["v"] << operation;
     }
     if (rows > 1) return db->ExecBatchInserter(batch);
     const std::string n = std::to_string(operation * kMostRows + first);

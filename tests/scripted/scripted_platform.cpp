@@ -25,8 +25,9 @@ std::string place(const vorn::SourceLocation& location) {
 /// @return the first of a script's outcomes or rows, which it takes out, or an empty one
 template <typename Script>
 typename Script::value_type next(Script& script) {
-  typename Script::value_type result;
-  if (!script.empty()) result = std::move(script.front()), script.pop_front();
+  if (script.empty()) return {};
+  typename Script::value_type result = std::move(script.front());
+  script.pop_front();
   return result;
 }
 

@@ -27,23 +27,6 @@ struct Step {
   std::vector<Step> inner;  ///< what elsewhere:, other: or child: runs
 };
 
-std::vector<std::string> split(const std::string& text, const std::string& separator) {
-  std::vector<std::string> parts;
-  std::size_t start = 0;
-  for (std::size_t end; (end = text.find(separator, start)) != std::string::npos;
-       start = end + separator.size()) {
-    parts.push_back(text.substr(start, end - start));
-  }
-  parts.push_back(text.substr(start));
-  return parts;
-}
-
-std::string replaced(const std::string& text, const std::string& name, const std::string& value) {
-  std::string result;
-  for (const std::string& part : split(text, name)) result += part + value;
-  return result.substr(0, result.size() - value.size());
-}
-
 /// Runs the steps of one scenario.
 class ScenarioTest : public StoreTest {
  public:
@@ -182,8 +165,6 @@ class ScenarioTest : public StoreTest {
       column << std::stol(value);
     else if (type == "unsigned")
       column << std::stoul(value);
-    else if (type == "float")
-      column << std::stof(value);
     else if (type == "double")
       column << std::stod(value);
     else if (type == "text")
@@ -192,16 +173,14 @@ class ScenarioTest : public StoreTest {
       throw std::invalid_argument("no type " + type);
   }
 
-  static std::string runForEach(const std::vector<std::string>& texts, const std::string& sql) {
-    std::vector<long> values;
-    for (const std::string& text : texts) values.push_back(std::stol(text));
-    vorn::ParamRefMap set;
-    vorn::TypeRegistry::registerVectorType<std::vector<long>>(set["n"].type, vorn::type_code::kVector,
-                                                              "std::vector", 0);
-    set["n"].object = &values;
-    vorn::DataSession session("default");
-    const vorn::TypedRef parameters{{vorn::type_code::kParameterSet, 0, nullptr}, &set};
-    return outcome(session.execute("test", vorn::SqlKind::Batch, sql, parameters).errorCode());
+  std::string runForEach(const std::vector<std::string>& values, const std::string& sql) {
+    struct : BatchInserter {
+      std::string text;
+      std::string toString() const override { return text; }
+    } batch;
+    batch.text = sql;
+    for (const std::string& value : values) batch["n"] << std::stol(value);
+    return statement(m_on->ExecBatchInserter(batch));
   }
 
   std::string bind(const std::string& url) {

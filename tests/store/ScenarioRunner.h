@@ -14,7 +14,7 @@
 ///                      what each kind of store answers. No log line may hold "geheim" or 47114711.
 /// Steps: write SQL, read SQL, begin, commit, rollback, bind URL, unbind, set VARIABLE VALUE, shell COMMAND;
 /// batch ROWS from FIRST into t(n, v), n rising from FIRST, v from 0; values TABLE.COLUMN TYPE
-/// [TIMES*]VALUE,… for a batch of long, unsigned, float, double or text (with \0 and \xff); each N,… SQL with
+/// [TIMES*]VALUE,… for a batch of long, unsigned, double or text (with \0 and \xff); each N,… SQL with
 /// a parameter {n}; open READER SQL, then next, rest, count (of the rest) and close READER, where a failure
 /// that ends the rows follows them; logged TEXT => yes or no; stream SQL => the number of rows, which pass in
 /// constant memory; statistics => calls|failures|rows since the last time. In a step $URL is the store's,

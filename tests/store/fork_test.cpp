@@ -95,7 +95,10 @@ class Forks : public HarmTest, public testing::WithParamInterface<StoreKind> {
     }
     EXPECT_TRUE(reading.endsWell() && reading.last == kReadRows) << "row " << reading.last;
     reading.reader.clear();
-    if (closes) vorn::unbindStores(), useStore(m_url);
+    if (closes) {
+      vorn::unbindStores();
+      useStore(m_url);
+    }
     int status = -1;
     while (waitpid(child, &status, WNOHANG) == 0) {
       usleep(500);
@@ -136,7 +139,8 @@ TEST_F(StoreTest, AForkedChildLogsWhileOtherThreadsOfItsParentDid) {
   useStore("sqlite::memory:");
   ASSERT_EQ(run(db, "create table t(n)"), kSuccess);
   vorn::setLogSink({});
-  const int error = dup(2), nowhere = open("/dev/null", O_WRONLY);
+  const int error = dup(2);
+  const int nowhere = open("/dev/null", O_WRONLY);
   dup2(nowhere, 2);
   std::atomic<bool> done{false};
   std::thread logging([&] {
@@ -144,10 +148,16 @@ TEST_F(StoreTest, AForkedChildLogsWhileOtherThreadsOfItsParentDid) {
   });
   bool logged = true;
   for (int round = 0; round < 200 && logged; ++round)
-    logged = holdsInChild([&] { return alarm(10), logLine(), true; });
+    logged = holdsInChild([&] {
+      alarm(10);
+      logLine();
+      return true;
+    });
   done = true;
   logging.join();
-  dup2(error, 2), close(error), close(nowhere);
+  dup2(error, 2);
+  close(error);
+  close(nowhere);
   EXPECT_TRUE(logged);
 }
 
@@ -155,7 +165,8 @@ TEST_F(StoreTest, AForkedChildLogsWhileOtherThreadsOfItsParentDid) {
 std::vector<StoreKind> kindsToFork() {
   std::vector<StoreKind> kinds = storeKinds();
   kinds.push_back(kinds.back());
-  kinds.back().name += "RollbackJournal", kinds.back().plainQuery += "&journal_mode=delete";
+  kinds.back().name += "RollbackJournal";
+  kinds.back().plainQuery += "&journal_mode=delete";
   return kinds;
 }
 

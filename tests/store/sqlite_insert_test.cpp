@@ -27,9 +27,9 @@ class SqliteInsert : public StoreTest {
 
   /// Compares every value of every table, with its type and its exact bytes.
   void compareTables() {
-    const std::string tables = rowsOf(db, "select name from sqlite_schema where type = 'table'") + ";";
-    for (std::size_t at = 0, end; (end = tables.find(';', at)) != std::string::npos; at = end + 1) {
-      const std::string table = tables.substr(at, end - at);
+    const std::string tables = rowsOf(db, "select name from sqlite_schema where type = 'table'");
+    EXPECT_EQ(std::count(tables.begin(), tables.end(), ';'), 8);
+    for (const std::string& table : split(tables, ";")) {
       const std::string value = "'typeof(\"'||name||'\")||quote(\"'||name||'\")', '||'' ''||'";
       const std::string columns =
           rowsOf(db, "select group_concat(" + value + ") from pragma_table_xinfo('" + table + "')");
@@ -38,7 +38,6 @@ class SqliteInsert : public StoreTest {
       EXPECT_EQ(rowsOf(db, sql), plain) << table;
       EXPECT_FALSE(plain.empty()) << table;
     }
-    EXPECT_EQ(std::count(tables.begin(), tables.end(), ';'), 9);
   }
 
   PlainSqlite m_plain{":memory:"};
