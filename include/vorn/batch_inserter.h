@@ -8,7 +8,7 @@
 #include "vorn/export.h"
 #include "vorn/statement.h"
 
-/// One column of a batch: values of one type, in the vector of that type. A plain value.
+/// One column of a batch: values of one type, in the vector of that type.
 struct VORN_API BaseTypeVector {
   /// Also the codes under which values of the wrong type are logged.
   enum Type : std::uint32_t { String = 0, Signed = 1, Unsigned = 2, Float = 3, Double = 4 };
@@ -24,46 +24,60 @@ struct VORN_API BaseTypeVector {
 /// Collects whole columns of values for one INSERT, run by CVORN::ExecBatchInserter().
 ///
 /// Row i is made of the i-th values of all columns. The values travel beside the statement, whose text holds
-/// a placeholder `{name}` for each column; columns stand in byte-wise order of their names, whatever the
+/// a placeholder `{name}` for each column. The columns stand in byte-wise order of their names, whatever the
 /// order in which they were filled.
+///
+/// The first value of a column decides the column's type. bool, short, int and long make a signed column and
+/// may be mixed; so may their unsigned counterparts. float, double and std::string may not be mixed with
+/// another type.
+///
+/// A batch is copied with all of its values.
 /// @code
 ///   BatchInserter batch;
 ///   batch.table("alarm");
 ///   batch["id"] << 1 << 2;
 ///   batch["name"] << std::string("fan") << std::string("disk");
-///   db->ExecBatchInserter(batch);  // insert into alarm (id, name) values({id}, {name})
-///   batch.clear();                 // ready for more rows of the same table
+///   assert(batch.toString() == "insert into alarm (id, name) values({id}, {name})");
+///   if (db->ExecBatchInserter(batch) != 0) std::cerr << "neither row was stored\n";
+///   batch.clear();  // the batch is ready for more rows of the same table
 /// @endcode
-/// The first value of a column decides its type: bool, short, int and long make a signed column and may be
-/// mixed, so may their unsigned counterparts; float, double and std::string stand alone. A value of another
-/// type is logged at error level and dropped, which leaves its column shorter than the others.
 ///
-/// A value like the other builders: copied whole, one thread at a time. A batch that was moved from is to be
-/// cleared before it is used again.
+/// Threads: one thread at a time.
+///
+/// Errors: a value whose type does not fit its column is logged at error level and dropped. Its column is
+/// then shorter than the others, so that CVORN::ExecBatchInserter() refuses the batch.
+///
+/// Requires: a batch that was moved from is cleared before it is used again.
 class VORN_API BatchInserter : public CVORNBase {
  public:
   BatchInserter();
   BatchInserter(const BatchInserter&) = default;
   BatchInserter(BatchInserter&&) = default;
-  /// Copies the whole batch, or throws and leaves this one as it was.
+  /// Copies the whole batch, or throws and leaves this batch as it was.
   BatchInserter& operator=(const BatchInserter& other);
   BatchInserter& operator=(BatchInserter&&) = default;
   ~BatchInserter() override;
 
-  /// Names the table, neither escaped nor quoted.
+  /// Replaces the table. The name is neither escaped nor quoted.
   CVORNTable table(const std::string& name) override;
 
-  /// Renders the statement; a batch without columns renders empty lists.
+  /// @return the statement with a placeholder for each column, without the values; both lists are empty in a
+  ///         batch without columns
   std::string toString() const override;
 
   /// Forgets the columns and their values; the table stays.
   void clear() override;
 
-  /// Selects the column that the following values go to, until another is selected. Single quotes in the name
-  /// are doubled. A column that gets no value is no part of the statement.
+  /// Selects the column to which values are appended until another column is selected. Single quotes in the
+  /// name are doubled. A column without values is no part of the statement.
   BatchInserter& operator[](const std::string& column);
 
-  /// Append a value to the selected column, or log it where the column holds another type.
+  /// Appends a value to the selected column.
+  ///
+  /// Errors: a value that does not fit the column's type is logged and dropped.
+  ///
+  /// Requires: a column was selected since the batch was created or cleared. Otherwise the values go to a
+  /// column with an empty name.
   BatchInserter& operator<<(const bool& value);
   BatchInserter& operator<<(const std::string& value);
   BatchInserter& operator<<(const short& value);
@@ -75,10 +89,11 @@ class VORN_API BatchInserter : public CVORNBase {
   BatchInserter& operator<<(const float& value);
   BatchInserter& operator<<(const double& value);
 
-  /// A text literal would silently become a bool. Use std::string.
+  /// A string literal would silently become a bool. Use std::string.
   BatchInserter& operator<<(const char* value) = delete;
 
-  /// Replaces the content of `out` by a copy of all columns.
+  /// Copies all columns.
+  /// @param out  receives the columns by their names; what it held before is gone
   void GetParam(std::map<std::string, BaseTypeVector>& out) const;
 
  private:

@@ -4,10 +4,16 @@
 #include "vorn/export.h"
 #include "vorn/statement.h"
 
-/// The aggregates make an operand of an operand, which they do not change. A leading blank is part of each.
+/// Each aggregate makes an operand from the text of an operand, which stays as it is. The new operand begins
+/// with a blank.
 /// @code
-///   selector << vornMax(person["age"]) << vornCount();  // select  max(person.age), count(*) from …
+///   CVORNSelector selector;
+///   CVORNTable alarm = selector.table("alarm");
+///   selector << vornMax(alarm["level"]) << vornCount();
+///   assert(selector.toString() == "select  max(alarm.level), count(*) from alarm");
 /// @endcode
+/// @return an operand with the text ` min(…)`, ` max(…)`, ` avg (…)`, ` count(…)`, or ` count(*)` without an
+///         argument
 VORN_API CVORNCriterionItem vornMin(const CVORNCriterionItem& item);
 VORN_API CVORNCriterionItem vornMax(const CVORNCriterionItem& item);
 VORN_API CVORNCriterionItem vornAvg(const CVORNCriterionItem& item);

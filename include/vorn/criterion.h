@@ -13,32 +13,38 @@ struct TextAccess;
 
 /// One rendered condition, without the word "where".
 ///
-/// A condition is a text and grows in place: `a && b` and `a || b` change `a` and return it, so `a` holds the
-/// whole condition afterwards. Join a copy to keep the original, and take the result by value: a reference to
-/// the join of two temporaries dangles.
+/// A condition is a text that grows in place: `a && b` and `a || b` change `a` and return it, so that `a`
+/// holds the whole condition afterwards. Join a copy where the original is still needed, and take the result
+/// by value: a reference to the join of two temporaries dangles.
 /// @code
 ///   CVORNTable alarm("alarm");
 ///   CVORNCriterion urgent = alarm["level"] >= 3;
-///   CVORNCriterion urgentAndOpen = CVORNCriterion(urgent) && alarm["state"] == "open";  // urgent keeps its
-///   text
+///   CVORNCriterion urgentAndOpen = CVORNCriterion(urgent) && alarm["state"] == "open";
+///   assert(urgentAndOpen.toString() == "((alarm.level >= 3) and (alarm.state='open'))");
+///   assert(urgent.toString() == "(alarm.level >= 3)");  // because a copy was joined
 /// @endcode
-/// A plain value; one thread at a time; the only exceptions are those of the standard strings.
+///
+/// Threads: one thread at a time.
+///
+/// Errors: only the standard strings throw.
 class VORN_API CVORNCriterion {
  public:
   /// The empty condition.
   CVORNCriterion() = default;
 
-  /// A condition that the caller has written out; nothing in it is escaped.
+  /// A condition that the caller has written out. Nothing in the text is escaped.
   CVORNCriterion(const std::string& text);
 
+  /// @return the text of the condition, empty for the empty condition
   std::string toString() const;
 
-  /// Joins with " and " in place; the joiner is left out when this condition is empty, but not when only the
-  /// other one is. The whole result is parenthesised.
+  /// Joins the two conditions with " and " in place and puts the result in parentheses. The joiner is left
+  /// out when this condition is empty, but not when only the other one is.
   /// @return this condition
   CVORNCriterion& operator&&(const CVORNCriterion& other);
 
-  /// Joins with " or ", otherwise like `&&`.
+  /// Joins the two conditions with " or ", otherwise like `&&`.
+  /// @return this condition
   CVORNCriterion& operator||(const CVORNCriterion& other);
 
  private:
@@ -50,89 +56,107 @@ class VORN_API CVORNCriterion {
 ///
 /// Operands come from CVORNTable::operator[], from a text, or from an aggregate such as vornMax().
 ///
-/// **Comparisons change the operand.** Each appends to the operand's own text and returns a copy of that, so
-/// a second comparison on the same object chains onto the first: after `item == 1`, `item == 2` renders
-/// `((age=1)=2)`. Write a fresh operand for every comparison:
+/// **Comparisons change the operand.** Each comparison appends to the operand's own text and returns a copy
+/// of the result, so a second comparison on the same operand chains onto the first. Write a fresh operand for
+/// every comparison:
 /// @code
-///   CVORNTable person("person");
-///   selector.where(person["age"] >= 18 && person["age"] <= 65);
-///   // where ((person.age >= 18) and (person.age <= 65))
+///   CVORNTable alarm("alarm");
+///   CVORNCriterion between = alarm["level"] >= 2 && alarm["level"] <= 4;
+///   assert(between.toString() == "((alarm.level >= 2) and (alarm.level <= 4))");
+///
+///   CVORNCriterionItem level = alarm["level"];
+///   level == 1;
+///   assert((level == 2).toString() == "((alarm.level=1)=2)");  // not what was meant
 /// @endcode
 ///
-/// **Text from outside the program** is safe with `!=`, `<=`, `>=` on texts and with like(). It is not with:
+/// **Text from outside the program** is safe with `!=`, `<=`, `>=` on texts and with like(). It is not safe
+/// with:
 /// - `==` on a text, which doubles the first single quote only, so two quotes already end the literal early;
 /// - `==` and `!=` on a char, which double nothing;
 /// - in() and notIn(), whose list is a piece of SQL and not one value;
-/// - `!=` on an operand and operator(), which is left without its closing quote.
+/// - `!=` on an operand, which takes the text of the operand as it is;
+/// - operator(), which leaves the literal without its closing quote.
 ///
-/// For equality with such a text write the condition out, or use two fresh operands and two bounds; a single
-/// character goes as a text of length one:
+/// For equality with such a text write the condition out, or use two fresh operands and two bounds. Compare
+/// with a character as with a text of length one:
 /// @code
-///   CVORNCriterion a("(t.name='" + CSQLiteUtil::getInstance()->replaceSpecialChar(text) + "')");
-///   CVORNCriterion b = table["name"] >= text && table["name"] <= text;
-///   CVORNCriterion c = table["kind"] == std::string(1, character);
+///   CVORNTable alarm("alarm");
+///   CVORNCriterion exact("(alarm.name='" + CSQLiteUtil::getInstance()->replaceSpecialChar(text) + "')");
+///   CVORNCriterion bounds = alarm["name"] >= text && alarm["name"] <= text;
+///   CVORNCriterion initial = alarm["initial"] == std::string(1, text[0]);
 /// @endcode
 ///
-/// A plain value; one thread at a time. A number that cannot be formatted is logged, and the condition goes
-/// on with what was formatted; the only exceptions are those of the standard strings.
+/// Threads: one thread at a time.
+///
+/// Errors: a number that cannot be formatted is logged at error level, and the condition goes on with what
+/// was formatted.
 class VORN_API CVORNCriterionItem {
  public:
   /// The empty operand.
   CVORNCriterionItem() = default;
 
-  /// An operand over the text as it is.
+  /// An operand whose text is `text`. Nothing in it is escaped.
   CVORNCriterionItem(std::string text);
 
-  /// Replaces the operand's text by the name, its single quotes doubled.
-  /// @return a copy; comparing the copy leaves this operand alone
+  /// Replaces the operand's text by a name, whose single quotes are doubled.
+  /// @return a copy of the operand; comparing the copy leaves this operand as it is
   CVORNCriterionItem operator[](const std::string& name);
 
-  /// Appends a quote and the escaped value. The closing quote is the caller's.
+  /// Appends a single quote and the value, whose single quotes are doubled.
+  ///
+  /// Requires: the caller appends the closing quote to the text of the condition.
   CVORNCriterion operator()(const std::string& value);
 
+  /// @return the text of the operand, with what comparisons have appended to it
   std::string toString() const;
 
-  /// Renders ` in (list)`, every single quote of the list doubled: right for numbers (`"1,2,3"`), wrong for
-  /// quoted texts. For those write the condition out, each text escaped on its own:
+  /// Renders ` in (list)`, where every single quote of the list is doubled. This is right for numbers and
+  /// wrong for quoted texts. For a list of texts write the condition out, and escape each text on its own:
   /// @code
-  ///   CVORNCriterion kinds("alarm.kind in ('disk','fan')");
+  ///   CVORNCriterion numbers = CVORNTable("alarm")["level"].in("1,2,3");
+  ///   assert(numbers.toString() == "alarm.level in (1,2,3)");
+  ///   CVORNCriterion texts("alarm.name in ('disk','fan')");
   /// @endcode
   CVORNCriterion in(const std::string& list);
 
-  /// Renders ` in (select …)` from the sub-select's text of this moment, every single quote in it doubled: a
-  /// sub-select that holds a text literal becomes wrong SQL. Then write the condition out instead:
+  /// Renders ` in (select …)` from the text that the sub-select has at the call, where every single quote is
+  /// doubled. A sub-select that holds a text literal becomes wrong SQL; write the condition out instead:
   /// @code
-  ///   CVORNCriterion affected("alarm.device in (" + subSelect.toString() + ")");
+  ///   CVORNSelector open;
+  ///   open.where(open.table("device")["state"] == "open");
+  ///   open.select("id");
+  ///   CVORNCriterion affected("alarm.device in (" + open.toString() + ")");
   /// @endcode
   CVORNCriterion in(const CVORNSelector& subSelect);
 
-  /// Renders ` not in (list)` with the list as it is, quoted texts included: unlike in() it doubles nothing.
+  /// Renders ` not in (list)` with the list as it is. Unlike in(), notIn() doubles no quotes.
   CVORNCriterion notIn(const std::string& list);
 
-  /// Renders ` LIKE 'pattern'`. The wildcards `%` and `_` are the caller's; none is added and there is no
-  /// ESCAPE clause.
+  /// Renders ` LIKE 'pattern'`, where every single quote of the pattern is doubled. The wildcards `%` and `_`
+  /// keep their meaning; none is added, and no ESCAPE clause is written.
   CVORNCriterion like(const std::string& pattern);
 
-  /// Compares with another operand. `==` doubles the single quotes of its text, `!=` takes it as it is.
+  /// Compares with another operand. `==` doubles the single quotes in the text of the other operand, `!=`
+  /// takes that text as it is.
   CVORNCriterion operator==(CVORNCriterionItem other);
   CVORNCriterion operator!=(CVORNCriterionItem other);
 
-  /// Compares with a text literal. `==` doubles only the first single quote of the value, the others double
-  /// all. An empty value compares with '': IS NULL is never written.
+  /// Compares with a text literal. `==` doubles only the first single quote of the value; the other operators
+  /// double every one. An empty value compares with `''`: IS NULL is never written.
   CVORNCriterion operator==(const std::string& value);
   CVORNCriterion operator!=(const std::string& value);
   CVORNCriterion operator<=(const std::string& value);
   CVORNCriterion operator>=(const std::string& value);
 
-  /// Compares with the result of a statement, its text taken as it is.
+  /// Compares with the result of a statement, whose text is taken as it is.
   CVORNCriterion operator<=(const CVORNBase& subSelect);
   CVORNCriterion operator>=(const CVORNBase& subSelect);
 
-  /// Compares with a one-character literal. The character is not escaped.
+  /// Compares with a literal of one character, which is not escaped.
   CVORNCriterion operator==(const char& c);
   CVORNCriterion operator!=(const char& c);
 
-  /// Compares with a number; reals are written with six decimals and no exponent.
+  /// Compares with a number. A real is written with six decimals and without an exponent.
   CVORNCriterion operator==(const short& value);
   CVORNCriterion operator==(const int& value);
   CVORNCriterion operator==(const unsigned int& value);
@@ -150,8 +174,8 @@ class VORN_API CVORNCriterionItem {
   CVORNCriterion operator>=(int value);
   CVORNCriterion operator<=(int value);
 
-  /// The NULL marker would turn into a number here. Write the condition out: `CVORNCriterion("(t.x is
-  /// null)")`.
+  /// The NULL marker would turn into a number here. Write the condition out instead:
+  /// `CVORNCriterion("(alarm.name is null)")`.
   CVORNCriterion operator==(const CVORNNull&) = delete;
   CVORNCriterion operator!=(const CVORNNull&) = delete;
   CVORNCriterion operator<=(const CVORNNull&) = delete;
@@ -160,5 +184,5 @@ class VORN_API CVORNCriterionItem {
  private:
   friend struct vorn::TextAccess;
   std::string m_text;
-  std::string m_auxiliary;  ///< travels with the operand; no operation sets or reads it
+  std::string m_auxiliary;  ///< copied with the operand; no operation sets or reads it
 };

@@ -1,8 +1,9 @@
 #pragma once
 
-/// Names of the platform's stores.
+/// Names of the platform's databases.
 ///
-/// Callers pass them as session names, to GuardDB, or to qualify a table; the library never interprets them.
+/// Callers pass these names to GuardDB or vorn::bindStore(), or qualify a table by them. The library never
+/// interprets them.
 namespace vorn {
 
 inline constexpr char kTaskDB[] = "TaskDB";

@@ -7,16 +7,21 @@
 
 /// Builds an INSERT statement of one row with literal values.
 ///
-/// Columns and values pair by position only; their numbers are not compared, and without columns the table's
-/// own order counts. For many rows use BatchInserter.
+/// Columns and values pair by position only, and their numbers are not compared. Without columns the values
+/// stand in the table's own order. For many rows use BatchInserter.
+///
+/// Text values may come from outside the program: every single quote in them is doubled. Names are not
+/// escaped and must not come from outside the program.
 /// @code
 ///   CVORNInserter inserter;
 ///   inserter.table("alarm");
-///   inserter["id"]["text"] << 5 << "disk 'C' full";
-///   // insert into alarm (id,text) values(5,'disk ''C'' full')
+///   inserter["id"]["name"] << 5 << "disk 'C' full";
+///   assert(inserter.toString() == "insert into alarm (id,name) values(5,'disk ''C'' full')");
 /// @endcode
-/// Text values may come from outside the program: every single quote in them is doubled. Names may not. One
-/// thread at a time; the only exceptions are those of the standard strings.
+///
+/// Threads: one thread at a time.
+///
+/// Errors: only the standard strings throw, and std::logic_error is thrown for a null text.
 class VORN_API CVORNInserter : public CVORNBase {
  public:
   CVORNInserter();
@@ -25,11 +30,12 @@ class VORN_API CVORNInserter : public CVORNBase {
   /// Replaces the table; the name is not escaped.
   CVORNTable table(const std::string& name) override;
 
-  /// Adds a column, single quotes in its name doubled.
+  /// Adds a column. Single quotes in the name are doubled.
   CVORNInserter& operator[](const std::string& column);
 
-  /// Adds a value: NULL, a bool as 1 or 0, a text or character as an escaped literal.
-  /// @throws std::logic_error for a null text, whose opening quote stays in the statement: clear() then
+  /// Adds NULL, a bool as 1 or 0, or a text or a character as an escaped literal.
+  ///
+  /// Errors: std::logic_error for a null text. Its opening quote stays in the statement until clear().
   CVORNInserter& operator<<(const CVORNNull& value);
   CVORNInserter& operator<<(const bool& value);
   CVORNInserter& operator<<(const char& value);
@@ -38,8 +44,8 @@ class VORN_API CVORNInserter : public CVORNBase {
 
   /// Adds an integer.
   ///
-  /// Both unsigned types write 4294967295 and everything above as 0, and an unsigned int from 2147483648 on
-  /// comes out as its negative reading. Give large values as a long.
+  /// An unsigned int or unsigned long of 4294967295 or more is written as 0. An unsigned int from 2147483648
+  /// on is written as the negative number with the same bits. Give large values as a long.
   CVORNInserter& operator<<(const short& value);
   CVORNInserter& operator<<(const int& value);
   CVORNInserter& operator<<(const unsigned short& value);
@@ -47,19 +53,23 @@ class VORN_API CVORNInserter : public CVORNBase {
   CVORNInserter& operator<<(const unsigned long& value);
   CVORNInserter& operator<<(const long& value);
 
-  /// Adds a real with six decimals and no exponent. Text of more than 199 characters is cut there and logged.
+  /// Adds a real with six decimals and without an exponent.
+  ///
+  /// Errors: a number that takes more than 199 characters is cut there, which is logged at error level.
   CVORNInserter& operator<<(const float& value);
   CVORNInserter& operator<<(const double& value);
 
-  /// Any other pointer would be written as a bool, so it is refused, as an ambiguity with this operator.
-  /// Being one of a constant inserter, it is never the better match: a caller's own operator for pointers
-  /// comes first.
+  /// Any other pointer would be written as a bool. The compiler refuses it, because the call is ambiguous
+  /// between this operator and the one for bool. As this operator is one of a constant inserter it is never
+  /// the better match, so that a caller's own operator for pointers is still found.
   template <typename Other>
   CVORNInserter& operator<<(const Other* value) const = delete;
 
+  /// @return the statement. Without values only the closing parenthesis of their list is written, which every
+  ///         store refuses.
   std::string toString() const override;
 
-  /// Forgets columns and values; the table stays.
+  /// Forgets the columns and the values, and keeps the table.
   void clear() override;
 
  private:

@@ -14,8 +14,17 @@ class DataSession;
 
 /// A stream over the rows of one query, filled by CVORN::execReadSQL().
 ///
-/// Fields are taken left to right; a CVORNNull before a field tells whether it was empty:
+/// Fields are taken from left to right. A CVORNNull before a field says whether that field was empty. A field
+/// that is empty, is NULL, or lies after the end of the row leaves a number as it was and empties a string. A
+/// row may be left before its last field. No conversion depends on a locale.
+///
+/// The reader owns its session until clear() or destruction. A session with a reader keeps a connection to
+/// the store, so clear a reader that is not needed any more.
 /// @code
+///   CVORNSelector selector;
+///   selector.table("alarm");
+///   selector.select("id");
+///   selector.select("name");
 ///   CVORNReader reader;
 ///   if (db->execReadSQL(selector, reader) != 0) return;
 ///   while (reader.hasNextElement()) {
@@ -23,19 +32,18 @@ class DataSession;
 ///     CVORNNull noName;
 ///     std::string name;
 ///     reader >> id >> noName >> name;
+///     std::cout << id << ' ' << (noName ? "(none)" : name) << '\n';
 ///   }
 /// @endcode
-/// The first extraction after execReadSQL() fetches the first row by itself where hasNextElement() was not
-/// called. A row may be left before its last field.
 ///
-/// No extraction reports an error. A field that is empty, NULL or behind the end of the row leaves a number
-/// untouched and empties a string. A text that is no number gives what its conversion gives for it, see the
-/// operators. hasNextElement() is false at the end of the result and after a failed fetch alike; the outcome
-/// of the fetch is in vorn::lastResult(). No conversion depends on a locale.
+/// Threads: one thread, the one that executed the query.
 ///
-/// Owns its session until clear() or destruction, and must be cleared before it serves a second query: until
-/// then a second query runs on the first one's session, and the old row stays until the next
-/// hasNextElement(). One thread at a time, the one that executed the query.
+/// Errors: no extraction reports an error. A text that is not a number gives what the conversion of the
+/// operator gives for it. hasNextElement() is false both at the end of the result and after a failed fetch;
+/// vorn::lastResult() has the outcome of the fetch. Only allocations throw.
+///
+/// Requires: the reader is cleared before it serves a second query. Otherwise that query runs on the session
+/// of the first one, whatever its session name, and the old row stays until hasNextElement() is called.
 class VORN_API CVORNReader {
  public:
   CVORNReader() = default;
@@ -43,61 +51,70 @@ class VORN_API CVORNReader {
   CVORNReader(const CVORNReader&) = delete;
   CVORNReader& operator=(const CVORNReader&) = delete;
 
-  /// The same as hasNextElement().
+  /// Does the same as hasNextElement().
   virtual bool operator()();
 
   /// Takes the first byte of the field.
+  ///
+  /// Where hasNextElement() was not called since the query was executed, the first extraction fetches the
+  /// first row by itself. This holds for every operator and for getNextField().
   virtual CVORNReader& operator>>(char& value);
 
-  /// Takes the field as formatted stream input does in the classic locale: blanks in front are skipped,
-  /// what follows the number is ignored, a number out of range gives the nearest limit, no number gives 0,
-  /// and a field of nothing but blanks leaves `value` untouched.
+  /// Takes the field as formatted stream input does in the classic locale. Blanks before the number are
+  /// skipped, what follows the number is ignored, a number out of range gives the nearest limit, a text that
+  /// is not a number gives 0, and a field of nothing but blanks leaves `value` as it was.
   virtual CVORNReader& operator>>(short& value);
 
-  /// As for short; also knows the boolean words `TRUE`, `true`, `FALSE` and `false`, which only this
-  /// operator and that for unsigned int do.
+  /// Takes the field as the operator for short does. This operator and the one for unsigned int also know the
+  /// words `TRUE`, `true`, `FALSE` and `false`.
   virtual CVORNReader& operator>>(int& value);
 
-  /// As for int. A negative number whose magnitude fits wraps around.
+  /// Takes the field as the operator for int does. A negative number whose magnitude fits wraps around.
   virtual CVORNReader& operator>>(unsigned int& value);
 
-  /// As for short. A negative number whose magnitude fits wraps around.
+  /// Takes the field as the operator for short does. A negative number whose magnitude fits wraps around.
   virtual CVORNReader& operator>>(unsigned short& value);
 
-  /// Takes the field as strtoul() does, base 10: like strtol(), and a negative number wraps around.
+  /// Takes the field as strtoul() does with base 10. A number out of range gives the highest value, a text
+  /// that is not a number gives 0, and a negative number wraps around.
   virtual CVORNReader& operator>>(unsigned long& value);
 
-  /// Takes the field as strtol() does, base 10: a number out of range gives the nearest limit, no number 0.
+  /// Takes the field as strtol() does with base 10. A number out of range gives the nearest limit, and a text
+  /// that is not a number gives 0.
   virtual CVORNReader& operator>>(long& value);
 
-  /// Takes the field as strtod() does, then narrows it.
+  /// Takes the field as the operator for double does, then narrows the number.
   virtual CVORNReader& operator>>(float& value);
 
-  /// Takes the field as strtod() does; no number gives 0.
+  /// Takes the field as strtod() does. A text that is not a number gives 0.
   virtual CVORNReader& operator>>(double& value);
 
-  /// Takes the field's bytes. A single blank, which the stores write for an empty text, counts as empty.
+  /// Takes the bytes of the field. A single blank, which the stores write for an empty text, counts as empty.
   virtual CVORNReader& operator>>(std::string& value);
 
   /// Fetches the next row and goes to its first field.
-  /// @return false when there is none, when fetching failed, and when no query was run; the last row then
-  ///         stays as it is
+  /// @return false when there is no further row, when fetching failed, and when no query was executed. The
+  ///         row before then stays as it is.
   virtual bool hasNextElement();
 
-  /// Closes the session and forgets the row, ready for another query.
+  /// Closes the session and forgets the row. The reader is then ready for another query.
   virtual void clear() noexcept;
 
-  /// Opens a session of the named store for this reader, or keeps the one it has, whatever its name.
-  /// Called by CVORN::execReadSQL().
-  /// @return the session, owned by the reader; null when there is no memory for one
+  /// Opens a session for this reader, or keeps the session that the reader has, whatever its session name.
+  /// CVORN::execReadSQL() calls this.
+  /// @return the session, which the reader owns; null when there is no memory for one
   vorn::DataSession* initializeSession(const std::string& sessionName);
 
-  /// @return the next field as text, empty where there is none; a CVORNNull that waits goes on waiting
+  /// Takes the next field as text. A marker that was given for this field is not set by this call; it goes on
+  /// to wait for the next operator.
+  /// @return the text of the field; empty for a field that is empty or NULL, after the last field of the row,
+  ///         and where there is no row
   std::string getNextField();
 
-  /// Makes `marker` watch the next field: it becomes true when that field is empty. A marker whose field is
-  /// not empty keeps the value it had, so use a fresh one for each field. It must live until that field is
-  /// taken, or taking it has thrown.
+  /// Makes `marker` true if the next field is empty. If the field is not empty the marker keeps its value, so
+  /// use a fresh marker for each field.
+  ///
+  /// Requires: the marker lives until an operator has taken the field, or has thrown.
   CVORNReader& operator>>(CVORNNull& marker);
 
  private:

@@ -6,25 +6,26 @@
 
 class ACE_Semaphore;
 
-/// The escaping of literals, one object for the process.
+/// The escaping of literals, by one object for the process.
 ///
-/// The object is created when the library is loaded and lives until the process exits. Everything here may be
-/// called from any thread at any time, load-time code of other source files included.
-///
-/// The results stand between single quotes, which the caller writes:
+/// The object is created when the library is loaded and lives until the process exits. The caller writes the
+/// single quotes around what the object returns:
 /// @code
 ///   CSQLiteUtil* util = CSQLiteUtil::getInstance();
-///   CVORNCriterion named("(alarm.name='" + util->replaceSpecialChar(name) + "')");
+///   CVORNCriterion named("(alarm.name='" + util->replaceSpecialChar(text) + "')");
+///   assert(util->replaceSpecialChar("it's") == "it''s");
 /// @endcode
+///
+/// Threads: any thread, at any time, also while static objects are initialised.
 class VORN_API CSQLiteUtil {
  public:
-  /// @return the one object; never null, never to be deleted
+  /// @return the object, which is never null and must not be deleted
   static CSQLiteUtil* getInstance();
 
   /// @return the text with every single quote doubled
   std::string replaceSpecialChar(const std::string& text);
 
-  /// @return two single quotes for a single quote, else the character alone, a zero byte included
+  /// @return two single quotes for a single quote, otherwise a text of the one character, even of a zero byte
   std::string replaceSpecialChar(const char& c);
 
  private:

@@ -7,13 +7,27 @@
 
 class CVORNTable;
 
-/// The contract of every statement builder; MIRAsqlDB knows a statement only through it.
+/// The contract of every statement builder. MIRAsqlDB knows a statement only through this class.
 ///
-/// A builder is created empty, filled by its caller, rendered any number of times and reused after clear().
-/// It copies what it is given and keeps no reference to it. Nothing is validated: what was called is what is
-/// rendered. One thread at a time; the only exceptions are those of the standard strings.
+/// A builder is created empty, filled by its caller, rendered any number of times, and used again after
+/// clear(). A builder copies its arguments and keeps no reference to them. Nothing is validated: what was
+/// called is what is rendered.
 ///
-/// The three operations are pure, yet each has a body that a derived class may call explicitly.
+/// The three operations are pure, yet each has a body that a derived class may call:
+/// @code
+///   #include <vorn/vorn.h>
+///
+///   class Truncation : public CVORNBase {
+///    public:
+///     CVORNTable table(const std::string& name) override { return CVORNBase::table(name); }
+///     std::string toString() const override { return "truncate table " + m_table; }
+///     void clear() override { CVORNBase::clear(); }
+///   };
+/// @endcode
+///
+/// Threads: one thread at a time.
+///
+/// Errors: only the standard strings throw.
 class VORN_API CVORNBase {
  public:
   CVORNBase() = default;
@@ -21,26 +35,25 @@ class VORN_API CVORNBase {
   CVORNBase& operator=(const CVORNBase&) = default;
   virtual ~CVORNBase();
 
-  /// Names the table the statement works on.
-  /// The base body replaces the table of a single-table builder.
+  /// Names the table that the statement works on. The base body replaces the table of a builder of statements
+  /// on one table.
   /// @return the table, so that a caller can go on with `builder.table("t")["column"]`
   virtual CVORNTable table(const std::string& name) = 0;
 
-  /// @return the complete SQL text of the statement; the base body returns the empty text
+  /// @return the complete SQL text of the statement. The base body returns the empty text.
   virtual std::string toString() const = 0;
 
-  /// Makes the builder ready for a new statement. What stays differs from builder to builder and is told
-  /// there; the base body forgets the table of a single-table builder and nothing else.
+  /// Makes the builder ready for a new statement. Each builder documents what it keeps. The base body forgets
+  /// the table of a builder of statements on one table, and nothing else.
   virtual void clear() = 0;
 
   /// Adds a table to the table list of a builder that renders one.
   ///
-  /// A name that occurs anywhere in the list already is not added again. The test looks for a part of the
-  /// text, so "task" after "taskinfo" counts as present.
+  /// A name that occurs anywhere in the text of the list is not added: "task" is not added after "taskinfo".
   void constructAttachAndDetachSQL(const CVORNTable& table);
 
  protected:
-  std::string m_table;      ///< the table of a single-table builder
+  std::string m_table;      ///< the table of a builder of statements on one table
   std::string m_attachSQL;  ///< text at the very front of a statement with a table list
   std::string m_detachSQL;  ///< text at the very end of a statement with a table list
   std::string m_tableList;  ///< comma-separated tables, without blanks
@@ -49,14 +62,16 @@ class VORN_API CVORNBase {
 /// A column of a table, rendered as `table.column`.
 class VORN_API CVORNColumn {
  public:
+  /// A column by the names of its table and of itself, which are neither escaped nor quoted.
   CVORNColumn(const std::string& tableName, const std::string& columnName);
 
+  /// @return the name of the table, as it was given
   std::string getTableName() const;
 
-  /// @return the suffix of the qualified name, `.column`; empty for a column without a table
+  /// @return the name of the column after a point, `.column`; empty for a column whose table has no name
   std::string getColumnName() const;
 
-  /// @return `table.column`, neither escaped nor quoted; empty for a column without a table
+  /// @return `table.column`; empty for a column whose table has no name
   std::string toString() const;
 
  private:
@@ -67,30 +82,34 @@ class VORN_API CVORNColumn {
 /// A table by its name.
 class VORN_API CVORNTable {
  public:
+  /// A table by its name, which is neither escaped nor quoted.
   CVORNTable(const std::string& name);
 
+  /// @return the name, as it was given
   std::string getTableName() const;
 
-  /// @return the column of this table, its name not escaped
+  /// @return a column of this table, whose name is not escaped
   CVORNColumn column(const std::string& columnName);
 
-  /// Makes a condition operand qualified by the table.
+  /// Makes an operand of a condition, qualified by the table.
   /// @code
-  ///   selector.where(CVORNTable("alarm")["level"] == 3);  // where (alarm.level=3)
+  ///   assert((CVORNTable("alarm")["level"] == 3).toString() == "(alarm.level=3)");
   /// @endcode
-  /// @return an operand over `table.column`, single quotes in the column name doubled; over the empty text
-  ///         when the table has no name
+  /// @return an operand with the text `table.column`, where single quotes in the name of the column are
+  ///         doubled; with the empty text when the table has no name
   CVORNCriterionItem operator[](const std::string& columnName) const;
 
  private:
   std::string m_tableName;
 };
 
-/// The NULL marker: given to the inserter or the updater it stands for SQL NULL, given to the reader before a
-/// field it becomes true when that field was empty. One byte.
+/// The NULL marker. An inserter or an updater writes it as NULL. A reader makes it true when the field after
+/// it is empty.
 class VORN_API CVORNNull {
  public:
   CVORNNull() = default;
+
+  /// @return whether a reader has found a field empty that this marker was given for
   operator bool() const { return m_isNull; }
 
  private:
@@ -100,7 +119,16 @@ class VORN_API CVORNNull {
 
 /// A raw statement: SQL text that the caller supplies whole.
 ///
-/// Nothing in it is escaped or checked. Text from outside does not belong in it.
+/// Nothing in the text is escaped or checked. Text from outside the program does not belong in it.
+/// @code
+///   CVORNsqlstr statement;
+///   statement.assign("update alarm set level = level + 1");
+///   if (db->execWriteSQL(statement) != 0) std::cerr << "no alarm was changed\n";
+/// @endcode
+///
+/// Threads: one thread at a time.
+///
+/// Errors: only the standard strings throw.
 class VORN_API CVORNsqlstr : public CVORNBase {
  public:
   CVORNsqlstr();
@@ -109,14 +137,16 @@ class VORN_API CVORNsqlstr : public CVORNBase {
   /// Replaces the text, byte for byte.
   void assign(const std::string& sql);
 
-  /// Records the table in the table list, which has no effect on the text.
+  /// Adds the table to the table list, which has no effect on the text.
   CVORNTable table(const std::string& name) override;
+
+  /// @return the text, as it was assigned
   std::string toString() const override;
 
-  /// Empties the text; recorded tables stay.
+  /// Empties the text and keeps the table list.
   void clear() override;
 
-  /// Does nothing: a raw statement accepts the same call as the other builders and ignores the condition.
+  /// Does nothing. A raw statement accepts the same call as the other builders and ignores the condition.
   void where(const CVORNCriterion& condition);
 
  private:

@@ -10,8 +10,6 @@ namespace keyword = vorn::keyword;
 
 namespace {
 
-constexpr unsigned long kHighestUnsigned = 4294967294;
-
 void appendSeparator(std::string& values) {
   if (values.empty()) {
     values = keyword::kValues;
@@ -89,12 +87,12 @@ CVORNInserter& CVORNInserter::operator<<(const unsigned short& value) {
 
 CVORNInserter& CVORNInserter::operator<<(const unsigned int& value) {
   // Written with the signed format, so the upper half comes out negative; the updater does not do so.
-  SetValue(m_values, "%d", value > kHighestUnsigned ? 0 : static_cast<int>(value));
+  SetValue(m_values, "%d", value > vorn::kHighestUnsigned ? 0 : static_cast<int>(value));
   return *this;
 }
 
 CVORNInserter& CVORNInserter::operator<<(const unsigned long& value) {
-  SetValue(m_values, "%lu", value > kHighestUnsigned ? 0UL : value);
+  SetValue(m_values, "%lu", value > vorn::kHighestUnsigned ? 0UL : value);
   return *this;
 }
 

@@ -11,8 +11,6 @@ namespace keyword = vorn::keyword;
 
 namespace {
 
-constexpr unsigned long kHighestUnsigned = 4294967294;
-
 // The log names the overload by its line.
 template <typename Number>
 void assignNumber(std::string& setList, const char* format, Number value, int line) {
@@ -61,11 +59,11 @@ void CVORNUpdater::assign(const int& value) {
 }
 
 void CVORNUpdater::assign(const unsigned int& value) {
-  assignNumber(m_setList, "=%lu", value > kHighestUnsigned ? 0UL : value, 141);
+  assignNumber(m_setList, "=%lu", value > vorn::kHighestUnsigned ? 0UL : value, 141);
 }
 
 void CVORNUpdater::assign(const unsigned long& value) {
-  assignNumber(m_setList, "=%lu", value > kHighestUnsigned ? 0UL : value, 160);
+  assignNumber(m_setList, "=%lu", value > vorn::kHighestUnsigned ? 0UL : value, 160);
 }
 
 void CVORNUpdater::assign(const long& value) {

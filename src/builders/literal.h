@@ -7,6 +7,9 @@
 
 namespace vorn {
 
+/// The highest number that is written as an unsigned one.
+inline constexpr unsigned long kHighestUnsigned = 4294967294;
+
 /// Appends the opening, which ends in a quote, the escaped text or character, and the closing quote. A null
 /// text raises its exception after the opening, which stays.
 template <typename Text>

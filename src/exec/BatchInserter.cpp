@@ -2,9 +2,10 @@
 
 #include <utility>
 
+#include "common/joined.h"
+#include "common/log_line.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
-#include "statement/log_line.h"
 #include "vorn/platform/logging.h"
 #include "vorn/platform/text.h"
 
@@ -48,12 +49,11 @@ void BatchInserter::GetParam(std::map<std::string, BaseTypeVector>& out) const {
 std::string BatchInserter::toString() const {
   std::string columns = vorn::concatenate(vorn::keyword::kInsertInto, m_table, " (");
   std::string placeholders = vorn::concatenate(")", vorn::keyword::kValues);
-  const char* separator = "";
-  for (const auto& [name, column] : m_paramMap) {
-    columns.append(separator).append(name);
-    placeholders.append(separator).append("{").append(name).append("}");
-    separator = ", ";
-  }
+  vorn::appendJoined(columns, m_paramMap, ", ",
+                     [](std::string& text, const auto& entry) { text += entry.first; });
+  vorn::appendJoined(placeholders, m_paramMap, ", ", [](std::string& text, const auto& entry) {
+    text.append("{").append(entry.first).append("}");
+  });
   return columns + placeholders + ")";
 }
 

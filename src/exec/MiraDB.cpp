@@ -3,7 +3,7 @@
 #include <string_view>
 #include <vector>
 
-#include "statement/log_line.h"
+#include "common/log_line.h"
 #include "vorn/batch_inserter.h"
 #include "vorn/database.h"
 #include "vorn/platform/data_session.h"

@@ -1,11 +1,11 @@
 #include "exec/field_conversion.h"
 
-#include <clocale>
 #include <cstdlib>
 #include <istream>
 #include <locale>
 #include <streambuf>
 
+#include "common/c_locale.h"
 #include "statement/keywords.h"
 
 namespace vorn {
@@ -38,12 +38,6 @@ void extractWithBooleanWords(std::string_view text, Target& target) {
   } else {
     extractFormatted(text, target);
   }
-}
-
-/// Made once and never freed: readers may run until the very end of the process.
-locale_t cLocale() {
-  static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
-  return locale;
 }
 
 constexpr int kDecimal = 10;

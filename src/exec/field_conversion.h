@@ -1,14 +1,13 @@
 #pragma once
 
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <type_traits>
 #include <utility>
 
+#include "common/ascii.h"
 #include "vorn/platform/row_value.h"
 
 namespace vorn {
@@ -16,7 +15,7 @@ namespace vorn {
 // How a field of a row becomes a value of the caller's. A field means its text: convertText() is the
 // definition, and convertDirectly() a short cut for the fields whose result is certain to be the same.
 
-/// Converts a field's text as the reader's operator for the target's type tells.
+/// Implements the conversion documented at CVORNReader::operator>>(Target&).
 /// @param text  not empty, with a zero byte behind it
 void convertText(std::string_view text, char& target);
 void convertText(std::string_view text, short& target);
@@ -27,14 +26,6 @@ void convertText(std::string_view text, unsigned long& target);
 void convertText(std::string_view text, long& target);
 void convertText(std::string_view text, float& target);
 void convertText(std::string_view text, double& target);
-
-/// Parses a text that is a number from its first byte to its last.
-template <typename Number>
-bool parseWhole(const std::string& text, Number& number) noexcept {
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end;
-}
 
 /// Takes the digits before the point, where no conversion of the text of a real to an integer reads on.
 template <typename Integer>
@@ -68,7 +59,7 @@ bool convertDirectly(const RowValue& value, Target& target) noexcept {
       }
       break;
     case RowValue::Kind::Text:
-      if (!parseWhole(value.textBytes(), number)) return false;
+      if (!ascii::parseWhole(value.textBytes(), number)) return false;
       break;
     default:
       return false;

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "statement/log_line.h"
+#include "common/log_line.h"
 
 namespace vorn {
 

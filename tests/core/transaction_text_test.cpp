@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "exec/adapters/TransactionText.h"
+#include "exec/adapters/sql/TransactionText.h"
 #include "support.h"
 
 namespace {

@@ -2,90 +2,93 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "vorn/export.h"
+#include "vorn/platform/exec_result.h"
 #include "vorn/platform/type_registry.h"
 
 namespace vorn {
 
-/// What a statement is to the data-access layer. The values are part of its contract.
+/// How the data-access layer runs a statement. The values are part of the contract of a platform.
 enum class SqlKind : std::uint32_t { Read = 0, Batch = 1, Write = 4 };
 
-/// The outcome of one call into the data-access layer. A plain value.
-class ExecResult {
- public:
-  /// Success.
-  ExecResult() = default;
-
-  /// A failure, or (outcome 0) a success that carries a code or a remark.
-  /// @param outcome  0 for success
-  /// @param errorCode  `family << 32 | native`, see describeError()
-  /// @param detail  the store's own message on one line, or nothing
-  ExecResult(std::int32_t outcome, std::uint64_t errorCode, std::optional<std::string> detail)
-      : m_errorCode(errorCode), m_outcome(outcome), m_detail(std::move(detail)) {}
-
-  std::int32_t outcome() const noexcept { return m_outcome; }
-  std::uint64_t errorCode() const noexcept { return m_errorCode; }
-  const std::optional<std::string>& detail() const noexcept { return m_detail; }
-  bool succeeded() const noexcept { return m_outcome == 0; }
-
- private:
-  std::uint64_t m_errorCode = 0;
-  std::int32_t m_outcome = 0;
-  std::optional<std::string> m_detail;
-};
-
-/// Says that a statement has no bound parameters.
+/// Says in a call of DataSession::execute() that the statement has no placeholders.
 struct NoParametersType {};
 inline constexpr NoParametersType NoParameters{};
 
-/// A session of a named store for the current thread.
+/// A session of the store that a session name leads to, for the current thread.
 ///
-/// Sessions of one name on one thread share a connection, and a transaction belongs to the pair (name,
-/// thread), not to the object: a session that is destroyed between beginTransaction() and commit() takes
-/// nothing with it. Use a session on the thread that made it.
+/// Sessions of one session name on one thread share a connection. A transaction belongs to the pair (session
+/// name, thread) and not to the session: a session that is destroyed between beginTransaction() and commit()
+/// leaves the transaction open.
 ///
-/// The constructor opens nothing and never fails: a store that cannot be reached is reported by the next
-/// call. Every failure is an ExecResult; only allocation failures throw.
+/// A session has one result at a time, the rows of the read that it executed last.
 /// @code
 ///   vorn::DataSession session("default");
-///   vorn::ExecResult status = session.execute(vorn::makeStatementId("Sweeper", "purge", 12),
-///                                             vorn::SqlKind::Write, "delete from log", vorn::NoParameters);
-///   if (!status.succeeded()) report(status.errorCode(), status.detail());
+///   const vorn::ExecResult outcome =
+///       session.execute(vorn::makeStatementId("Sweeper", "purge", 12), vorn::SqlKind::Write,
+///                       "delete from alarm where level = 0", vorn::NoParameters);
+///   if (!outcome.succeeded()) std::cerr << outcome.detail().value_or("no alarm was deleted") << '\n';
 /// @endcode
+///
+/// Threads: one thread, the one that created the session.
+///
+/// Errors: every failure is returned as an ExecResult, and kept in lastResult(). Only allocations throw.
 class VORN_API DataSession {
  public:
+  /// Opens nothing: a store that cannot be reached is reported by the next call.
+  /// @param sessionName  text that ends in a zero byte, and is copied
   explicit DataSession(const char* sessionName);
+
+  /// Gives up the result, and gives back the connection if no other session and no transaction needs it.
   ~DataSession();
   DataSession(const DataSession&) = delete;
   DataSession& operator=(const DataSession&) = delete;
 
+  /// Begins a transaction of the session name on this thread.
+  /// @return `vorn 8 TRANSACTION_OPEN` when one was open before, which stays open
   ExecResult beginTransaction();
+
+  /// Commits the open transaction. A success says that everything that was written in it is stored.
+  /// @return `vorn 9 NO_TRANSACTION` when no transaction was open; `vorn 10 TRANSACTION_LOST` when the store
+  ///         had ended the transaction by itself, so that nothing is stored and no transaction is open any
+  ///         more. After another failure the transaction may still be open.
   ExecResult commit();
+
+  /// Undoes everything that was written in the open transaction. No transaction is open afterwards, whatever
+  /// is returned.
+  /// @return success also when the store had ended the transaction by itself; `vorn 9 NO_TRANSACTION` when no
+  ///         transaction was open
   ExecResult rollback();
 
-  /// Runs exactly one statement. Text with a second statement behind the first is refused whole.
+  /// Runs exactly one statement. Text with a second statement after the first is refused, and nothing of it
+  /// is run. The result before is given up.
   ///
-  /// A read has fetched its first row when this returns, so that a failure shows here and not as an empty
-  /// result; an older result of the same session is given up.
+  /// The first row of a read has been fetched when this call returns, so that a failure shows here and not as
+  /// an empty result. Rows that a write returns are dropped.
+  /// @param statementId  says where the statement comes from, see makeStatementId()
+  /// @param kind         Read for a statement whose rows are to be fetched, Write for every other one
   ExecResult execute(const std::string& statementId, SqlKind kind, const std::string& sqlText,
                      NoParametersType parameters);
 
-  /// Runs one statement for every row of a parameter set, all rows or none.
-  /// @param parameters  refers to a ParamRefMap (type code 101): placeholder name to typed column
+  /// Runs one statement for every row of a parameter set, for all rows or for none.
+  /// @param sqlText     holds a placeholder `{name}` for each column
+  /// @param parameters  refers to a ParamRefMap (type code 101), which holds a typed column for each
+  ///                    placeholder. The columns are read during the call and not copied.
   ExecResult execute(const std::string& statementId, SqlKind kind, const std::string& sqlText,
                      const TypedRef& parameters);
 
-  /// Fetches the next row of the statement last executed on this session.
-  /// @param status     set to the outcome of the fetch
-  /// @param rowTarget  refers to a std::vector<RowValue> (type code 105), replaced whole
-  /// @param hint       rows the caller may want soon; no effect on the result
-  /// @return true when a row was delivered, false at the end of the result and on failure. A failure also
-  ///         stays in lastResult() and is logged at error level.
+  /// Fetches the next row of the result.
+  /// @param status     receives the outcome of the fetch, which is a success at the end of the result and
+  ///                   where the session has no result
+  /// @param rowTarget  refers to a std::vector<RowValue> (type code 105), whose values are all replaced
+  /// @param hint       how many rows the caller may want soon, which never changes what is delivered
+  /// @return whether a row was delivered
+  ///
+  /// Errors: a failure is also logged at error level, ends the result, and is returned by every further
+  /// fetch.
   bool fetchRow(ExecResult& status, const TypedRef& rowTarget, int hint);
 
  private:
@@ -93,23 +96,26 @@ class VORN_API DataSession {
   std::unique_ptr<Impl> m_impl;
 };
 
-/// @return the identifier under which the layer records a statement, made of the place that runs it
+/// @return the identifier under which the data-access layer counts a statement, made of the place that runs
+///         it
 VORN_API std::string makeStatementId(const char* sourceName, const char* functionName, int line);
 
-/// @return the outcome of this thread's last data-access call, row fetches included. The reference stays
-///         valid for the thread's life and changes with its next call.
+/// @return the outcome of this thread's last call into the data-access layer, row fetches included. The
+///         reference is valid until the thread ends, and its object changes with the thread's next call.
 VORN_API const ExecResult& lastResult() noexcept;
 
-/// What one statement identifier did in this process so far.
+/// What the statements of one statement identifier did in this process so far.
 struct StatementStatistics {
   std::string statementId;
   std::uint64_t calls = 0;
   std::uint64_t failures = 0;
-  std::uint64_t rows = 0;              ///< rows fetched, written or bound
-  std::uint64_t totalNanoseconds = 0;  ///< time inside execute(); fetching rows is the reader's time
+  std::uint64_t rows = 0;              ///< rows that were fetched or written
+  std::uint64_t totalNanoseconds = 0;  ///< time inside execute(), without that for fetching further rows
 };
 
-/// @return one entry for each statement identifier used so far by any thread, ordered by identifier
+/// @return one entry for each statement identifier that any thread has used so far, ordered by identifier
+///
+/// Threads: any thread. Statements that run during the call may be counted or not.
 VORN_API std::vector<StatementStatistics> statementStatistics();
 
 }  // namespace vorn

@@ -6,7 +6,9 @@
 
 namespace vorn {
 
-/// @return the current process's numeric identifier; callers use its low 16 bits only.
+/// @return the identifier of the current process, of which callers use the low 16 bits only
+///
+/// Threads: any thread.
 VORN_API std::uint32_t currentProcessId();
 
 }  // namespace vorn

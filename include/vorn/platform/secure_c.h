@@ -6,23 +6,36 @@
 
 namespace vorn {
 
-/// Formats like std::snprintf, bounded twice, and independent of every locale: the decimal point is a point.
-///
-/// @param destination      receives the text and its terminating zero byte
-/// @param destinationSize  size of `destination` in bytes
-/// @param maximumCount     most characters to write, without the zero byte; below `destinationSize`
-/// @return the number of characters written, or -1 on failure or truncation. A truncated text stays in
+/// Formats as std::snprintf() does, with two bounds, and independent of every locale: the decimal point is a
+/// point.
+/// @code
+///   char number[8];
+///   assert(vorn::snprintf_s(number, sizeof number, sizeof number - 1, "%.1f", 0.5) == 3);
+///   assert(vorn::snprintf_s(number, sizeof number, 2, "%.1f", 0.5) == -1 && std::string(number) == "0.");
+/// @endcode
+/// @param destination      receives the text and the zero byte after it
+/// @param destinationSize  the size of `destination` in bytes
+/// @param maximumCount     how many characters to write at most, without the zero byte
+/// @return the number of characters written, or -1 on failure and on truncation. A truncated text stays in
 ///         `destination`, cut at `maximumCount`; any other failure leaves an empty text there.
+///
+/// Threads: any thread.
+///
+/// Requires: `maximumCount` is less than `destinationSize`.
 VORN_API int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount,
                         const char* format, ...) __attribute__((format(printf, 4, 5)));
 
-/// Copies `count` bytes, unless they do not fit or a pointer is null: then the destination (where there is
-/// one) is zero-filled and nothing is copied.
-/// @return 0, or EINVAL or ERANGE
+/// Copies `count` bytes. Where they do not fit or `source` is null, nothing is copied, and the destination is
+/// filled with zero bytes.
+/// @return 0, EINVAL for a null pointer, or ERANGE when the bytes do not fit
+///
+/// Threads: any thread.
 VORN_API int memcpy_s(void* destination, std::size_t destinationSize, const void* source, std::size_t count);
 
 /// Sets `count` bytes to `value`, or `destinationSize` bytes when `count` is larger.
-/// @return 0, or EINVAL (null destination) or ERANGE (count too large)
+/// @return 0, EINVAL for a null destination, or ERANGE when `count` is larger than `destinationSize`
+///
+/// Threads: any thread.
 VORN_API int memset_s(void* destination, std::size_t destinationSize, int value, std::size_t count);
 
 }  // namespace vorn

@@ -8,35 +8,75 @@
 
 namespace vorn {
 
-/// Binds a session name to a store.
+/// Binds a session name to a store, whose URL is checked. Nothing is opened.
 ///
-/// A name without a binding leads to the URL in the environment variable `VORN_STORE_` + the name in upper
-/// case, and without that to SQLite in `<name>.db` under `VORN_DATA_DIR` or the working directory.
+/// A session name without a binding leads to the URL in the environment variable `VORN_STORE_` + the name in
+/// upper case, and without that variable to SQLite in the file `<name>.db` in the folder `VORN_DATA_DIR` or
+/// in the working directory.
 ///
-/// URLs: `sqlite:<path>`, `sqlite::memory:` (one database per session name, shared by the process's
-/// connections, gone with unbindStores()), `postgresql://…` or `postgres://…` (a URI of libpq, several hosts
-/// included). Query parameters: `pool_size` (connections, default 16), `acquire_timeout_ms` (default 5000);
-/// for SQLite `busy_timeout_ms` (default 5000), `journal_mode` (default wal), `synchronous` (default full);
-/// for PostgreSQL `session_reset` (changed or always, default changed) and every connection keyword of libpq
-/// (`connect_timeout` default 10 seconds a host). Percent-encode blanks, `?` and `#`.
+/// The URLs are:
+/// - `sqlite:<path>`;
+/// - `sqlite::memory:`, a database for each session name, which the connections of the process share, and
+///   which is gone after unbindStores();
+/// - `postgresql://…` or `postgres://…`, a URI of libpq, in which several hosts may stand.
 ///
-/// Threads that hold a connection of the old binding keep it until their last session of the name and their
-/// transaction end. Any thread may call it.
-/// @return a failure for a malformed URL, an unknown scheme or an unknown option; nothing is opened, so a
-///         store that is not there is reported by the first call that needs it
+/// The options are query parameters of the URL. For every store they are `pool_size` (connections at most, 16
+/// by default) and `acquire_timeout_ms` (how many milliseconds a thread waits for a connection, 5000 by
+/// default). SQLite has `busy_timeout_ms` (milliseconds, 5000 by default), `journal_mode` (`wal` by default)
+/// and `synchronous` (`full` by default). PostgreSQL has `session_reset` (`changed` by default, or `always`)
+/// and every connection keyword of libpq (`connect_timeout` is 10 seconds a host by default). Blanks, `?` and
+/// `#` are percent-encoded.
+///
+/// A thread that holds a connection of the old binding keeps it until its last session of the session name
+/// and its transaction have ended.
 /// @code
-///   vorn::bindStore("default", "sqlite:/var/lib/app/state.db?busy_timeout_ms=2000");
-///   vorn::bindStore("default", "postgresql://app:pw@db1,db2/state?target_session_attrs=read-write");
+///   vorn::ExecResult outcome = vorn::bindStore("default", "sqlite:/var/lib/app/state.db?pool_size=4");
+///   assert(outcome.succeeded());
+///   outcome = vorn::bindStore("history", "postgresql://app:pw@db1,db2/old?target_session_attrs=any");
+///   if (!outcome.succeeded()) std::cerr << outcome.detail().value_or("") << '\n';
 /// @endcode
+///
+/// Threads: any thread.
+///
+/// Errors: a failure is returned for a malformed URL, an unknown scheme, and an option that is unknown or out
+/// of range; the binding before then stays. A store that is not there is reported by the first call that
+/// needs it.
 VORN_API ExecResult bindStore(const std::string& sessionName, const std::string& url);
 
-/// Forgets the bindings made by bindStore() and closes every idle connection. Connections in use close when
-/// their thread gives them back. Any thread may call it.
+/// Forgets the bindings that bindStore() has made, and closes every idle connection. A connection in use is
+/// closed when its thread gives it back.
+///
+/// Threads: any thread.
 VORN_API void unbindStores();
 
-/// @return what an error code of the data-access layer means: `"sqlite 2067 SQLITE_CONSTRAINT_UNIQUE"`,
-///         `"postgresql 23505 unique_violation"`, `"vorn 3 POOL_EXHAUSTED"`. 0 and 1 are the library's own:
-///         `"success"`, `"refused by the library"`.
+/// Puts an error code into words.
+/// @code
+///   assert(vorn::describeError(0) == "success");
+///   assert(vorn::describeError(1) == "refused by the library");
+///   assert(vorn::describeError(std::uint64_t{15} << 32 | 3) == "vorn 3 POOL_EXHAUSTED");
+/// @endcode
+/// @return the store, its own code, and the name of that code, as in `"sqlite 2067 SQLITE_CONSTRAINT_UNIQUE"`
+///         or `"postgresql 23505 unique_violation"`
+///
+/// Threads: any thread.
 VORN_API std::string describeError(std::uint64_t code);
+
+/// What an error asks of the caller; one meaning over all stores.
+enum class ErrorClass {
+  Success,
+  Refused,         ///< the library refused the call; the store was not asked
+  Retry,           ///< serialization failure, deadlock or busy: the same work may succeed when begun again
+  ConnectionLost,  ///< no connection to the store, or it or the transaction was lost
+  Timeout,         ///< a time limit has passed
+  Constraint,      ///< a constraint of the data
+  Statement,       ///< the statement is wrong: its text, its names, its place
+  Value,           ///< a value that its column or an operation cannot take
+  Permission,      ///< not allowed, or not writable
+  Resource,        ///< memory, room, connections or a module are missing
+  Other
+};
+
+/// @return the class of an error code of the data-access layer; 0 is Success, 1 is Refused
+VORN_API ErrorClass errorClass(std::uint64_t code) noexcept;
 
 }  // namespace vorn

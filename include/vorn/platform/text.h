@@ -6,14 +6,21 @@
 
 namespace vorn {
 
-/// @return `text` with every single quote doubled and nothing else changed, ready to stand between single
-///         quotes as an SQL string literal. Zero bytes and bytes above 127 pass as they are.
+/// Escapes a text that is to stand between single quotes as an SQL literal.
+/// @code
+///   assert(vorn::escapeSingleQuotes("it's") == "it''s");
+/// @endcode
+/// @return `text` with every single quote doubled, and with every other byte as it was, also zero bytes and
+///         bytes above 127
+///
+/// Threads: any thread.
 VORN_API std::string escapeSingleQuotes(const std::string& text);
 
-/// @return `pattern` with every single quote doubled, ready to stand between single quotes after LIKE.
+/// Escapes a pattern that is to stand between single quotes after LIKE. The wildcards `%` and `_` keep their
+/// meaning. As no ESCAPE clause is written, there is no character that would take it from them.
+/// @return `pattern` with every single quote doubled
 ///
-/// The wildcards `%` and `_` keep their meaning: the pattern is the caller's, and so is the decision which of
-/// its characters match literally. No ESCAPE clause is written, so there is no escape character either.
+/// Threads: any thread.
 VORN_API std::string escapeLikePattern(const std::string& pattern);
 
 }  // namespace vorn

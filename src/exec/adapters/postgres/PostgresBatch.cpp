@@ -4,14 +4,16 @@
 #include <array>
 #include <utility>
 
-#include "exec/adapters/BatchScope.h"
-#include "exec/adapters/BatchStatement.h"
-#include "exec/adapters/LayerError.h"
+#include "common/joined.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresBinaryCopy.h"
+#include "exec/adapters/postgres/PostgresDialect.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "exec/adapters/postgres/PostgresStatement.h"
-#include "exec/adapters/postgres/PostgresText.h"
+#include "exec/adapters/postgres/PostgresLiteral.h"
+#include "exec/adapters/postgres/PostgresStatementKind.h"
 #include "exec/adapters/postgres/PostgresTextCopy.h"
+#include "exec/adapters/store/BatchScope.h"
+#include "exec/adapters/store/BatchText.h"
 
 namespace vorn {
 
@@ -40,19 +42,19 @@ constexpr std::size_t kBinaryRows = 2000;
 
 }  // namespace
 
-PostgresBatch::PostgresBatch(PostgresConnection& connection, const BatchColumns& columns)
-    : m_connection(connection), m_channel(connection.channel()), m_columns(columns) {}
+PostgresBatch::PostgresBatch(StoreConnection& connection, PostgresExecutor& executor,
+                             const BatchColumns& columns)
+    : m_connection(connection), m_executor(executor), m_channel(executor.channel()), m_columns(columns) {}
 
 ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
   if (isPlainBatchInsert(sql, m_columns, m_table)) {
     m_target = m_table + " (";
-    for (const BatchColumn& column : m_columns) {
-      m_target.append(&column == &m_columns[0] ? "" : ", ").append(*column.name);
-    }
+    appendJoined(m_target, m_columns, ", ",
+                 [](std::string& text, const BatchColumn& column) { text += *column.name; });
     m_target += ")";
   }
   // One statement needs no transaction around it to be kept whole or not at all.
-  if (isSmall() && !m_connection.inTransaction()) {
+  if (isSmall() && !m_executor.inTransaction()) {
     ExecResult result = insertLiterals(rows);
     if (!result.succeeded()) rows = 0;
     return result;
@@ -71,7 +73,7 @@ bool PostgresBatch::isSmall() const {
   if (m_target.empty() || m_columns.rows() > kFewRows) return false;
   std::size_t bytes = 0;
   for (const BatchColumn& column : m_columns) {
-    if (column.elementCode != element_code::kString) continue;
+    if (!column.isText()) continue;
     for (std::size_t row = 0; row < m_columns.rows(); ++row) bytes += column.text(row).size();
   }
   return bytes < kSlice / 2;
@@ -93,7 +95,7 @@ ExecResult PostgresBatch::inspect(Target& target) {
     insert.append(index == 0 ? "$" : ", $").append(std::to_string(index + 1));
   }
   insert += ")";
-  ExecResult result = m_connection.makeReady();
+  ExecResult result = m_executor.makeReady();
   if (result.succeeded()) result = m_channel.beginPipeline();
   if (!result.succeeded()) return result;
   PGconn* const handle = m_channel.handle();
@@ -141,7 +143,7 @@ ExecResult PostgresBatch::insertByCopy(const Target& target, std::uint64_t& rows
 
 template <typename Format>
 ExecResult PostgresBatch::copy(const Format& format, const std::string& destination, std::uint64_t& rows) {
-  ExecResult result = m_connection.makeReady();
+  ExecResult result = m_executor.makeReady();
   if (result.succeeded()) result = m_channel.askSimple("copy " + destination);
   if (!result.succeeded()) return result;
   PostgresResult answer;
@@ -152,7 +154,7 @@ ExecResult PostgresBatch::copy(const Format& format, const std::string& destinat
     // The answer says whether any of it failed.
     if (!m_channel.next(answer)) return m_channel.lost();
   }
-  return m_connection.finish(std::move(answer), &rows);
+  return m_executor.finish(std::move(answer), &rows);
 }
 
 ExecResult PostgresBatch::insertLiterals(std::uint64_t& rows) {
@@ -164,15 +166,14 @@ ExecResult PostgresBatch::insertLiterals(std::uint64_t& rows) {
     for (std::size_t count = 0; row < m_columns.rows() && count < kSliceRows && sql.size() < kSlice;
          ++row, ++count) {
       sql += count == 0 ? "(" : ",(";
-      for (const BatchColumn& column : m_columns) {
-        if (&column != &m_columns[0]) sql += ',';
-        appendPostgresLiteral(sql, column, row);
-      }
+      appendJoined(sql, m_columns, ",", [row](std::string& text, const BatchColumn& column) {
+        appendPostgresLiteral(text, column, row);
+      });
       sql += ')';
     }
-    result = m_connection.makeReady();
+    result = m_executor.makeReady();
     if (result.succeeded()) result = m_channel.ask(sql);
-    if (result.succeeded()) result = m_connection.finish(&rows);
+    if (result.succeeded()) result = m_executor.finish(&rows);
   }
   return result;
 }
@@ -180,15 +181,15 @@ ExecResult PostgresBatch::insertLiterals(std::uint64_t& rows) {
 ExecResult PostgresBatch::runRowByRow(const std::string& sql, std::uint64_t& rows) {
   std::string numbered;
   ExecResult result = refuseZeroBytes(m_columns);
-  if (result.succeeded()) result = numberPlaceholders(sql, m_columns, SqlDialect::Postgres, numbered);
+  if (result.succeeded()) result = numberPlaceholders(sql, m_columns, kPostgresDialect, numbered);
   if (result.succeeded() && isCopy(numbered)) {
-    result = makeFailure(LayerError::NotSupported, "a statement cannot copy from or to the client");
+    result = makeFailure(Failure::NotSupported, "a statement cannot copy from or to the client");
   }
-  if (result.succeeded()) result = m_connection.makeReady();
+  if (result.succeeded()) result = m_executor.makeReady();
   if (!result.succeeded()) return result;
-  m_connection.noteStatement(numbered);
+  m_executor.noteStatement(numbered);
   result = m_channel.askToParse(numbered);
-  if (result.succeeded()) result = m_connection.finish();
+  if (result.succeeded()) result = m_executor.finish();
   for (std::size_t first = 0; first < m_columns.rows() && result.succeeded(); first += kRowsInFlight) {
     result = runRows(first, std::min(first + kRowsInFlight, m_columns.rows()), rows);
   }
@@ -203,7 +204,7 @@ ExecResult PostgresBatch::runRows(std::size_t first, std::size_t last, std::uint
   for (std::size_t row = first; row < last; ++row) {
     for (std::size_t index = 0; index < m_columns.size(); ++index) {
       const BatchColumn& column = m_columns[index];
-      const bool text = column.elementCode == element_code::kString;
+      const bool text = column.isText();
       values[index] = text ? column.text(row).c_str() : numbers[index].data();
       if (!text) *writePostgresNumber(numbers[index].data(), column, row) = '\0';
     }
@@ -227,7 +228,7 @@ ExecResult PostgresBatch::receiveRows(std::size_t questions, std::uint64_t& rows
       const ExecStatusType status = PQresultStatus(answer.get());
       if (!outcome.succeeded() || status == PGRES_PIPELINE_ABORTED) continue;
       if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) {
-        rows += PostgresConnection::rowsWritten(answer.get());
+        rows += PostgresExecutor::rowsWritten(answer.get());
       } else {
         outcome = postgresFailure(answer.get(), m_channel.handle());
       }

@@ -3,8 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "exec/adapters/BatchColumns.h"
-#include "exec/adapters/postgres/PostgresConnection.h"
+#include "exec/adapters/postgres/PostgresExecutor.h"
+#include "exec/adapters/store/BatchColumns.h"
+#include "exec/adapters/store/StoreConnection.h"
 
 namespace vorn {
 
@@ -17,7 +18,8 @@ namespace vorn {
 /// statement is prepared and run row by row, many rows a round trip.
 class PostgresBatch {
  public:
-  PostgresBatch(PostgresConnection& connection, const BatchColumns& columns);
+  /// @param connection  the executor's, for the transaction or savepoint around the batch
+  PostgresBatch(StoreConnection& connection, PostgresExecutor& executor, const BatchColumns& columns);
 
   /// @param rows  set to the number of rows written
   ExecResult run(const std::string& sql, std::uint64_t& rows);
@@ -43,7 +45,8 @@ class PostgresBatch {
   ExecResult runRows(std::size_t first, std::size_t last, std::uint64_t& rows);
   ExecResult receiveRows(std::size_t questions, std::uint64_t& rows);
 
-  PostgresConnection& m_connection;
+  StoreConnection& m_connection;
+  PostgresExecutor& m_executor;
   PostgresChannel& m_channel;
   const BatchColumns& m_columns;
   std::string m_table;   ///< of a plain insert

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
+#include <utility>
 
 #include "exec/adapters/postgres/PostgresCopyBuffer.h"
 #include "exec/adapters/postgres/PostgresOid.h"
@@ -47,30 +49,34 @@ Bits bitsOf(Real value) {
   return bits;
 }
 
+double toReal(const std::string&) {
+  return 0;  // no column of texts has this form
+}
+double toReal(long value) {
+  return static_cast<double>(value);
+}
+double toReal(unsigned long value) {
+  return static_cast<double>(value);
+}
+double toReal(double value) {
+  return value;
+}
+
 double realOf(const BatchColumn& column, std::size_t row) {
-  switch (column.elementCode) {
-    case element_code::kSigned64:
-      return static_cast<double>(column.signed64(row));
-    case element_code::kUnsigned64:
-      return static_cast<double>(column.unsigned64(row));
-    case element_code::kFloat:
-      return static_cast<double>(column.float32(row));
-    default:
-      return column.float64(row);
-  }
+  return column.visit([row](const auto* elements) { return toReal(elements[row]); });
 }
 
 template <typename Integer>
 bool allFit(const BatchColumn& column, std::size_t rows) {
-  if (column.elementCode == element_code::kUnsigned64) {
-    const auto* first = static_cast<const unsigned long*>(column.first);
-    return std::all_of(first, first + rows, [](unsigned long value) {
-      return value <= static_cast<unsigned long>(std::numeric_limits<Integer>::max());
+  return column.visit([rows](const auto* elements) {
+    return std::all_of(elements, elements + rows, [](const auto& element) {
+      if constexpr (std::is_integral_v<std::decay_t<decltype(element)>>) {
+        return std::in_range<Integer>(element);
+      } else {
+        return false;
+      }
     });
-  }
-  const auto* first = static_cast<const long*>(column.first);
-  return std::all_of(first, first + rows,
-                     [](long value) { return static_cast<long>(static_cast<Integer>(value)) == value; });
+  });
 }
 
 }  // namespace
@@ -84,9 +90,8 @@ PostgresBinaryCopy::PostgresBinaryCopy(const BatchColumns& columns, const std::v
 
 // A double for a column of four bytes is left out: its text is rounded once, its bytes would be twice.
 PostgresBinaryCopy::Form PostgresBinaryCopy::formOf(const BatchColumn& column, Oid type) {
-  const bool integer =
-      column.elementCode == element_code::kSigned64 || column.elementCode == element_code::kUnsigned64;
-  const bool text = column.elementCode == element_code::kString;
+  const bool integer = column.isInteger();
+  const bool text = column.isText();
   switch (type) {
     case postgres_oid::kText:
     case postgres_oid::kVarchar:
@@ -138,13 +143,13 @@ bool PostgresBinaryCopy::possible() const {
 char* PostgresBinaryCopy::writeNumber(char* out, const BatchColumn& column, Form form, std::size_t row) {
   switch (form) {
     case Form::Int16:
-      return put16(put32(out, 2), static_cast<std::uint16_t>(column.signed64(row)));
+      return put16(put32(out, 2), static_cast<std::uint16_t>(column.bits(row)));
     case Form::Int32:
-      return put32(put32(out, 4), static_cast<std::uint32_t>(column.signed64(row)));
+      return put32(put32(out, 4), static_cast<std::uint32_t>(column.bits(row)));
     case Form::Int64:
-      return put64(put32(out, 8), static_cast<std::uint64_t>(column.signed64(row)));
+      return put64(put32(out, 8), static_cast<std::uint64_t>(column.bits(row)));
     case Form::Float32:
-      return put32(put32(out, 4), bitsOf<std::uint32_t>(column.float32(row)));
+      return put32(put32(out, 4), bitsOf<std::uint32_t>(static_cast<const float*>(column.first)[row]));
     default:
       return put64(put32(out, 8), bitsOf<std::uint64_t>(realOf(column, row)));
   }

@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "exec/adapters/BatchColumns.h"
 #include "exec/adapters/postgres/PostgresChannel.h"
+#include "exec/adapters/store/BatchColumns.h"
 
 namespace vorn {
 

@@ -12,9 +12,9 @@
 #include <new>
 #include <vector>
 
-#include "exec/adapters/LayerError.h"
+#include "common/log_line.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "vorn/platform/logging.h"
 
 namespace vorn {
 
@@ -165,10 +165,9 @@ void PostgresChannel::receiveNotice(void* self, const PGresult* notice) noexcept
   if (state == nullptr) channel.m_broken = true;
   const char* text = PQresultErrorField(notice, PG_DIAG_MESSAGE_PRIMARY);
   try {
-    Logger::info(
-        LogScrubber::scrub(std::string("[VORNLib]postgresql ") + (severity == nullptr ? "" : severity) +
-                           ": " + (text == nullptr ? PQresultErrorMessage(notice) : text)),
-        {"PostgresConnection", "receiveNotice", __LINE__});
+    Logger::info(taggedLine(std::string("postgresql ") + (severity == nullptr ? "" : severity) + ": " +
+                            (text == nullptr ? PQresultErrorMessage(notice) : text)),
+                 {"PostgresChannel", "receiveNotice", __LINE__});
   } catch (...) {
     // The line is given up.
     return;
@@ -253,9 +252,9 @@ void PostgresChannel::endAnswer() noexcept {
 }
 
 ExecResult PostgresChannel::lost() const {
-  if (!m_reason.empty()) return makeFailure(LayerError::ConnectionLost, m_reason);
+  if (!m_reason.empty()) return makeFailure(Failure::ConnectionLost, m_reason);
   const std::string message = PQerrorMessage(handle());
-  return makeFailure(LayerError::ConnectionLost,
+  return makeFailure(Failure::ConnectionLost,
                      message.empty() ? "the conversation with the server was cut off" : message);
 }
 

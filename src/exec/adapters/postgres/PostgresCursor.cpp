@@ -1,24 +1,17 @@
 #include "exec/adapters/postgres/PostgresCursor.h"
 
-#include <charconv>
 #include <memory>
 #include <new>
-#include <system_error>
+#include <string_view>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
-#include "exec/adapters/postgres/PostgresConnection.h"
+#include "common/ascii.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresOid.h"
 
 namespace vorn {
 
 namespace {
-
-template <typename Number>
-bool parseAll(const char* text, std::size_t size, Number& number) {
-  const auto [stop, error] = std::from_chars(text, text + size, number);
-  return error == std::errc() && stop == text + size;
-}
 
 void setBytes(RowValue& target, const char* text) {
   std::size_t size = 0;
@@ -30,81 +23,65 @@ void setBytes(RowValue& target, const char* text) {
 
 }  // namespace
 
-PostgresCursor::PostgresCursor(PostgresConnection& connection) : m_connection(&connection) {
-  connection.setStreaming(this);
+PostgresCursor::PostgresCursor(PostgresExecutor& executor) : m_executor(executor) {
+  executor.startStreaming(this);
 }
 
 PostgresCursor::~PostgresCursor() {
-  PostgresCursor::close();
+  end({});
 }
 
 ExecResult PostgresCursor::close() noexcept {
-  if (m_connection == nullptr) return {};
-  PostgresConnection& connection = *m_connection;
+  if (!streams()) return {};
   end({});
-  try {
-    return connection.abandonRead();
-  } catch (...) {
-    connection.giveUp();
-    return outOfMemory();
-  }
-}
-
-void PostgresCursor::end(ExecResult failure) noexcept {
-  m_failure = std::move(failure);
-  m_row.reset();
-  if (m_connection != nullptr) std::exchange(m_connection, nullptr)->setStreaming(nullptr);
-}
-
-void PostgresCursor::detach() noexcept {
-  m_connection = nullptr;
-  end(connectionClosed());
+  return std::move(m_closing);
 }
 
 ExecResult PostgresCursor::start() {
   advance();
-  return m_failure;
+  return failure();
 }
 
 // After the last row comes the outcome of the statement, and with it the connection is free again.
 void PostgresCursor::advance() {
+  PostgresChannel& channel = m_executor.channel();
   try {
-    if (!m_connection->channel().next(m_row)) return end(m_connection->channel().lost());
+    if (!channel.next(m_row)) {
+      m_lost = true;
+      return end(channel.lost());
+    }
     if (PQresultStatus(m_row.get()) == PGRES_SINGLE_TUPLE) return;
-    end(m_connection->finish(std::move(m_row)));
+    end(m_executor.finish(std::move(m_row)));
   } catch (...) {
     // What was cut off cannot be gone on with.
-    m_connection->giveUp();
-    end(outOfMemory());
+    channel.setBroken();
+    m_lost = true;
     throw;
   }
 }
 
-StoreCursor::Fetch PostgresCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
-  if (m_buffered && m_buffer.pop(row)) return Fetch::Row;
-  if (m_connection != nullptr && !m_row) advance();
-  if (m_row) {
-    readRow(row);  // a row that could not be read is still there for the next call
-    m_row.reset();
-    return Fetch::Row;
-  }
-  if (m_failure.succeeded()) return Fetch::End;
-  failure = m_failure;
-  return Fetch::Failed;
+bool PostgresCursor::take(std::vector<RowValue>& row) {
+  if (!m_row) advance();
+  if (!m_row) return false;
+  readRow(row);
+  m_row.reset();
+  return true;
 }
 
-ExecResult PostgresCursor::moveToMemory() {
-  m_buffered = true;
-  std::vector<RowValue> row;
-  while (m_connection != nullptr) {
-    if (m_row) {
-      readRow(row);
-      m_buffer.push(row);
-      m_row.reset();
-    }
-    advance();
+void PostgresCursor::letGo() noexcept {
+  m_row.reset();
+  m_executor.stopStreaming();
+  if (m_lost) return;
+  try {
+    m_closing = m_executor.abandonRead();
+  } catch (...) {
+    m_executor.giveUp();
+    m_closing = outOfMemory();
   }
-  return m_failure;
+}
+
+void PostgresCursor::forget() noexcept {
+  m_row.reset();
 }
 
 PostgresCursor::Form PostgresCursor::formOf(Oid type) {
@@ -149,9 +126,9 @@ void PostgresCursor::readRow(std::vector<RowValue>& row) {
 void PostgresCursor::setValue(RowValue& target, Form form, const char* text, std::size_t size) {
   std::int64_t integer = 0;
   double real = 0;
-  if (form == Form::Integer && parseAll(text, size, integer)) {
+  if (form == Form::Integer && ascii::parseWhole({text, size}, integer)) {
     target.setInteger(integer);
-  } else if (form == Form::Real && parseAll(text, size, real)) {
+  } else if (form == Form::Real && ascii::parseWhole({text, size}, real)) {
     target.setReal(real);
   } else if (form == Form::Boolean) {
     *text == 't' ? target.setText("true", 4) : target.setText("false", 5);

@@ -2,59 +2,43 @@
 
 #include <vector>
 
-#include "exec/adapters/RowBuffer.h"
-#include "exec/adapters/Store.h"
+#include "exec/adapters/postgres/PostgresExecutor.h"
 #include "exec/adapters/postgres/PostgresResult.h"
+#include "exec/adapters/store/BufferedCursor.h"
 
 namespace vorn {
-
-class PostgresConnection;
 
 /// The rows of one read, taken from the server one by one.
 ///
 /// The server sends the whole result before it listens again, so a connection has one cursor that streams.
 /// When the connection is needed, what that cursor has not delivered yet moves into memory.
-class PostgresCursor : public StoreCursor {
+class PostgresCursor : public BufferedCursor {
  public:
-  /// @param connection  has sent the statement
-  explicit PostgresCursor(PostgresConnection& connection);
+  /// @param executor  has sent the statement
+  explicit PostgresCursor(PostgresExecutor& executor);
   ~PostgresCursor() override;
-  PostgresCursor(const PostgresCursor&) = delete;
-  PostgresCursor& operator=(const PostgresCursor&) = delete;
 
   /// Waits for the first row.
   ExecResult start();
 
-  /// @return whether rows of the server are still to come
-  bool streams() const noexcept { return m_connection != nullptr; }
-
-  Fetch fetch(std::vector<RowValue>& row, ExecResult& failure) override;
-
   ExecResult close() noexcept override;
-
-  /// Moves the remaining rows into memory. A failure on the way is delivered after the rows before it. After
-  /// an exception, too, the cursor delivers the rows that it has, and then a failure.
-  /// @return the failure, or success
-  ExecResult moveToMemory();
-
-  /// The connection is going away.
-  void detach() noexcept;
 
  private:
   enum class Form : unsigned char { Text, Integer, Real, Boolean, Bytes };
 
+  bool take(std::vector<RowValue>& row) override;
+  void letGo() noexcept override;
+  void forget() noexcept override;
   static Form formOf(Oid type);
   static void setValue(RowValue& target, Form form, const char* text, std::size_t size);
   void advance();
-  void end(ExecResult failure) noexcept;
   void readRow(std::vector<RowValue>& row);
 
-  PostgresConnection* m_connection;  ///< null once the server's answer is complete
-  PostgresResult m_row;              ///< the next row, when it is here already
+  PostgresExecutor& m_executor;
+  PostgresResult m_row;  ///< the next row, when it is here already
   std::vector<Form> m_forms;
-  RowBuffer m_buffer;
-  bool m_buffered = false;
-  ExecResult m_failure;  ///< why the result ended early
+  ExecResult m_closing;  ///< what giving up the rest of the read came to
+  bool m_lost = false;   ///< the channel broke under the read
 };
 
 }  // namespace vorn

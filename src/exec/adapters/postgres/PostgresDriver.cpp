@@ -4,15 +4,14 @@
 #include <openssl/crypto.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <new>
 #include <sstream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "common/ascii.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresConnection.h"
 
 namespace vorn {
@@ -85,11 +84,7 @@ bool isKeyword(const std::string& name) {
 }
 
 void appendEncoded(std::string& uri, const std::string& text) {
-  constexpr char kHex[] = "0123456789ABCDEF";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    uri.append({'%', kHex[byte >> 4], kHex[byte & 15]});
-  }
+  for (const char c : text) ascii::appendHex(uri, "%", c);
 }
 
 // The URI as it was given, without the options that are the layer's own.
@@ -126,17 +121,14 @@ bool arePorts(const std::string& list) {
   std::istringstream ports(list);
   for (std::string port; std::getline(ports, port, ',');) {
     std::uint16_t number = 1;
-    const char* end = port.data() + port.size();
-    if (port.empty()) continue;
-    const auto [stop, error] = std::from_chars(port.data(), end, number);
-    if (error != std::errc() || stop != end || number == 0) return false;
+    if (!port.empty() && (!ascii::parseWhole(port, number) || number == 0)) return false;
   }
   return true;
 }
 
 // The library's own message may quote the URI, and with it the password.
 ExecResult malformed() {
-  return makeFailure(LayerError::InvalidUrl, "the store URL is no valid postgresql:// URI");
+  return makeFailure(Failure::InvalidUrl, "the store URL is no valid postgresql:// URI");
 }
 
 // A static object may still run a statement while the process ends, after the exit handlers of what was

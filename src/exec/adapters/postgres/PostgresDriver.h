@@ -3,9 +3,9 @@
 #include <memory>
 #include <string>
 
-#include "exec/adapters/Store.h"
-#include "exec/adapters/StoreUrl.h"
 #include "exec/adapters/postgres/PostgresSettings.h"
+#include "exec/adapters/store/StoreDriver.h"
+#include "exec/adapters/store/StoreUrl.h"
 
 namespace vorn {
 

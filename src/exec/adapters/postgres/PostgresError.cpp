@@ -1,11 +1,13 @@
 #include "exec/adapters/postgres/PostgresError.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string_view>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "common/ascii.h"
+#include "exec/adapters/base/Failure.h"
 
 namespace vorn {
 
@@ -18,11 +20,48 @@ constexpr char kSyntaxError[] = "42601";
 constexpr char kWrongEncoding[] = "22021";  // quotes the encoding's name
 constexpr char kCannotConnect[] = "08001";
 
+using SqlState = std::array<char, kStateLength + 1>;
+
+SqlState sqlStateOf(std::uint32_t number) noexcept {
+  SqlState state{};
+  for (std::size_t at = kStateLength; at-- > 0; number /= 36) state[at] = kDigits[number % 36];
+  return state;
+}
+
+// States and classes of states; the first entry that fits counts.
+constexpr std::pair<std::string_view, ErrorClass> kStateClasses[] = {
+    {"00", ErrorClass::Success},
+    {"25006", ErrorClass::Permission},      // read_only_sql_transaction
+    {"25P03", ErrorClass::ConnectionLost},  // idle_in_transaction_session_timeout
+    {"40001", ErrorClass::Retry},           // serialization_failure
+    {"40002", ErrorClass::Constraint},
+    {"40003", ErrorClass::ConnectionLost},  // statement_completion_unknown
+    {"40P01", ErrorClass::Retry},           // deadlock_detected
+    {"42501", ErrorClass::Permission},      // insufficient_privilege
+    {"54001", ErrorClass::Statement},       // statement_too_complex
+    {"55006", ErrorClass::Retry},           // object_in_use
+    {"55P03", ErrorClass::Retry},           // lock_not_available
+    {"57014", ErrorClass::Timeout},         // query_canceled, by a time limit as a rule
+    {"57P", ErrorClass::ConnectionLost},
+    {"08", ErrorClass::ConnectionLost},
+    {"0A", ErrorClass::Statement},
+    {"21", ErrorClass::Statement},
+    {"22", ErrorClass::Value},
+    {"23", ErrorClass::Constraint},
+    {"25", ErrorClass::Statement},
+    {"26", ErrorClass::Statement},
+    {"28", ErrorClass::Permission},
+    {"3B", ErrorClass::Statement},
+    {"3D", ErrorClass::Statement},
+    {"3F", ErrorClass::Statement},
+    {"42", ErrorClass::Statement},
+    {"44", ErrorClass::Constraint},
+    {"53", ErrorClass::Resource},
+    {"54", ErrorClass::Resource},
+};
+
 bool isWord(const std::string& text) {
-  return std::all_of(text.begin(), text.end(), [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-           static_cast<unsigned char>(c) >= 0x80;
-  });
+  return std::all_of(text.begin(), text.end(), ascii::isIdentifierByte);
 }
 
 // From behind the first quotation mark to the last: the server quotes as its language does. Twice the end of
@@ -55,10 +94,6 @@ std::string withoutQuotedPart(const std::string& message) {
   return open == close ? message : message.substr(0, open) + "..." + message.substr(close);
 }
 
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // The length of a type, as in varchar(5), may stay.
 bool isTypeLength(const std::string& message, std::size_t at) {
   const std::size_t before = message.find_last_not_of("0123456789,", at == 0 ? 0 : at - 1);
@@ -71,7 +106,8 @@ std::string withoutValues(const std::string& message) {
   const std::string unquoted = withoutQuotedPart(message);
   std::string clean;
   for (std::size_t at = 0; at < unquoted.size();) {
-    const bool startsNumber = isDigit(unquoted[at]) && (at == 0 || !isWord(std::string(1, unquoted[at - 1])));
+    const bool startsNumber =
+        ascii::isDigit(unquoted[at]) && (at == 0 || !isWord(std::string(1, unquoted[at - 1])));
     if (startsNumber && !isTypeLength(unquoted, at)) {
       at = std::min(unquoted.find_first_not_of("0123456789.eE+-", at), unquoted.size());
       clean += "...";
@@ -116,7 +152,7 @@ std::size_t stateInMessage(const std::string& message) {
 // What the client library reports in the server's place.
 ExecResult clientFailure(const std::string& message) {
   const bool noMemory = message.find("out of memory") != std::string::npos;
-  return makeFailure(noMemory ? LayerError::OutOfMemory : LayerError::ConnectionLost, message);
+  return makeFailure(noMemory ? Failure::OutOfMemory : Failure::ConnectionLost, message);
 }
 
 }  // namespace
@@ -130,10 +166,19 @@ std::uint32_t sqlStateNumber(const char* state) {
   return number;
 }
 
-std::string sqlStateText(std::uint32_t number) {
-  std::string state(kStateLength, '0');
-  for (std::size_t at = kStateLength; at-- > 0; number /= 36) state[at] = kDigits[number % 36];
-  return state;
+std::string describePostgresError(std::uint32_t number) {
+  const SqlState state = sqlStateOf(number);
+  const char* const name = sqlStateName(state.data());
+  return std::string(state.data()) + (name == nullptr ? "" : std::string(" ") + name);
+}
+
+ErrorClass classifyPostgresError(std::uint32_t number) noexcept {
+  const SqlState state = sqlStateOf(number);
+  const std::string_view text = state.data();
+  for (const auto& [prefix, errorClass] : kStateClasses) {
+    if (text.substr(0, prefix.size()) == prefix) return errorClass;
+  }
+  return ErrorClass::Other;
 }
 
 ExecResult postgresFailure(const char* state, const std::string& message) {
@@ -152,13 +197,13 @@ ExecResult postgresFailure(const PGresult* result, const PGconn* connection) {
   if (std::strcmp(state, kSyntaxError) != 0) return postgresFailure(state, message);
   // The one syntax error that is found after parsing: several statements where one is allowed.
   if (source != nullptr && std::strcmp(source, "exec_parse_message") == 0) {
-    return makeFailure(LayerError::MultipleStatements, message);
+    return makeFailure(Failure::MultipleStatements, message);
   }
   return postgresFailure(state, withoutStatementText(message));
 }
 
 ExecResult postgresConnectionLost(const PGconn* connection) {
-  return makeFailure(LayerError::ConnectionLost, PQerrorMessage(connection));
+  return makeFailure(Failure::ConnectionLost, PQerrorMessage(connection));
 }
 
 ExecResult postgresConnectFailure(const PGconn* connection) {

@@ -6,17 +6,21 @@
 #include <string>
 
 #include "vorn/platform/data_session.h"
+#include "vorn/platform/stores.h"
 
 namespace vorn {
 
 /// @return the number that stands for an SQLSTATE: its five characters (0-9, A-Z) read in base 36
 std::uint32_t sqlStateNumber(const char* state);
 
-/// @return the five characters of a number made by sqlStateNumber()
-std::string sqlStateText(std::uint32_t number);
-
 /// @return the name of an SQLSTATE, such as "unique_violation", or null
 const char* sqlStateName(const std::string& state);
+
+/// @return the SQLSTATE of a number made by sqlStateNumber(), and its name: "23505 unique_violation"
+std::string describePostgresError(std::uint32_t number);
+
+/// @return what the SQLSTATE of a number asks of the caller
+ErrorClass classifyPostgresError(std::uint32_t number) noexcept;
 
 /// @return a failure with an SQLSTATE
 ExecResult postgresFailure(const char* state, const std::string& message);

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "exec/adapters/postgres/PostgresCopyBuffer.h"
-#include "exec/adapters/postgres/PostgresText.h"
+#include "exec/adapters/postgres/PostgresLiteral.h"
 
 namespace vorn {
 
@@ -16,7 +16,7 @@ constexpr std::size_t kSlice = PostgresCopyBuffer::kMaxRoom / 2;
 
 constexpr std::uint64_t kEveryByte = 0x0101010101010101;
 
-// Whether any of eight bytes is a backslash or a control character. May take a byte behind such a one for
+// Whether any of eight bytes is a backslash or a control character. May take a byte after such a one for
 // another, never miss one.
 bool needsEscape(std::uint64_t eight) {
   const std::uint64_t backslash = eight ^ (kEveryByte * '\\');
@@ -79,7 +79,7 @@ bool PostgresTextCopy::send(PostgresChannel& channel) const {
   for (std::size_t row = 0; row < m_columns.rows(); ++row) {
     for (std::size_t index = 0; index < m_columns.size(); ++index) {
       const BatchColumn& column = m_columns[index];
-      const bool text = column.elementCode == element_code::kString;
+      const bool text = column.isText();
       if (text && !putText(buffer, column.text(row))) return false;
       char* out = buffer.room(kPostgresNumberSize + 1);
       if (out == nullptr) return false;

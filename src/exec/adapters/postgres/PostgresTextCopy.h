@@ -1,7 +1,7 @@
 #pragma once
 
-#include "exec/adapters/BatchColumns.h"
 #include "exec/adapters/postgres/PostgresChannel.h"
+#include "exec/adapters/store/BatchColumns.h"
 
 namespace vorn {
 

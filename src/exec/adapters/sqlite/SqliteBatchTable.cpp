@@ -3,6 +3,8 @@
 #include <memory>
 #include <new>
 
+#include "exec/adapters/sqlite/sqlite_values.h"
+
 namespace vorn {
 
 namespace {
@@ -106,25 +108,7 @@ int SqliteBatchTable::column(sqlite3_vtab_cursor* base, sqlite3_context* context
   const auto* cursor = reinterpret_cast<Cursor*>(base);
   const auto number = static_cast<std::size_t>(index);
   if (number == cursor->numbered && cursor->row > 0) return SQLITE_OK;  // no result is null
-  const BatchColumn& column = (*cursor->columns)[number];
-  switch (column.elementCode) {
-    case element_code::kString: {
-      const std::string& text = column.text(cursor->row);
-      sqlite3_result_text64(context, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
-      break;
-    }
-    case element_code::kSigned64:
-      sqlite3_result_int64(context, column.signed64(cursor->row));
-      break;
-    case element_code::kUnsigned64:
-      sqlite3_result_int64(context, static_cast<sqlite3_int64>(column.unsigned64(cursor->row)));
-      break;
-    case element_code::kFloat:
-      sqlite3_result_double(context, static_cast<double>(column.float32(cursor->row)));
-      break;
-    default:
-      sqlite3_result_double(context, column.float64(cursor->row));
-  }
+  returnSqliteValue(context, (*cursor->columns)[number], cursor->row);
   return SQLITE_OK;
 }
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "exec/adapters/BatchColumns.h"
+#include "exec/adapters/store/BatchColumns.h"
 
 namespace vorn {
 

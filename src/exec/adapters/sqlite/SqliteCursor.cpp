@@ -3,63 +3,53 @@
 #include <new>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
-#include "exec/adapters/sqlite/SqliteConnection.h"
 #include "exec/adapters/sqlite/SqliteError.h"
 
 namespace vorn {
 
-SqliteCursor::SqliteCursor(SqliteConnection& connection, SqliteStatement statement)
-    : m_connection(&connection), m_statement(std::move(statement)) {
-  connection.addCursor(this);
+SqliteCursor::SqliteCursor(SqliteDatabase& database, SqliteStatement statement)
+    : m_database(database), m_statement(std::move(statement)) {
+  database.addCursor(this);
 }
 
 SqliteCursor::~SqliteCursor() {
-  end();
+  end({});
 }
 
 ExecResult SqliteCursor::start() {
-  step();
+  m_atRow = step();
   // Known only now: a statement is prepared again in its first step if the schema has changed.
-  if (m_state == State::AtRow) m_columns = sqlite3_data_count(m_statement.get());
-  return m_failure;
-}
-
-void SqliteCursor::step() noexcept {
-  note(sqlite3_step(m_statement.get()));
-}
-
-// Takes note of what a step came to.
-void SqliteCursor::note(int code) noexcept {
-  if (code == SQLITE_ROW) {
-    m_state = State::AtRow;
-    return;
-  }
-  if (code != SQLITE_DONE) m_failure = sqliteFailure(sqlite3_db_handle(m_statement.get()));
-  end();
-}
-
-void SqliteCursor::fail(ExecResult failure) noexcept {
-  m_failure = std::move(failure);
-  end();
+  if (m_atRow) m_columns = sqlite3_data_count(m_statement.get());
+  return failure();
 }
 
 // The statement goes back as soon as its last row was seen, and with it the snapshot it holds.
-void SqliteCursor::end() noexcept {
-  m_state = State::Ended;
-  if (m_connection == nullptr) return;
-  m_connection->removeCursor(this);
-  m_connection->finish(std::move(m_statement));
-  m_connection = nullptr;
+bool SqliteCursor::step() noexcept {
+  const int code = sqlite3_step(m_statement.get());
+  if (code == SQLITE_ROW) return true;
+  end(code == SQLITE_DONE ? ExecResult() : sqliteFailure(m_database.handle()));
+  return false;
 }
 
-// The text is short enough to stand in the string itself.
-void SqliteCursor::detach() noexcept {
-  constexpr auto kCode = static_cast<std::uint32_t>(LayerError::ConnectionLost);
-  m_failure = {1, makeErrorCode(ErrorFamily::Layer, kCode), std::string("connection lost")};
-  m_state = State::Ended;
+bool SqliteCursor::take(std::vector<RowValue>& row) {
+  if (!m_atRow && !step()) return false;
+  m_atRow = false;
+  readRow(row);
+  return true;
+}
+
+void SqliteCursor::letGo() noexcept {
+  // A statement that has written rows, but not returned them all, would be kept by its end.
+  if (!m_statement.readOnly() && sqlite3_stmt_busy(m_statement.get()) != 0) {
+    sqlite3_interrupt(m_database.handle());
+    sqlite3_step(m_statement.get());
+  }
+  m_database.removeCursor(this);
+  m_database.finish(std::move(m_statement));
+}
+
+void SqliteCursor::forget() noexcept {
   m_statement = {};
-  m_connection = nullptr;
 }
 
 namespace {
@@ -92,58 +82,6 @@ void SqliteCursor::readRow(std::vector<RowValue>& row) {
     } else {
       readBytes(value, type, *target);
     }
-  }
-}
-
-StoreCursor::Fetch SqliteCursor::fetch(std::vector<RowValue>& row, ExecResult& failure) {
-  try {
-    if (m_state == State::BetweenRows) {
-      const int code = sqlite3_step(m_statement.get());
-      if (code == SQLITE_ROW) {
-        readRow(row);
-        return Fetch::Row;
-      }
-      note(code);
-    }
-    return fetchAtEdge(row, failure);
-  } catch (...) {
-    m_buffered = false;  // no row may follow one that is missing
-    fail(outOfMemory());
-    throw;
-  }
-}
-
-// The first row, to which start() has stepped, and everything from the last one on.
-StoreCursor::Fetch SqliteCursor::fetchAtEdge(std::vector<RowValue>& row, ExecResult& failure) {
-  if (m_state == State::AtRow) {
-    readRow(row);
-    m_state = State::BetweenRows;
-    return Fetch::Row;
-  }
-  if (m_buffered && m_buffer.pop(row)) return Fetch::Row;
-  if (m_failure.succeeded()) return Fetch::End;
-  failure = m_failure;
-  return Fetch::Failed;
-}
-
-void SqliteCursor::drain() noexcept {
-  m_buffered = true;
-  try {
-    std::vector<RowValue> row;
-    while (m_state != State::Ended) {
-      if (m_state == State::AtRow) {
-        readRow(row);
-        m_buffer.push(row);
-      }
-      step();
-    }
-  } catch (...) {
-    // A statement that has written rows, but not returned them all, would be kept by its end.
-    if (!m_statement.readOnly()) {
-      sqlite3_interrupt(sqlite3_db_handle(m_statement.get()));
-      sqlite3_step(m_statement.get());
-    }
-    fail(outOfMemory());
   }
 }
 

@@ -3,7 +3,8 @@
 #include <atomic>
 #include <utility>
 
-#include "exec/adapters/LayerError.h"
+#include "common/ascii.h"
+#include "exec/adapters/base/Failure.h"
 #include "exec/adapters/sqlite/SqliteConnection.h"
 
 namespace vorn {
@@ -15,8 +16,7 @@ std::string memoryUri(const std::string& sessionName) {
   static std::atomic<unsigned> serial{0};
   std::string uri = "file:/vorn-" + std::to_string(++serial) + "-";
   for (const char c : sessionName) {
-    const bool plain = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    uri += plain ? c : '_';
+    uri += ascii::isLetter(c) || ascii::isDigit(c) ? c : '_';
   }
   return uri + "?vfs=memdb";
 }
@@ -32,14 +32,14 @@ ExecResult readLocation(const std::string& location, const std::string& sessionN
   std::string path = location;
   if (path.rfind("//", 0) == 0) {
     if (path.size() < 3 || path[2] != '/') {
-      return makeFailure(LayerError::InvalidUrl,
+      return makeFailure(Failure::InvalidUrl,
                          "a sqlite URL names no host: write sqlite:/path or sqlite:path");
     }
     path.erase(0, 2);
   }
   ExecResult result = percentDecode(path, settings.file);
   if (result.succeeded() && settings.file.empty()) {
-    result = makeFailure(LayerError::InvalidUrl, "the sqlite URL names no file");
+    result = makeFailure(Failure::InvalidUrl, "the sqlite URL names no file");
   }
   return result;
 }

@@ -4,21 +4,11 @@
 #include <mutex>
 #include <string>
 
-#include "exec/adapters/Store.h"
-#include "exec/adapters/StoreUrl.h"
-
-struct sqlite3;
+#include "exec/adapters/sqlite/SqliteSettings.h"
+#include "exec/adapters/store/StoreDriver.h"
+#include "exec/adapters/store/StoreUrl.h"
 
 namespace vorn {
-
-/// How the connections of one SQLite store are opened.
-struct SqliteSettings {
-  std::string file;  ///< a path, or a file: URI for a database in memory
-  bool isUri = false;
-  std::uint32_t busyTimeout = 5000;  ///< milliseconds
-  std::string journalMode = "wal";
-  std::string synchronous = "full";
-};
 
 /// Makes the driver of `sqlite:<path>` and `sqlite::memory:`.
 ExecResult makeSqliteDriver(StoreUrl& url, const std::string& sessionName,

@@ -5,7 +5,7 @@
 #include <new>
 #include <string>
 
-#include "exec/adapters/LayerError.h"
+#include "exec/adapters/base/Failure.h"
 
 namespace vorn {
 
@@ -146,11 +146,43 @@ ExecResult sqliteFailure(int extendedCode) {
                      sqlite3_errstr(extendedCode));
 }
 
-const char* sqliteErrorName(std::uint32_t code) {
+std::string describeSqliteError(std::uint32_t code) {
+  std::string description = std::to_string(code);
   for (const NamedCode& named : kNamedCodes) {
-    if (static_cast<std::uint32_t>(named.code) == code) return named.name;
+    if (static_cast<std::uint32_t>(named.code) == code) description.append(" ").append(named.name);
   }
-  return nullptr;
+  return description;
+}
+
+ErrorClass classifySqliteError(std::uint32_t code) noexcept {
+  switch (code & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_PROTOCOL:
+      return ErrorClass::Retry;
+    case SQLITE_CANTOPEN:
+      return ErrorClass::ConnectionLost;
+    case SQLITE_INTERRUPT:
+      return ErrorClass::Timeout;
+    case SQLITE_CONSTRAINT:
+      return ErrorClass::Constraint;
+    case SQLITE_ERROR:
+    case SQLITE_SCHEMA:
+      return ErrorClass::Statement;
+    case SQLITE_TOOBIG:
+    case SQLITE_MISMATCH:
+    case SQLITE_RANGE:
+      return ErrorClass::Value;
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+    case SQLITE_READONLY:
+      return ErrorClass::Permission;
+    case SQLITE_NOMEM:
+    case SQLITE_FULL:
+      return ErrorClass::Resource;
+    default:
+      return ErrorClass::Other;
+  }
 }
 
 }  // namespace vorn

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "vorn/platform/data_session.h"
+#include "vorn/platform/stores.h"
 
 struct sqlite3;
 
@@ -13,7 +17,10 @@ ExecResult sqliteFailure(sqlite3* database) noexcept;
 /// The same for a result code that did not come with a message.
 ExecResult sqliteFailure(int extendedCode);
 
-/// @return the name of an extended result code, such as "SQLITE_CONSTRAINT_UNIQUE", or null
-const char* sqliteErrorName(std::uint32_t code);
+/// @return an extended result code and its name: "2067 SQLITE_CONSTRAINT_UNIQUE"
+std::string describeSqliteError(std::uint32_t code);
+
+/// @return what an extended result code asks of the caller
+ErrorClass classifySqliteError(std::uint32_t code) noexcept;
 
 }  // namespace vorn

@@ -1,32 +1,19 @@
 #include "exec/adapters/sqlite/SqliteFile.h"
 
-#include <pthread.h>
 #include <sys/stat.h>
 
 #include <atomic>
 
-#include "vorn/platform/logging.h"
+#include "common/log_line.h"
+#include "exec/adapters/base/ProcessEpoch.h"
 
 namespace vorn {
-
-namespace {
-
-std::atomic<unsigned> forks{0};
-
-// Counts the forks that led to this process.
-unsigned epoch() {
-  static const int registered = pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1); });
-  static_cast<void>(registered);
-  return forks.load();
-}
-
-}  // namespace
 
 // One file that connections of this process have or had open. Entries are only ever added, and without a
 // lock: a fork may come at any moment, and the child reads what the other threads have left.
 struct SqliteFile::Entry {
   Identity identity;
-  unsigned epoch = 0;  ///< of the process whose connections are counted
+  std::uint32_t epoch = 0;  ///< of the process whose connections are counted
   std::atomic<unsigned> connections{0};
   std::atomic<bool> reported{false};
   Entry* next = nullptr;
@@ -41,7 +28,7 @@ SqliteFile::Identity SqliteFile::identify(const std::string& path) noexcept {
 }
 
 SqliteFile::Entry* SqliteFile::enter(const Identity& identity) {
-  const unsigned now = epoch();
+  const std::uint32_t now = ProcessEpoch::current();
   for (Entry* entry = Entry::s_first.load(); entry != nullptr; entry = entry->next) {
     if (entry->epoch != now || !(entry->identity == identity)) continue;
     // The number of an inode is used again when its file is gone.
@@ -59,7 +46,7 @@ SqliteFile::Entry* SqliteFile::enter(const Identity& identity) {
 }
 
 bool SqliteFile::isOpenInParent(const std::string& path) noexcept {
-  const unsigned now = epoch();
+  const std::uint32_t now = ProcessEpoch::current();
   if (now == 0) return false;
   const Identity identity = identify(path);
   if (identity.inode == 0) return false;
@@ -105,11 +92,10 @@ bool SqliteFile::wholeInPlace(sqlite3* database) const noexcept {
 void SqliteFile::reportMoved(sqlite3* database) const noexcept {
   if (m_entry == nullptr || m_entry->reported.exchange(true)) return;
   try {
-    Logger::info(
-        LogScrubber::scrub("[VORNLib]the file of an SQLite store was moved, replaced or deleted under its "
-                           "connections; they are closed, and the next one opens it anew: " +
-                           std::string(sqlite3_db_filename(database, "main"))),
-        {"SqliteFile", "reportMoved", __LINE__});
+    Logger::info(taggedLine("the file of an SQLite store was moved, replaced or deleted under its "
+                            "connections; they are closed, and the next one opens it anew: " +
+                            std::string(sqlite3_db_filename(database, "main"))),
+                 {"SqliteFile", "reportMoved", __LINE__});
   } catch (...) {
     m_entry->reported = false;  // there is no memory for the line; the next connection says it
   }

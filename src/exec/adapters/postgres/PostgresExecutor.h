@@ -1,0 +1,99 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "exec/adapters/postgres/PostgresChannel.h"
+#include "exec/adapters/postgres/PostgresResult.h"
+#include "exec/adapters/store/BufferedCursor.h"
+
+namespace vorn {
+
+/// Runs statements one after another over a channel, each to the end of its answer.
+///
+/// Invariants:
+/// 1. Between two calls the channel is at rest, or its answer is Streaming to the cursor that is set, or it
+/// is
+///    the rest of a read that was GivenUp inside a transaction. Otherwise an exception has cut off a
+///    conversation, and the executor is not usable.
+/// 2. A statement is asked after the answer before it was taken whole: the rest of a streaming cursor moves
+///    into memory, the rest of a read that was given up is dropped.
+/// 3. The session counts as changed from before a statement that may change it is sent until a reset of the
+///    session has succeeded.
+class PostgresExecutor {
+ public:
+  PostgresExecutor(std::unique_ptr<PostgresChannel> channel, bool alwaysReset);
+  ~PostgresExecutor();
+  PostgresExecutor(const PostgresExecutor&) = delete;
+  PostgresExecutor& operator=(const PostgresExecutor&) = delete;
+
+  PostgresChannel& channel() noexcept { return *m_channel; }
+
+  bool usable() noexcept;
+  bool inTransaction() const noexcept;
+
+  /// Breaks the channel; its cursor fails.
+  void giveUp() noexcept;
+
+  /// Moves what the streaming cursor has not delivered yet into memory.
+  void drainCursor() noexcept;
+
+  /// Drops the rest of a read that was given up, if there is one and it does not take long.
+  /// @return false when it did; the executor is then given up
+  bool dropGivenUp() noexcept;
+
+  /// Makes the channel ready for a question, by taking what is left of the answer before it.
+  /// @return a failure when that cannot be done
+  ExecResult makeReady();
+
+  /// Makes ready and asks a statement.
+  ExecResult send(const std::string& sql);
+
+  /// Takes note that a statement may change the session.
+  void noteStatement(const std::string& sql);
+
+  bool sessionChanged() const noexcept { return m_sessionChanged; }
+  void setSessionReset() noexcept { m_sessionChanged = false; }
+
+  /// Takes what is left of the answer, `result` first, up to its end. Rows are dropped, and a copy that the
+  /// statement asks for is refused.
+  /// @param rows  where to add the number of rows written, or null
+  ExecResult finish(PostgresResult result, std::uint64_t* rows = nullptr);
+
+  /// Takes the whole answer.
+  ExecResult finish(std::uint64_t* rows = nullptr);
+
+  /// @return the outcome, or a failure for a statement that was to keep a transaction and rolled it back
+  ExecResult checkKept(const std::string& sql, ExecResult outcome) const;
+
+  /// @return the number of rows that the statement of an outcome has written
+  static std::uint64_t rowsWritten(PGresult* result);
+
+  /// For the cursor that waits for rows of the server: from its start to the end of the answer, or to
+  /// abandonRead().
+  void startStreaming(BufferedCursor* cursor) noexcept;
+  void stopStreaming() noexcept;
+
+  /// Gets rid of what is left of a read whose cursor has stopped streaming. What is here within its patience
+  /// is taken. After that, inside a transaction the rows are left until the connection is needed; outside of
+  /// one the connection is closed, and with it the read's own transaction.
+  /// @return a failure when the read did not come to its end
+  ExecResult abandonRead();
+
+ private:
+  enum class Answer : unsigned char { Taken, Streaming, GivenUp };
+
+  ExecResult sendCopy(const std::string& sql);
+  ExecResult refuseCopy(ExecStatusType status);
+  void detachCursor() noexcept;
+
+  std::unique_ptr<PostgresChannel> m_channel;
+  const bool m_alwaysReset;
+  Answer m_answer = Answer::Taken;
+  BufferedCursor* m_cursor = nullptr;  ///< set while Streaming
+  bool m_transactionBefore = false;    ///< whether a transaction was open when the last statement was sent
+  bool m_rolledBack = false;           ///< whether the last statement that succeeded ended in a rollback
+  bool m_sessionChanged = false;
+};
+
+}  // namespace vorn

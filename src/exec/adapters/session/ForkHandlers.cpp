@@ -1,0 +1,57 @@
+#include "exec/adapters/session/ForkHandlers.h"
+
+#include <pthread.h>
+
+#include <new>
+
+#include "exec/adapters/base/ProcessEpoch.h"
+#include "exec/adapters/kinds/StoreKinds.h"
+#include "exec/adapters/platform/Logging.h"
+#include "exec/adapters/session/StatementStatistics.h"
+#include "exec/adapters/session/StoreTable.h"
+#include "exec/adapters/session/ThreadContext.h"
+
+namespace vorn {
+
+namespace {
+
+void lockAll() {
+  StoreTable::instance().lock();
+  StoreKinds::lock();
+  ThreadContext::lockAll();
+  lockStatementStatistics();
+  lockLogSinks();
+}
+
+void unlockAll() {
+  unlockLogSinks();
+  unlockStatementStatistics();
+  ThreadContext::unlockAll();
+  StoreKinds::unlock();
+  StoreTable::instance().unlock();
+}
+
+// The thread's own connections come first: closing one takes locks, and may log.
+void beforeFork() {
+  ThreadContext::prepareFork();
+  lockAll();
+  StoreTable::instance().closeIdleBeforeFork();
+}
+
+void afterForkInChild() {
+  ProcessEpoch::beginInChild();
+  StoreTable::instance().forgetParent();
+  unlockAll();
+}
+
+}  // namespace
+
+bool installForkHandlers() {
+  // Whatever is locked exists from now on: a handler has nobody to report a failure to.
+  lockAll();
+  unlockAll();
+  if (pthread_atfork(beforeFork, unlockAll, afterForkInChild) != 0) throw std::bad_alloc();
+  return true;
+}
+
+}  // namespace vorn

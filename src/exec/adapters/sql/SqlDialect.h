@@ -1,0 +1,16 @@
+#pragma once
+
+namespace vorn {
+
+/// What a text scanner has to know of a store's SQL beyond what all stores share: literals in single quotes,
+/// names in double quotes, comments of both forms. Each store has one constant of this type.
+struct SqlDialect {
+  char parameterMark;            ///< goes before a parameter's number: ?1, $1
+  bool backquotedNames = false;  ///< `name`
+  bool bracketedNames = false;   ///< [name]
+  bool nestedComments = false;   ///< comments in slashes may hold others
+  bool escapedLiterals = false;  ///< E'…', in which a backslash takes the next byte with it
+  bool dollarQuotes = false;     ///< $$…$$ and $tag$…$tag$
+};
+
+}  // namespace vorn

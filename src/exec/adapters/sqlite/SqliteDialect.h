@@ -1,0 +1,10 @@
+#pragma once
+
+#include "exec/adapters/sql/SqlDialect.h"
+
+namespace vorn {
+
+inline constexpr SqlDialect kSqliteDialect{
+    .parameterMark = '?', .backquotedNames = true, .bracketedNames = true};
+
+}  // namespace vorn

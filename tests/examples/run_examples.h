@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cassert>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "vorn/vorn.h"
+
+/// One example of a public header. `db` works on a store of its own, where the table alarm is; `text` is a
+/// text from outside the program.
+struct Example {
+  const char* place;
+  void (*run)(CVORN* db, const std::string& text);
+};
+
+/// Runs each example. An example fails by an assertion, or by a line that the library logs.
+/// @return the program's exit status
+int runExamples(const std::vector<Example>& examples);
