@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <locale>
 #include <random>
@@ -53,6 +54,22 @@ inline unsigned testSeed() {
   std::printf("repeat with VORN_TEST_SEED=%u\n", seed);
   return seed;
 }
+
+/// A directory that is gone with the object.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory() {
+    if (mkdtemp(m_path.data()) == nullptr) std::abort();
+  }
+  ~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+  std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+ private:
+  std::string m_path = (std::filesystem::temp_directory_path() / "vorn-test-XXXXXX").string();
+};
 
 /// The process writes 1234.5 as 1.234,5 while this lives.
 class CommaLocale {

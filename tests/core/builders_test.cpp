@@ -3,6 +3,7 @@
 #include "vorn/dropper.h"
 #include "vorn/inserter.h"
 #include "vorn/selector.h"
+#include "vorn/sqlite_util.h"
 #include "vorn/updater.h"
 
 namespace {
@@ -112,6 +113,14 @@ TEST_F(BuildersTest, RawStatementTablesAndColumns) {
   EXPECT_EQ(raw.toString(), "");
   const CVORNColumn column("t", "x");
   EXPECT_EQ(column.getTableName() + '|' + column.getColumnName() + '|' + column.toString(), "t|.x|t.x");
+}
+
+TEST_F(BuildersTest, UtilityDoublesSingleQuotesOnly) {
+  CSQLiteUtil* const util = CSQLiteUtil::getInstance();
+  EXPECT_EQ(CSQLiteUtil::getInstance(), util);
+  EXPECT_EQ(
+      util->replaceSpecialChar('\'') + util->replaceSpecialChar('a') + util->replaceSpecialChar("it's\\\""),
+      "''ait''s\\\"");
 }
 
 TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {

@@ -24,7 +24,8 @@ struct ReaderTest : scripted::PlatformTest {
       std::string front;
       Value value = initial;
       CVORNNull null;
-      int behind = 0, last = 0;
+      int behind = 0;
+      int last = 0;
       reader >> front >> null >> value >> behind >> last;
       std::ostringstream result;
       result.imbue(std::locale::classic());

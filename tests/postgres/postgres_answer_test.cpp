@@ -5,6 +5,7 @@
 
 #include "faults/Loopback.h"
 #include "postgres/PostgresTest.h"
+#include "postgres_retry.h"
 
 namespace {
 
@@ -107,6 +108,41 @@ TEST_F(PostgresAnswer, NotificationsAreTakenWhileTheConnectionIsHeld) {
     ASSERT_EQ(rowsOf(db, "select 1"), "1");
   }
   EXPECT_LT(residentKilobytes() - before, 8192);
+}
+
+TEST_F(PostgresAnswer, TransactionIsRetriedAsThePageShows) {
+  useStore(m_url + "?options=-c%20default_transaction_isolation%3Dserializable");
+  ASSERT_EQ(run(db, "create table t as select 0 as n"), kSuccess);
+  int attempts = 0;
+  const auto work = [&](CVORN& store) {
+    const std::string seen = rowsOf(&store, "select n + 1 from t");
+    if (++attempts == 1) {
+      EXPECT_EQ(onAnotherThread([this] { return run(db, "update t set n = 5"); }), kSuccess);
+    }
+    return store.execWriteSQL(raw("update t set n = " + seen));
+  };
+  EXPECT_EQ(runInTransaction(database, work), 0U);
+  EXPECT_EQ(rowsOf(db, "select n from t"), "6");
+  EXPECT_EQ(attempts, 2);
+}
+
+TEST_F(PostgresAnswer, CertificatesAreCheckedAsTheUriAsks) {
+  const TemporaryDirectory directory;
+  const std::string own = directory.file("own");
+  const std::string other = directory.file("other");
+  for (const std::string& file : {own, other}) {
+    ASSERT_EQ(std::system((VORN_TEST_SOURCES "/postgres/make_certificate.sh " + file).c_str()), 0);
+  }
+  const PostgresServer server("ssl=on\nssl_cert_file='" + own + "'\nssl_key_file='" + own + ".key'\n");
+  const std::string refused = "postgresql 08001 sqlclient_unable_to_establish_sqlconnection";
+  const std::pair<std::string, std::string> cases[] = {{"sslmode=verify-full&sslrootcert=" + own, "true"},
+                                                       {"sslmode=disable", "false"},
+                                                       {"sslmode=verify-ca&sslrootcert=" + other, refused},
+                                                       {"sslmode=verify-full&sslrootcert=/nowhere", refused}};
+  for (const auto& [options, outcome] : cases) {
+    useStore(server.url() + "?" + options);
+    EXPECT_EQ(rowsOf(db, "select ssl from pg_stat_ssl where pid = pg_backend_pid()"), outcome) << options;
+  }
 }
 
 }  // namespace

@@ -124,7 +124,8 @@ FunctionTrace::FunctionTrace(const SourceLocation& location) {
 }
 
 std::uint32_t currentProcessId() {
-  return ++platform().processIdCalls, platform().processId;
+  ++platform().processIdCalls;
+  return platform().processId;
 }
 
 std::string escapeSingleQuotes(const std::string& text) {

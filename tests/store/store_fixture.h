@@ -51,9 +51,9 @@ inline std::string run(CVORN* db, const std::string& sql) {
 }
 
 /// @return the rows of a query, fields joined by '|', rows by ';', or the description of the failure
-inline std::string rowsOf(CVORN* db, const CVORNBase& query, int columns) {
+inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) {
   CVORNReader reader;
-  const unsigned long code = db->execReadSQL(query, reader);
+  const unsigned long code = db->execReadSQL(raw(sql), reader);
   if (code != 0) return describe(code);
   std::string rows;
   while (reader.hasNextElement()) {
@@ -68,10 +68,6 @@ inline std::string rowsOf(CVORN* db, const CVORNBase& query, int columns) {
   return rows;
 }
 
-inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) {
-  return rowsOf(db, raw(sql), columns);
-}
-
 inline const std::string kSuccess = "success";
 
 // A thread of its own, so that nothing of the caller's sessions is shared.
@@ -79,22 +75,6 @@ template <typename Work>
 auto onAnotherThread(Work work) {
   return std::async(std::launch::async, work).get();
 }
-
-/// A directory that is gone with the object.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    if (mkdtemp(m_path.data()) == nullptr) std::abort();
-  }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-  }
-  std::string file(const std::string& name) const { return m_path + "/" + name; }
-
- private:
-  std::string m_path = (std::filesystem::temp_directory_path() / "vorn-test-XXXXXX").string();
-};
 
 /// Collects log lines while it lives.
 class LogCapture {
