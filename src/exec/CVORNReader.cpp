@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The number of rows that the reader tells the data-access layer it will want.
+/// The number of rows that the reader announces to the data-access layer.
 constexpr int kFetchHint = 100;
 
 }  // namespace

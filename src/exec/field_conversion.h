@@ -16,7 +16,7 @@ namespace vorn {
 // definition, and convertDirectly() a short cut for the fields whose result is certain to be the same.
 
 /// Implements the conversion documented at CVORNReader::operator>>(Target&).
-/// @param text  not empty, with a zero byte behind it
+/// @param text  not empty, with a zero byte after it
 void convertText(std::string_view text, char& target);
 void convertText(std::string_view text, short& target);
 void convertText(std::string_view text, int& target);

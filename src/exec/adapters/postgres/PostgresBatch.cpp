@@ -9,9 +9,9 @@
 #include "exec/adapters/postgres/PostgresBinaryCopy.h"
 #include "exec/adapters/postgres/PostgresDialect.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "exec/adapters/postgres/PostgresLiteral.h"
-#include "exec/adapters/postgres/PostgresStatementKind.h"
 #include "exec/adapters/postgres/PostgresTextCopy.h"
+#include "exec/adapters/postgres/postgres_literal.h"
+#include "exec/adapters/postgres/statement_effects.h"
 #include "exec/adapters/store/BatchScope.h"
 #include "exec/adapters/store/BatchText.h"
 

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "exec/adapters/postgres/PostgresCopyBuffer.h"
-#include "exec/adapters/postgres/PostgresOid.h"
+#include "exec/adapters/postgres/postgres_oid.h"
 
 namespace vorn {
 

@@ -6,7 +6,7 @@
 #include "exec/adapters/postgres/PostgresBatch.h"
 #include "exec/adapters/postgres/PostgresCursor.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "exec/adapters/postgres/PostgresStatementKind.h"
+#include "exec/adapters/postgres/statement_effects.h"
 
 namespace vorn {
 

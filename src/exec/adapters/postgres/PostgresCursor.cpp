@@ -7,7 +7,7 @@
 
 #include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
-#include "exec/adapters/postgres/PostgresOid.h"
+#include "exec/adapters/postgres/postgres_oid.h"
 
 namespace vorn {
 

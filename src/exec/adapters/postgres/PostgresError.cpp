@@ -64,7 +64,7 @@ bool isWord(const std::string& text) {
   return std::all_of(text.begin(), text.end(), ascii::isIdentifierByte);
 }
 
-// From behind the first quotation mark to the last: the server quotes as its language does. Twice the end of
+// From after the first quotation mark to the last: the server quotes as its language does. Twice the end of
 // the message where there are none.
 std::pair<std::size_t, std::size_t> quotedPart(const std::string& message) {
   std::size_t open = message.size();
@@ -135,7 +135,7 @@ bool isAboutValue(std::string_view state) {
   return (state.substr(0, 2) == "22" && state != kWrongEncoding) || state.substr(0, 2) == "54";
 }
 
-// Where "ABCDE: " begins behind a severity and two blanks, as verbose messages have it; npos for nowhere. The
+// Where "ABCDE: " begins after a severity and two blanks, as verbose messages have it; npos for nowhere. The
 // last one counts: it is of the last host that was tried.
 std::size_t stateInMessage(const std::string& message) {
   for (std::size_t at = message.rfind(":  "); at != std::string::npos && at > 0;

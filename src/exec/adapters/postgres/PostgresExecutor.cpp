@@ -7,7 +7,7 @@
 
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresError.h"
-#include "exec/adapters/postgres/PostgresStatementKind.h"
+#include "exec/adapters/postgres/statement_effects.h"
 
 namespace vorn {
 

@@ -13,8 +13,7 @@ namespace vorn {
 ///
 /// Invariants:
 /// 1. Between two calls the channel is at rest, or its answer is Streaming to the cursor that is set, or it
-/// is
-///    the rest of a read that was GivenUp inside a transaction. Otherwise an exception has cut off a
+///    is the rest of a read that was GivenUp inside a transaction. Otherwise an exception has cut off a
 ///    conversation, and the executor is not usable.
 /// 2. A statement is asked after the answer before it was taken whole: the rest of a streaming cursor moves
 ///    into memory, the rest of a read that was given up is dropped.

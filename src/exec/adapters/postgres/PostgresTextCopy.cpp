@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "exec/adapters/postgres/PostgresCopyBuffer.h"
-#include "exec/adapters/postgres/PostgresLiteral.h"
+#include "exec/adapters/postgres/postgres_literal.h"
 
 namespace vorn {
 

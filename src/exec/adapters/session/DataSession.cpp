@@ -6,9 +6,9 @@
 #include "common/log_line.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/base/OwnedByProcess.h"
-#include "exec/adapters/session/ForkHandlers.h"
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/ThreadContext.h"
+#include "exec/adapters/session/fork_handlers.h"
 #include "exec/adapters/sql/TransactionText.h"
 #include "vorn/platform/row_value.h"
 
@@ -16,14 +16,14 @@ namespace vorn {
 
 namespace {
 
-// The rows before the failure were handed out already, so only the log and lastResult() can tell.
+// The rows before the failure were handed out already, so only the log and lastResult() can say so.
 void logBrokenRead(const char* what, const ExecResult& failure) noexcept {
   try {
     Logger::error(static_cast<std::uint32_t>(failure.errorCode()),
                   taggedLine(std::string(what) + ": " + failure.detail().value_or("")),
                   {"DataSession", "fetchRow", __LINE__});
   } catch (...) {
-    // Without memory for the line the failure is told by its code alone.
+    // Without memory for the line the failure is known by its code alone.
     return;
   }
 }

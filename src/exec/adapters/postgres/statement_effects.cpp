@@ -1,4 +1,4 @@
-#include "exec/adapters/postgres/PostgresStatementKind.h"
+#include "exec/adapters/postgres/statement_effects.h"
 
 #include <algorithm>
 #include <array>

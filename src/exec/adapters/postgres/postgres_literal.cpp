@@ -1,4 +1,4 @@
-#include "exec/adapters/postgres/PostgresLiteral.h"
+#include "exec/adapters/postgres/postgres_literal.h"
 
 #include <algorithm>
 #include <charconv>

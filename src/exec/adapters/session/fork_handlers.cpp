@@ -1,4 +1,4 @@
-#include "exec/adapters/session/ForkHandlers.h"
+#include "exec/adapters/session/fork_handlers.h"
 
 #include <pthread.h>
 
