@@ -80,10 +80,10 @@ class ScenarioTest : public StoreTest {
   }
 
   std::string runInChild(const std::vector<Step>& steps) {
+    std::fflush(stdout);  // or the child would write it again
     const bool passes = holdsInChild([&] {
       alarm(60);
       runAll(steps);
-      std::cout.flush();
       std::fflush(stdout);
       return !HasFailure();
     });
