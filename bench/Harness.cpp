@@ -1,63 +1,106 @@
 #include "Harness.h"
 
 #include <algorithm>
-#include <chrono>
-#include <ctime>
+#include <cstdio>
+#include <exception>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 namespace bench {
 
 namespace {
 
-double processorSeconds() {
+double secondsOf(clockid_t clock) {
   timespec time{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  clock_gettime(clock, &time);
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const std::size_t middle = values.size() / 2;
+  return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 }  // namespace
 
-Harness::Round Harness::runRound(Competitor& competitor) {
-  competitor.prepare();
-  const double cpuBefore = processorSeconds();
-  const auto before = std::chrono::steady_clock::now();
-  competitor.run();
-  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - before;
-  const double cpuSeconds = processorSeconds() - cpuBefore;
-  return {seconds.count(), cpuSeconds, competitor.finish()};
+int Harness::runProgram(int argc, char** argv, const std::string& store, void (*work)(Harness&)) {
+  try {
+    Harness harness(store, Options::parse(argc, argv));
+    work(harness);
+    return 0;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], failure.what());
+    return 1;
+  }
+}
+
+Harness::Harness(std::string store, Options options)
+    : m_store(std::move(store)), m_options(std::move(options)) {
+  if (m_options.json.empty()) return;
+  m_results.open(m_options.json);
+  if (!m_results) throw std::runtime_error("cannot write " + m_options.json);
 }
 
 void Harness::measure(Workload& workload) {
+  auto& competitors = workload.competitors;
   if (!m_options.competitor.empty()) {
-    std::erase_if(workload.competitors,
-                  [this](const auto& one) { return one->name() != m_options.competitor; });
-    if (workload.competitors.empty()) return;
+    std::erase_if(competitors, [this](auto& one) { return one.name != m_options.competitor; });
+    if (competitors.empty()) return;
   }
-  std::vector<Series> series;
-  for (const auto& competitor : workload.competitors) series.push_back({competitor->name(), {}, {}, {}});
-  std::vector<std::size_t> order(workload.competitors.size());
+  std::vector<std::size_t> order(competitors.size());
   std::iota(order.begin(), order.end(), 0U);
-
-  std::uint64_t checksum = 0;
-  const int rounds = std::min(m_options.rounds, workload.rounds > 0 ? workload.rounds : m_options.rounds);
-  for (int round = 0; round <= rounds; ++round) {
-    for (const std::size_t index : order) {
-      const Round result = runRound(*workload.competitors[index]);
-      if (round == 0 && index == order.front()) checksum = result.outcome.checksum;
-      if (result.outcome.checksum != checksum) {
-        throw std::runtime_error(workload.group + '/' + workload.name + ": '" + series[index].name +
-                                 "' came to other data than the others");
-      }
-      if (round == 0) continue;
-      series[index].seconds.push_back(result.seconds);
-      series[index].cpuSeconds.push_back(result.cpuSeconds);
-      if (!workload.sideUnit.empty()) series[index].side.push_back(result.outcome.side);
+  for (int round = 0; round <= std::min(m_options.rounds, workload.mostRounds); ++round) {
+    for (const std::size_t index : order) runRound(workload, competitors[index], round > 0);
+    for (const Competitor& competitor : competitors) {
+      if (competitor.checksum == competitors.front().checksum) continue;
+      throw std::runtime_error(workload.group + '/' + workload.name + ": '" + competitor.name +
+                               "' came to other data than the others");
     }
     std::shuffle(order.begin(), order.end(), m_random);
   }
-  m_reporter.report({workload.group, workload.name, workload.unit, workload.operations, workload.parameters,
-                     workload.sideUnit, std::move(series)});
+  report(workload);
+}
+
+void Harness::runRound(const Workload& workload, Competitor& competitor, bool counts) {
+  Checksum checksum;
+  competitor.prepare();
+  const double before = secondsOf(workload.clock);
+  competitor.run(checksum);
+  const double seconds = secondsOf(workload.clock) - before;
+  const double side = competitor.finish(checksum);
+  competitor.checksum = checksum.value();
+  if (!counts) return;
+  competitor.seconds.push_back(seconds);
+  competitor.side.push_back(side);
+}
+
+void Harness::report(const Workload& workload) {
+  const double library = median(workload.competitors.front().seconds);
+  std::printf("%s: %s\n", workload.group.c_str(), workload.name.c_str());
+  for (const Competitor& competitor : workload.competitors) {
+    const double seconds = median(competitor.seconds);
+    std::printf("  %-30s %12.1f ns per %-9s library / this %.3f\n", competitor.name.c_str(),
+                seconds * 1e9 / static_cast<double>(workload.operations), workload.unit.c_str(),
+                library / seconds);
+    record("series", workload.group,
+           {{"workload", workload.name},
+            {"unit", workload.unit},
+            {"operations", workload.operations},
+            {"panel", workload.panel},
+            {"x", workload.x},
+            {"side_unit", workload.sideUnit},
+            {"competitor", competitor.name},
+            {"seconds", competitor.seconds},
+            {"side", competitor.side}});
+  }
+  std::fflush(stdout);
+}
+
+void Harness::record(const std::string& type, const std::string& group, nlohmann::json fields) {
+  fields.update({{"type", type}, {"store", m_store}, {"group", group}});
+  m_results << fields.dump() << std::endl;
 }
 
 }  // namespace bench

@@ -1,64 +1,42 @@
 #include "Options.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
+#include <map>
 
 namespace bench {
 
-namespace {
-
-[[noreturn]] void usage(const char* program) {
-  std::fprintf(stderr,
-               "usage: %s [--quick] [--rounds N] [--json FILE] [--dir DIRECTORY] [--only GROUP,GROUP...]\n"
-               "       [--competitor NAME]\n",
-               program);
-  std::exit(2);
-}
-
-std::vector<std::string> splitAtCommas(const std::string& text) {
-  std::vector<std::string> parts;
-  std::istringstream stream(text);
-  for (std::string part; std::getline(stream, part, ',');) parts.push_back(part);
-  return parts;
-}
-
-}  // namespace
-
 Options Options::parse(int argc, char** argv) {
   Options options;
+  std::string rounds;
   options.directory = std::filesystem::temp_directory_path();
-  int rounds = 0;
+  const std::map<std::string, std::string*> texts{{"--json", &options.json},
+                                                  {"--dir", &options.directory},
+                                                  {"--only", &options.only},
+                                                  {"--competitor", &options.competitor},
+                                                  {"--rounds", &rounds}};
   for (int i = 1; i < argc; ++i) {
-    const std::string name = argv[i];
-    if (name == "--quick") {
+    const auto text = texts.find(argv[i]);
+    if (std::string(argv[i]) == "--quick") {
       options.quick = true;
-      continue;
+    } else if (text != texts.end() && i + 1 < argc) {
+      *text->second = argv[++i];
+    } else {
+      std::fprintf(stderr,
+                   "usage: %s [--quick] [--rounds N] [--json FILE] [--dir DIRECTORY]\n"
+                   "       [--only GROUP,GROUP...] [--competitor NAME]\n",
+                   argv[0]);
+      std::exit(2);
     }
-    if (i + 1 == argc) usage(argv[0]);
-    const std::string value = argv[++i];
-    if (name == "--json")
-      options.json = value;
-    else if (name == "--dir")
-      options.directory = value;
-    else if (name == "--competitor")
-      options.competitor = value;
-    else if (name == "--only")
-      options.only = splitAtCommas(value);
-    else if (name == "--rounds" && std::atoi(value.c_str()) > 0)
-      rounds = std::atoi(value.c_str());
-    else
-      usage(argv[0]);
   }
-  if (options.quick) options.rounds = 3;
-  if (rounds > 0) options.rounds = rounds;
+  if (rounds.empty()) rounds = options.quick ? "3" : "15";
+  options.rounds = std::max(1, std::stoi(rounds));
   return options;
 }
 
 bool Options::wants(const std::string& group) const {
-  return only.empty() || std::find(only.begin(), only.end(), group) != only.end();
+  return only.empty() || (',' + only + ',').find(',' + group + ',') != std::string::npos;
 }
 
 }  // namespace bench

@@ -1,18 +1,16 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace bench {
 
 /// What every benchmark program is told on its command line.
 struct Options {
-  int rounds = 15;
-  bool quick = false;              ///< few rounds on small data: shows that all works, measures nothing
-  std::string json;                ///< file for the results, one JSON object a line; empty for none
-  std::string directory = "/tmp";  ///< where data files are made
-  std::vector<std::string> only;   ///< groups of workloads to run; empty for all
-
+  int rounds = 0;
+  bool quick = false;      ///< few rounds on small data: shows that all works, measures nothing
+  std::string json;        ///< file for the results, one JSON object a line; empty for none
+  std::string directory;   ///< where data files are made
+  std::string only;        ///< groups of workloads to run, with commas between them; empty for all
   std::string competitor;  ///< run this one alone, under a profiler; empty for all
 
   /// Reads the command line; prints the usage and ends the process where it does not understand.

@@ -1,23 +1,16 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace bench {
 
-/// Takes up what competitors read, so that all can be seen to have read the same.
-class Checksum {
- public:
-  void add(long id, const std::string& text, int level, double ratio) {
-    m_sum += static_cast<std::uint64_t>(id) + 3 * text.size() +
-             7 * static_cast<std::uint64_t>(static_cast<unsigned char>(text.back())) +
-             11 * static_cast<std::uint64_t>(level) + 13 * static_cast<std::uint64_t>(ratio * 4);
-  }
-  std::uint64_t value() const { return m_sum; }
-
- private:
-  std::uint64_t m_sum = 0;
+/// Variables that a row is read into.
+struct SampleRow {
+  long id = 0;
+  std::string text;
+  int level = 0;
+  double ratio = 0;
 };
 
 /// The rows (id, text, level, ratio) that the workloads write and read, column by column.

@@ -65,8 +65,9 @@ class VORN_API CVORNCriterion {
 ///   assert(between.toString() == "((alarm.level >= 2) and (alarm.level <= 4))");
 ///
 ///   CVORNCriterionItem level = alarm["level"];
-///   level == 1;
-///   assert((level == 2).toString() == "((alarm.level=1)=2)");  // not what was meant
+///   CVORNCriterion first = level == 1;
+///   CVORNCriterion second = level == 2;
+///   assert(second.toString() == "((alarm.level=1)=2)");  // not what was meant
 /// @endcode
 ///
 /// **Text from outside the program** is safe with `!=`, `<=`, `>=` on texts and with like(). It is not safe

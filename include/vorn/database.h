@@ -25,6 +25,8 @@ class CVORNReader;
 ///   if (code != 0) std::cerr << vorn::describeError(code) << '\n';
 /// @endcode
 ///
+/// Threads: one thread at a time, unless the derived class says more.
+///
 /// Errors: every operation returns an error code. 0 is success, 1 is a refusal by the library itself (an
 /// empty statement, a reader without a session, columns of different lengths), and every other code comes
 /// from the data-access layer and is put into words by vorn::describeError(). Refusals and failed statements

@@ -38,4 +38,17 @@ TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
   }
 }
 
+#ifdef VORN_WITH_POSTGRES
+// The last of this program: from here on the library stays. It is not visible to what it loads.
+TEST(Unload, AModuleKeepsTheLibrary) {
+  setenv("VORN_STORE_DEFAULT", "postgresql://127.0.0.1:1/state", 1);
+  {
+    const Library library;
+    EXPECT_EQ(std::async(std::launch::async, [&] { return library.run("select 1"); }).get() >> 32, 2U);
+  }
+  { const Library again; }
+  EXPECT_TRUE(Library::isLoaded());
+}
+#endif
+
 }  // namespace

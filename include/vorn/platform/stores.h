@@ -18,7 +18,8 @@ namespace vorn {
 /// - `sqlite:<path>`;
 /// - `sqlite::memory:`, a database for each session name, which the connections of the process share, and
 ///   which is gone after unbindStores();
-/// - `postgresql://…` or `postgres://…`, a URI of libpq, in which several hosts may stand.
+/// - `postgresql://…` or `postgres://…`, a URI of libpq, in which several hosts may stand. The first such URL
+///   in the process loads the module of this kind of store.
 ///
 /// The options are query parameters of the URL. For every store they are `pool_size` (connections at most, 16
 /// by default) and `acquire_timeout_ms` (how many milliseconds a thread waits for a connection, 5000 by
@@ -39,8 +40,8 @@ namespace vorn {
 /// Threads: any thread.
 ///
 /// Errors: a failure is returned for a malformed URL, an unknown scheme, and an option that is unknown or out
-/// of range; the binding before then stays. A store that is not there is reported by the first call that
-/// needs it.
+/// of range, and for a store whose module cannot be loaded (docs/stores.md, "Modules"); the binding before
+/// then stays. A store that is not there is reported by the first call that needs it.
 VORN_API ExecResult bindStore(const std::string& sessionName, const std::string& url);
 
 /// Forgets the bindings that bindStore() has made, and closes every idle connection. A connection in use is
@@ -61,22 +62,31 @@ VORN_API void unbindStores();
 /// Threads: any thread.
 VORN_API std::string describeError(std::uint64_t code);
 
-/// What an error asks of the caller; one meaning over all stores.
+/// What an error asks of the caller. A class means the same for every store.
 enum class ErrorClass {
   Success,
   Refused,         ///< the library refused the call; the store was not asked
   Retry,           ///< serialization failure, deadlock or busy: the same work may succeed when begun again
-  ConnectionLost,  ///< no connection to the store, or it or the transaction was lost
+  ConnectionLost,  ///< there is no connection to the store, or the connection or the transaction was lost
   Timeout,         ///< a time limit has passed
-  Constraint,      ///< a constraint of the data
-  Statement,       ///< the statement is wrong: its text, its names, its place
-  Value,           ///< a value that its column or an operation cannot take
-  Permission,      ///< not allowed, or not writable
+  Constraint,      ///< the data would break a constraint
+  Statement,       ///< the statement is wrong: its text, its names, or its place in the transaction
+  Value,           ///< its column or an operation cannot take a value
+  Permission,      ///< the user may not do this, or the store cannot be written
   Resource,        ///< memory, room, connections or a module are missing
   Other
 };
 
-/// @return the class of an error code of the data-access layer; 0 is Success, 1 is Refused
+/// Says what an error code of the data-access layer asks of the caller.
+/// @code
+///   CVORNsqlstr statement;
+///   statement.assign("update alarm set level = 0");
+///   const unsigned long code = db->execWriteSQL(statement);
+///   if (vorn::errorClass(code) == vorn::ErrorClass::Retry) std::cerr << "run it again\n";
+/// @endcode
+/// @return the class of the code; Success for 0, Refused for 1
+///
+/// Threads: any thread.
 VORN_API ErrorClass errorClass(std::uint64_t code) noexcept;
 
 }  // namespace vorn

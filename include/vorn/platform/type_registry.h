@@ -102,7 +102,7 @@ struct ContainerRecord {
   /// Moves the cursor to the element before, or to null before the first one. A null cursor stays null.
   void (*previous)(void* container, ContainerCursor& cursor) = nullptr;
   /// Makes a cursor on the heap, which the caller gives to freeCursor().
-  /// @return the cursor, at the last element, or null in an empty container
+  /// @return the cursor, never null, whose element is the last one, or null in an empty container
   ContainerCursor* (*makeLastCursor)(void* container) = nullptr;
   /// Releases a cursor that makeLastCursor() made.
   void (*freeCursor)(ContainerCursor* cursor) = nullptr;
@@ -127,8 +127,6 @@ class VORN_API TypeRegistry {
   /// `name` and the `flags` of this call. Only this call takes the registry's lock.
   ///
   /// This function exists for the vectors of std::string, long, unsigned long, float and double.
-  /// @param descriptor  receives `code` and the record, and keeps its flags
-  /// @param name        a string literal
   /// @code
   ///   std::vector<long> ids{1, 2, 3};
   ///   vorn::TypedRef column{{}, &ids};
@@ -136,6 +134,8 @@ class VORN_API TypeRegistry {
   ///                                                             "std::vector", 0);
   ///   assert(column.type.record->count(column.object) == 3);
   /// @endcode
+  /// @param descriptor  receives `code` and the record, and keeps its flags
+  /// @param name        a string literal
   template <typename Vector>
   VORN_API static void registerVectorType(TypeDescriptor& descriptor, std::uint32_t code, const char* name,
                                           std::uint32_t flags);

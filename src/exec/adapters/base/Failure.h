@@ -8,7 +8,9 @@
 
 namespace vorn {
 
-/// Who an error code comes from: the upper 32 bits of ExecResult::errorCode().
+/// Who an error code comes from: the upper 32 bits of ExecResult::errorCode(). The values are published: a
+/// store takes the next free one below Layer, never one that another has had. Those from 16 on are left to
+/// stores that are kept outside of this library.
 enum class ErrorFamily : std::uint32_t { Sqlite = 1, PostgreSql = 2, MariaDb = 3, Layer = 15 };
 
 /// Failures of the data-access layer itself. The values are published: append, never renumber.

@@ -1,7 +1,12 @@
 #include "exec/adapters/kinds/StoreKinds.h"
 
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
 #include <mutex>
-#include <string_view>
+#include <new>
+#include <thread>
 
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/kinds/ModuleLoader.h"
@@ -18,7 +23,7 @@ struct KindEntry {
   const char* schemes[2];
   ErrorFamily family;
   const char* module;
-  const StoreKind* kind;
+  std::atomic<const StoreKind*> kind;
 };
 
 // A new store is one more entry.
@@ -27,7 +32,24 @@ KindEntry entries[] = {
     {{"postgresql", "postgres"}, ErrorFamily::PostgreSql, "postgresql", nullptr},
 };
 
-std::mutex entriesMutex;  // guards the members `kind`
+std::mutex loadMutex;
+int loadsRunning = 0;  // guarded by loadMutex
+
+/// Counts a load while it runs. The mutex is not held meanwhile: the loader calls the static constructors of
+/// other libraries with a lock of its own held, and one of them may bind a store.
+class RunningLoad {
+ public:
+  RunningLoad() { add(1); }
+  ~RunningLoad() { add(-1); }
+  RunningLoad(const RunningLoad&) = delete;
+  RunningLoad& operator=(const RunningLoad&) = delete;
+
+ private:
+  static void add(int change) {
+    const std::lock_guard lock(loadMutex);
+    loadsRunning += change;
+  }
+};
 
 bool hasScheme(const KindEntry& entry, const std::string& scheme) {
   for (const char* known : entry.schemes) {
@@ -36,11 +58,31 @@ bool hasScheme(const KindEntry& entry, const std::string& scheme) {
   return false;
 }
 
+// Loads end soon. A condition to wait on would be inherited with the other threads that wait on it.
+void waitForLoads() {
+  loadMutex.lock();
+  while (loadsRunning > 0) {
+    loadMutex.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    loadMutex.lock();
+  }
+}
+
+void letLoadsBegin() {
+  loadMutex.unlock();
+}
+
+// A child forked in the middle of a load would inherit half a module and the loader's lock. From the first
+// moment on, as a fork can come between the first load and whatever else would install this.
+const bool handlersInstalled = pthread_atfork(waitForLoads, letLoadsBegin, letLoadsBegin) == 0;
+
 ExecResult provide(KindEntry& entry, const StoreKind*& kind) {
-  const std::lock_guard lock(entriesMutex);
-  ExecResult result;
-  if (entry.kind == nullptr) result = ModuleLoader::load(entry.module, entry.kind);
-  kind = entry.kind;
+  kind = entry.kind.load(std::memory_order_acquire);
+  if (kind != nullptr) return {};
+  if (!handlersInstalled) throw std::bad_alloc();
+  const RunningLoad running;
+  ExecResult result = ModuleLoader::load(entry.module, kind);
+  if (result.succeeded()) entry.kind.store(kind, std::memory_order_release);
   return result;
 }
 
@@ -55,12 +97,17 @@ std::string knownSchemes() {
 }
 
 // An error code may come from a log or from another process, so its store's module need not be loaded yet.
-const StoreKind* findKind(std::uint64_t code) {
-  const StoreKind* kind = nullptr;
+KindEntry* findEntry(std::uint64_t code, const StoreKind*& kind) {
   for (KindEntry& entry : entries) {
-    if (static_cast<std::uint64_t>(entry.family) == code >> 32) static_cast<void>(provide(entry, kind));
+    if (static_cast<std::uint64_t>(entry.family) != code >> 32) continue;
+    static_cast<void>(provide(entry, kind));
+    return &entry;
   }
-  return kind;
+  return nullptr;
+}
+
+std::string describe(std::string family, const std::string& native) {
+  return family.append(" ").append(native);
 }
 
 bool isOfLayer(std::uint64_t code) {
@@ -73,6 +120,8 @@ ExecResult StoreKinds::makeDriver(StoreUrl& url, const std::string& sessionName,
                                   std::shared_ptr<StoreDriver>& driver) {
   for (KindEntry& entry : entries) {
     if (!hasScheme(entry, url.scheme())) continue;
+    // A client library is set up for the whole process when its first driver is made.
+    const RunningLoad running;
     const StoreKind* kind = nullptr;
     ExecResult result = provide(entry, kind);
     return result.succeeded() ? kind->makeDriver(url, sessionName, driver) : result;
@@ -81,25 +130,19 @@ ExecResult StoreKinds::makeDriver(StoreUrl& url, const std::string& sessionName,
                      "no store speaks the URL scheme '" + url.scheme() + "'; there are " + knownSchemes());
 }
 
-void StoreKinds::lock() {
-  entriesMutex.lock();
-}
-
-void StoreKinds::unlock() {
-  entriesMutex.unlock();
-}
-
 std::string describeError(std::uint64_t code) {
   if (code == 0) return "success";
   if (code == 1) return "refused by the library";
   const auto native = static_cast<std::uint32_t>(code);
+  std::string number = std::to_string(native);
   if (isOfLayer(code)) {
     const char* const name = failureName(native);
-    return "vorn " + std::to_string(native) + (name == nullptr ? "" : std::string(" ") + name);
+    return name == nullptr ? describe("vorn", number) : describe("vorn", number.append(" ").append(name));
   }
-  const StoreKind* const kind = findKind(code);
-  return kind == nullptr ? "unknown " + std::to_string(code)
-                         : std::string(kind->name) + " " + kind->describe(native);
+  const StoreKind* kind = nullptr;
+  const KindEntry* const entry = findEntry(code, kind);
+  if (entry == nullptr) return describe("unknown", std::to_string(code));
+  return kind == nullptr ? describe(entry->module, number) : describe(kind->name, kind->describe(native));
 }
 
 ErrorClass errorClass(std::uint64_t code) noexcept {
@@ -108,7 +151,8 @@ ErrorClass errorClass(std::uint64_t code) noexcept {
   const auto native = static_cast<std::uint32_t>(code);
   if (isOfLayer(code)) return failureClass(native);
   try {
-    const StoreKind* const kind = findKind(code);
+    const StoreKind* kind = nullptr;
+    findEntry(code, kind);
     return kind == nullptr ? ErrorClass::Other : kind->classify(native);
   } catch (...) {
     return ErrorClass::Other;

@@ -8,7 +8,8 @@
 
 namespace vorn {
 
-/// The one table of the kinds of stores. Any thread may use it.
+/// The one table of the kinds of stores. Any thread may use it, and the process may fork at any time: a fork
+/// waits for the loads that run.
 class StoreKinds {
  public:
   /// Makes the driver for a URL, all of its options checked and nothing opened. The first URL of a kind that
@@ -16,10 +17,6 @@ class StoreKinds {
   /// @param url  the general options are already taken out
   static ExecResult makeDriver(StoreUrl& url, const std::string& sessionName,
                                std::shared_ptr<StoreDriver>& driver);
-
-  /// Keep the table's lock from being cut off in the middle by a fork.
-  static void lock();
-  static void unlock();
 };
 
 }  // namespace vorn

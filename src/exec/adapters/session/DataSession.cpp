@@ -39,8 +39,7 @@ void logBrokenRead(const char* what, const ExecResult& failure) noexcept {
 class DataSession::Impl {
  public:
   explicit Impl(const char* name) : m_context(&ThreadContext::current()), m_shared(m_context->session(name)) {
-    static const bool handlersInstalled = installForkHandlers();
-    static_cast<void>(handlersInstalled);
+    installForkHandlers();
     m_shared->addSession();
   }
   ~Impl() {

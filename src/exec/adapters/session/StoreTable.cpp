@@ -9,7 +9,6 @@
 #include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/kinds/StoreKinds.h"
-#include "vorn/platform/stores.h"
 
 namespace vorn {
 
@@ -114,23 +113,36 @@ void StoreTable::unbindAll() {
   }
 }
 
-ExecResult StoreTable::find(const std::string& sessionName, std::shared_ptr<ConnectionPool>& pool) {
+bool StoreTable::findMade(const std::string& sessionName, std::shared_ptr<ConnectionPool>& pool,
+                          std::optional<std::string>& url, std::uint64_t& generation) {
   const std::lock_guard lock(m_mutex);
-  std::shared_ptr<ConnectionPool>& place = pools()[sessionName];
-  ExecResult result;
-  if (!place) {
-    std::string url;
-    const auto bound = m_urls.find(sessionName);
-    if (bound != m_urls.end()) {
-      url = bound->second;
-    } else {
-      result = defaultUrl(sessionName, url);
-    }
-    if (result.succeeded()) result = makePool(sessionName, url, place);
+  if (const auto made = pools().find(sessionName); made != pools().end()) pool = made->second;
+  if (const auto bound = m_urls.find(sessionName); bound != m_urls.end()) url = bound->second;
+  generation = this->generation();
+  return pool != nullptr;
+}
+
+// The pool is made without the lock: that may load a module, and the loader may run static constructors that
+// use stores of their own.
+ExecResult StoreTable::find(const std::string& sessionName, std::shared_ptr<ConnectionPool>& pool) {
+  for (;;) {
+    pool.reset();
+    std::optional<std::string> url;
+    std::uint64_t asked = 0;
+    if (findMade(sessionName, pool, url, asked)) return {};
+    ExecResult result;
+    if (!url) result = defaultUrl(sessionName, url.emplace());
+    std::shared_ptr<ConnectionPool> made;
+    if (result.succeeded()) result = makePool(sessionName, *url, made);
+    if (!result.succeeded()) return result;
+
+    const std::lock_guard lock(m_mutex);
+    if (generation() != asked) continue;
+    std::shared_ptr<ConnectionPool>& place = pools()[sessionName];
+    if (!place) place.swap(made);
+    pool = place;
+    return result;
   }
-  pool = place;
-  if (!pool) pools().erase(sessionName);
-  return result;
 }
 
 // What cannot be closed here for want of memory is closed by the end of the process.
@@ -159,14 +171,6 @@ void StoreTable::closeIdleBeforeFork() noexcept {
 void StoreTable::forgetParent() noexcept {
   m_pools.forgetInherited();
   m_generation.fetch_add(1, std::memory_order_release);
-}
-
-ExecResult bindStore(const std::string& sessionName, const std::string& url) {
-  return StoreTable::instance().bind(sessionName, url);
-}
-
-void unbindStores() {
-  StoreTable::instance().unbindAll();
 }
 
 }  // namespace vorn

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "common/NoDestructor.h"
@@ -45,6 +46,12 @@ class StoreTable {
   StoreTable();
   static void closeAtExit() noexcept;
   Pools& pools();
+
+  /// @param pool  set where a pool was made already, which is what is returned
+  /// @param url  set to what bind() said
+  /// @param generation  as of this moment
+  bool findMade(const std::string& sessionName, std::shared_ptr<ConnectionPool>& pool,
+                std::optional<std::string>& url, std::uint64_t& generation);
 
   std::mutex m_mutex;
   std::map<std::string, std::string> m_urls;  ///< bindings made by bind()

@@ -5,7 +5,6 @@
 #include <new>
 
 #include "exec/adapters/base/ProcessEpoch.h"
-#include "exec/adapters/kinds/StoreKinds.h"
 #include "exec/adapters/platform/Logging.h"
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/StoreTable.h"
@@ -17,7 +16,6 @@ namespace {
 
 void lockAll() {
   StoreTable::instance().lock();
-  StoreKinds::lock();
   ThreadContext::lockAll();
   lockStatementStatistics();
   lockLogSinks();
@@ -27,7 +25,6 @@ void unlockAll() {
   unlockLogSinks();
   unlockStatementStatistics();
   ThreadContext::unlockAll();
-  StoreKinds::unlock();
   StoreTable::instance().unlock();
 }
 
@@ -44,14 +41,19 @@ void afterForkInChild() {
   unlockAll();
 }
 
-}  // namespace
-
-bool installForkHandlers() {
+bool install() {
   // Whatever is locked exists from now on: a handler has nobody to report a failure to.
   lockAll();
   unlockAll();
   if (pthread_atfork(beforeFork, unlockAll, afterForkInChild) != 0) throw std::bad_alloc();
   return true;
+}
+
+}  // namespace
+
+void installForkHandlers() {
+  static const bool installed = install();
+  static_cast<void>(installed);
 }
 
 }  // namespace vorn

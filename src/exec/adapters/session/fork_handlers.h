@@ -9,7 +9,9 @@ namespace vorn {
 ///    connection in a transaction stays.
 /// 2. No lock of the layer is held by another thread while the process is copied.
 /// 3. In the child everything of the parent counts as inherited, see OwnedByProcess.
-/// @return true; throws when the process has no room for the handlers
-bool installForkHandlers();
+///
+/// Called before a lock of the layer is first taken, and as often as one likes. Any thread may call it.
+/// Throws when the process has no room for the handlers.
+void installForkHandlers();
 
 }  // namespace vorn

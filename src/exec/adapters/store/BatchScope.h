@@ -6,7 +6,9 @@
 
 namespace vorn {
 
-/// The transaction around one batch, or the savepoint inside the caller's.
+/// The transaction around one batch, or the savepoint inside the caller's. The store's write() has to
+/// understand `savepoint S`, `rollback to savepoint S` and `release savepoint S`, and no statement of the
+/// batch may be unfinished when the scope is closed.
 ///
 /// Invariants:
 /// 1. A batch that was not kept by close() is undone when the scope ends, by an exception too.

@@ -37,14 +37,16 @@ class BufferedCursor : public StoreCursor {
   const ExecResult& failure() const noexcept { return m_failure; }
 
  protected:
-  /// Takes the next row from the store. Called only while the cursor streams.
-  /// @return false when there is none, after end() was called
+  /// Takes the next row from the store. Called only while the cursor streams. An exception that leaves the
+  /// conversation with the store cut off has to break the connection before it goes on.
+  /// @return false when there is none, after end() was called with the outcome of the read
   virtual bool take(std::vector<RowValue>& row) = 0;
 
-  /// Gives the statement back to the connection, wherever it stands. The derived destructor calls end().
+  /// Gives the statement back to the connection, wherever it stands. The derived destructor calls end(), as
+  /// this class's own comes too late for it.
   virtual void letGo() noexcept = 0;
 
-  /// Drops the statement without the connection, which is going away.
+  /// Drops the statement, without a word to the connection: its handle is freed right after this.
   virtual void forget() noexcept = 0;
 
   /// The read is over: lets go, unless that was done before.

@@ -16,8 +16,9 @@ namespace vorn {
 ///
 /// Invariant: the statements kept are at most as many, and take at most as many bytes, as was said.
 ///
-/// @tparam Statement  a movable owner with the members `text` (empty when it is not to be kept) and `bytes`
-///                    (what keeping it takes, roughly), and nothing to do for its destruction when empty
+/// @tparam Statement  a movable owner with the members `text` (empty when it is not to be kept, as one longer
+///                    than kLongestText must be: it would never be found again) and `bytes` (what keeping it
+///                    takes, roughly), and nothing to do for its destruction when empty
 template <typename Statement>
 class StatementCache {
  public:

@@ -8,7 +8,8 @@
 namespace vorn {
 
 /// The rows of one read. It belongs to the connection that made it and is used on the connection's thread. A
-/// cursor may outlive its connection: it then fails.
+/// cursor may outlive its connection: it then delivers what is in memory, and fails if that is not all.
+/// Destroying it gives up the rows that are left. Stores derive theirs from BufferedCursor.
 ///
 /// Invariant: after any exception a cursor delivers exactly the rows that are left, or ends with a failure.
 class StoreCursor {

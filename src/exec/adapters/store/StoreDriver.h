@@ -7,13 +7,17 @@
 
 namespace vorn {
 
-/// Opens the connections of one store. Used by several threads at once.
+/// Opens the connections of one store. Used by several threads at once, and kept until the last of its
+/// connections was closed.
 class StoreDriver {
  public:
   virtual ~StoreDriver() = default;
+
+  /// Opens a connection, within a time limit of the store's own.
+  /// @param connection  set on success only: ready for a statement, without a transaction
   virtual ExecResult open(std::unique_ptr<StoreConnection>& connection) = 0;
 
-  /// Lets go of whatever the driver itself holds open for the store.
+  /// Lets go of whatever the driver itself holds open for the store. Its connections may still be in use.
   virtual void close() {}
 
   /// @return whether an idle connection does harm to a child process merely by being open during fork()

@@ -17,8 +17,10 @@ struct StoreKind {
   ErrorFamily family;
   const char* name;  ///< how descriptions of its errors begin
 
-  /// Makes the driver for a URL of the kind, all of its options checked and nothing opened.
-  /// @param url  the general options are already taken out
+  /// Makes the driver for a URL of the kind, all of its options checked and nothing opened. Two
+  /// threads may make one for the same URL; one of them is then dropped unused.
+  /// @param url  the general options, pool_size and acquire_timeout_ms, are already taken out
+  /// @param sessionName  the name that is bound, for a store that keeps something for each
   ExecResult (*makeDriver)(StoreUrl& url, const std::string& sessionName,
                            std::shared_ptr<StoreDriver>& driver);
 
