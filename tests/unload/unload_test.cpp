@@ -42,12 +42,13 @@ TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
 // The last of this program: from here on the library stays. It is not visible to what it loads.
 TEST(Unload, AModuleKeepsTheLibrary) {
   setenv("VORN_STORE_DEFAULT", "postgresql://127.0.0.1:1/state", 1);
-  {
-    const Library library;
-    EXPECT_EQ(std::async(std::launch::async, [&] { return library.run("select 1"); }).get() >> 32, 2U);
-  }
-  { const Library again; }
-  EXPECT_TRUE(Library::isLoaded());
+  void* const plugin = dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(plugin, nullptr) << dlerror();
+  const auto run = reinterpret_cast<unsigned long (*)(const char*)>(dlsym(plugin, "runStatement"));
+  EXPECT_EQ(std::async(std::launch::async, run, "select 1").get() >> 32, 2U);
+  dlclose(plugin);
+  dlclose(dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL));
+  EXPECT_TRUE(isLoaded());
 }
 #endif
 
