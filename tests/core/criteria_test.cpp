@@ -5,13 +5,12 @@
 
 namespace {
 
-using C = CVORNCriterion;
 using Item = CVORNCriterionItem;
 using scripted::platform;
 using CriteriaTest = scripted::PlatformTest;
 const CVORNTable t("t'");
 
-void expectAll(const std::vector<std::pair<C, std::string>>& cases) {
+void expectAll(const std::vector<std::pair<CVORNCriterion, std::string>>& cases) {
   for (const auto& [condition, expected] : cases) EXPECT_EQ(condition.toString(), expected);
 }
 
@@ -21,12 +20,16 @@ void expectEquality(Value value, const std::string& rendered) {
 }
 
 TEST_F(CriteriaTest, Comparisons) {
-  expectEquality(short{-1}, "-1"), expectEquality(0, "0"), expectEquality(4294967295U, "4294967295");
-  expectEquality(18446744073709551615UL, "18446744073709551615"), expectEquality(-9223372036854775807L, "-9223372036854775807");
-  expectEquality(2.5F, "2.500000"), expectEquality(-0.1, "-0.100000");
-  expectEquality('\'', "'''"), expectEquality("it's", "'it''s'");
+  expectEquality(short{-1}, "-1");
+  expectEquality(4294967295U, "4294967295");
+  expectEquality(18446744073709551615UL, "18446744073709551615");
+  expectEquality(-9223372036854775807L, "-9223372036854775807");
+  expectEquality(2.5F, "2.500000");
+  expectEquality(-0.1, "-0.100000");
+  expectEquality('\'', "'''");
   CVORNSelector quoting;
-  quoting.where(Item("k") == 'x'), quoting.table("t");
+  quoting.table("t");
+  quoting.where(Item("k") == 'x');
   expectAll({{Item("a") >= 0, "(a >= 0)"},
              {Item("a") <= -65, "(a <= -65)"},
              {Item() == "", "(='')"},
@@ -59,14 +62,16 @@ TEST_F(CriteriaTest, OperandKeepsWhatAComparisonMadeOfIt) {
 }
 
 TEST_F(CriteriaTest, JoinsInPlace) {
-  const C left("(a=5)"), right("(b='x')");
-  C joined(left), twice(left);
+  const CVORNCriterion left("(a=5)");
+  const CVORNCriterion right("(b='x')");
+  CVORNCriterion joined(left);
+  CVORNCriterion twice(left);
   expectAll({
-      {C(left) || right, "((a=5) or (b='x'))"},
-      {C() && right, "((b='x'))"},
-      {C(left) && C(), "((a=5) and )"},
-      {C() || C(), "()"},
-      {C(" ") && right, "(  and (b='x'))"},
+      {CVORNCriterion(left) || right, "((a=5) or (b='x'))"},
+      {CVORNCriterion() && right, "((b='x'))"},
+      {CVORNCriterion(left) && CVORNCriterion(), "((a=5) and )"},
+      {CVORNCriterion() || CVORNCriterion(), "()"},
+      {CVORNCriterion(" ") && right, "(  and (b='x'))"},
       {joined && right && Item("id").in("1"), "(((a=5) and (b='x')) and id in (1))"},
       {joined, "(((a=5) and (b='x')) and id in (1))"},
       {twice && twice, "((a=5) and (a=5) and )"},
@@ -75,9 +80,12 @@ TEST_F(CriteriaTest, JoinsInPlace) {
 
 TEST_F(CriteriaTest, LogsNumbersThatCannotBeFormatted) {
   platform().snprintfSucceeds = 0;
-  expectAll({{Item("a") == 1, "(a)"}, {Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
+  expectAll(
+      {{Item("a") == 1, "(a)"}, {Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
   EXPECT_EQ(platform().events.size(), 4u);
-  EXPECT_EQ(platform().events.back().find("error 4294967295 scrubbed [VORNLib]CVORNCriterionItem::operator<=.snprintf_s failed"), 0u);
+  EXPECT_EQ(platform().events.back().find(
+                "error 4294967295 scrubbed [VORNLib]CVORNCriterionItem::operator<=.snprintf_s failed"),
+            0u);
 }
 
 }  // namespace

@@ -2,8 +2,8 @@
 
 /// Lets allocations of the calling thread fail while it lives; one at a time.
 ///
-/// It reaches operator new, and malloc with its kin in every library of the process. A build with a sanitizer has
-/// a malloc of its own: there it reaches operator new, and what asks isDue().
+/// It reaches operator new, and malloc with its kin in every library of the process. A sanitizer
+/// has a malloc of its own: there it reaches operator new alone.
 class FailingAllocations {
  public:
   enum class Extent { Once, Lasting };
@@ -20,14 +20,6 @@ class FailingAllocations {
   /// @return whether an allocation of this thread has failed since the last object was made
   static bool struck() noexcept;
 
-  /// @return the failures of all threads so far
-  static long total() noexcept;
-
-  static const bool kReachesMalloc;
-
   /// Lets new (std::nothrow) fail, and nothing else.
   static bool nothrowFails;
-
-  /// Asked by allocators, once for each allocation. @return whether this one is to fail
-  static bool isDue() noexcept;
 };

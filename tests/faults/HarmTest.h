@@ -3,8 +3,8 @@
 #include "faults/Ledger.h"
 #include "store/store_fixture.h"
 
-/// Tests that do harm to a store with tables t(n, v), for which a Ledger may be kept, and r(n), which holds 1 to
-/// kReadRows.
+/// Tests that do harm to a store with tables t(n, v), for which a Ledger may be kept, and r(n), which holds 1
+/// to kReadRows.
 class HarmTest : public StoreTest {
  public:
   static constexpr long kReadRows = 200;
@@ -16,7 +16,8 @@ class HarmTest : public StoreTest {
     bool isInOrder = true;
 
     unsigned long start(CVORN* db) {
-      return db->execReadSQL(raw("select n, n || ' is a row of the table that is read' from r order by n"), reader);
+      return db->execReadSQL(raw("select n, n || ' is a row of the table that is read' from r order by n"),
+                             reader);
     }
 
     /// Reads on to a row, or as far as there are rows.
@@ -26,7 +27,8 @@ class HarmTest : public StoreTest {
         long n = 0;
         std::string text;
         reader >> n >> text;
-        isInOrder = isInOrder && n == last && text == std::to_string(n) + " is a row of the table that is read";
+        isInOrder =
+            isInOrder && n == last && text == std::to_string(n) + " is a row of the table that is read";
       }
     }
 
@@ -43,7 +45,8 @@ class HarmTest : public StoreTest {
     BatchInserter batch;
     batch.table("t");
     for (long n = operation * kMostRows + first; rows > 1 && n < operation * kMostRows + first + rows; ++n) {
-      batch["n"] << n, batch["v"] << operation;
+      batch["n"] << n;
+      batch["v"] << operation;
     }
     if (rows > 1) return db->ExecBatchInserter(batch);
     const std::string n = std::to_string(operation * kMostRows + first);

@@ -28,12 +28,15 @@ void Ledger::expectIn(const std::string& found) const {
     const auto [count, distinct] = counts[operation];
     const bool all = count == entry.rows && distinct == entry.rows;
     if (entry.told == Told::Done ? all : count == 0 || (entry.told == Told::Unknown && all)) continue;
-    const char* const told = entry.told == Told::Done ? "done" : entry.told == Told::Undone ? "undone" : "failed";
-    ADD_FAILURE() << "operation " << operation << " was told to be " << told << ": " << count << " of " << entry.rows << " rows, "
-                  << distinct << " different ones";
+    const char* const told = entry.told == Told::Done     ? "done"
+                             : entry.told == Told::Undone ? "undone"
+                                                          : "failed";
+    ADD_FAILURE() << "operation " << operation << " was told to be " << told << ": " << count << " of "
+                  << entry.rows << " rows, " << distinct << " different ones";
   }
 }
 
 long Ledger::done() const {
-  return std::count_if(m_entries.begin(), m_entries.end(), [](const auto& entry) { return entry.second.told == Told::Done; });
+  return std::count_if(m_entries.begin(), m_entries.end(),
+                       [](const auto& entry) { return entry.second.told == Told::Done; });
 }

@@ -4,8 +4,8 @@
 #include <mutex>
 #include <string>
 
-/// What callers were told about their operations on table t(n, v). All rows of an operation carry its number in v,
-/// and no two the same n. Used by several threads at once.
+/// What callers were told about their operations on table t(n, v). All rows of an operation carry its number
+/// in v, and no two the same n. Used by several threads at once.
 class Ledger {
  public:
   enum class Told { Done, Undone, Unknown };
@@ -14,7 +14,8 @@ class Ledger {
   long begin();
   void note(long operation, long rows, Told told);
 
-  /// Compares with what a store holds: what was done is there, once; what was undone is not; nothing is there in part.
+  /// Compares with what a store holds: what was done is there, once; what was undone is not; nothing is there
+  /// in part.
   /// @param found  the rows of kQuery
   void expectIn(const std::string& found) const;
 

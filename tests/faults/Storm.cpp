@@ -10,7 +10,7 @@ class Storm::Worker {
   Worker(Storm& storm, unsigned number) : m_storm(storm), m_random(storm.m_seed + number) {}
 
   void work() {
-    while (!m_storm.m_isOver) step(), ++m_storm.m_steps;
+    for (; !m_storm.m_isOver; ++m_storm.m_steps) step();
     m_db.rollbackTransaction();
     for (int attempt = 0; attempt < 3; ++attempt) {
       if (insert() == Ledger::Told::Done && ask()) return;
@@ -27,10 +27,14 @@ class Storm::Worker {
     if (++m_storm.m_violations <= 10) ADD_FAILURE() << violation;
   }
 
-  unsigned long send(long operation, long first, long rows) { return HarmTest::send(&m_db, operation, first, rows); }
+  unsigned long send(long operation, long first, long rows) {
+    return HarmTest::send(&m_db, operation, first, rows);
+  }
 
   Told told(unsigned long code) const {
-    return code == 0 ? Told::Done : m_storm.m_isUndone(vorn::describeError(code)) ? Told::Undone : Told::Unknown;
+    return code == 0                                       ? Told::Done
+           : m_storm.m_isUndone(vorn::describeError(code)) ? Told::Undone
+                                                           : Told::Unknown;
   }
 
   void step() {
@@ -46,7 +50,8 @@ class Storm::Worker {
   Told insert() {
     const long operation = m_storm.m_ledger.begin();
     const Told outcome = told(send(operation, 0, 1));
-    return m_storm.m_ledger.note(operation, 1, outcome), outcome;
+    m_storm.m_ledger.note(operation, 1, outcome);
+    return outcome;
   }
 
   void insertBatch(long rows) {
@@ -60,7 +65,7 @@ class Storm::Worker {
     CVORNReader reader;
     if (m_db.execReadSQL(raw("select " + question), reader) != 0) return false;
     const bool hasAnswer = reader.hasNextElement();
-    if (!hasAnswer && vorn::lastResult().succeeded()) return report("a question without an answer is no success"), false;
+    if (!hasAnswer && vorn::lastResult().succeeded()) report("a question without an answer is no success");
     const std::string answer = hasAnswer ? reader.getNextField() : question;
     if (answer != question) report("asked for " + question + ", was told " + answer);
     if (hasAnswer && reader.hasNextElement()) report("asked for one number, was told two");
@@ -70,8 +75,10 @@ class Storm::Worker {
   void readInPart() {
     HarmTest::Reading reading;
     if (reading.start(&m_db) != 0) return;
-    if (below(2) == 0) reading.take(below(HarmTest::kReadRows));
-    else if (!reading.endsWell()) report("a read ended after row " + std::to_string(reading.last));
+    if (below(2) == 0)
+      reading.take(below(HarmTest::kReadRows));
+    else if (!reading.endsWell())
+      report("a read ended after row " + std::to_string(reading.last));
     if (!reading.isInOrder) report("a row is not in its place before row " + std::to_string(reading.last));
   }
 
@@ -104,7 +111,8 @@ void Storm::rage(int harms, const std::function<int()>& harm) {
   while (done < harms) done += harm();
   m_isOver = true;
   for (std::thread& thread : threads) thread.join();
-  std::printf("harm done: %d, operations under it: %ld, acknowledged writes: %ld\n", done, m_steps.load(), m_ledger.done());
+  std::printf("harm done: %d, operations under it: %ld, acknowledged writes: %ld\n", done, m_steps.load(),
+              m_ledger.done());
   EXPECT_EQ(m_violations, 0);
   EXPECT_GT(m_ledger.done(), kThreads);
 }

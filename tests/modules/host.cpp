@@ -27,8 +27,9 @@ std::string bind() {
     result = vorn::lastResult();
   }
   const std::uint64_t uniqueViolation = (2ULL << 32) + 3505685;
-  return vorn::describeError(result.errorCode()) + ": " + result.detail().value_or("") + "; " + vorn::describeError(uniqueViolation) +
-         ", class " + std::to_string(static_cast<int>(vorn::errorClass(uniqueViolation)));
+  return vorn::describeError(result.errorCode()) + ": " + result.detail().value_or("") + "; " +
+         vorn::describeError(uniqueViolation) + ", class " +
+         std::to_string(static_cast<int>(vorn::errorClass(uniqueViolation)));
 }
 
 void bindOnThreads() {
@@ -36,7 +37,9 @@ void bindOnThreads() {
   std::vector<std::thread> threads;
   for (std::string& outcome : outcomes) threads.emplace_back([&outcome] { outcome = bind(); });
   for (std::thread& thread : threads) thread.join();
-  for (const std::string& outcome : std::set<std::string>(outcomes.begin(), outcomes.end())) { std::cout << outcome << '\n'; }
+  for (const std::string& outcome : std::set<std::string>(outcomes.begin(), outcomes.end())) {
+    std::cout << outcome << '\n';
+  }
 }
 
 // Forks while another thread loads, or is about to, or has done so.

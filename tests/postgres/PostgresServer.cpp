@@ -4,11 +4,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -22,25 +19,21 @@ int freePort() {
   return port;
 }
 
-std::string freshDirectory() {
-  std::string path = std::filesystem::temp_directory_path() / "vorn-server-XXXXXX";
-  if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("mkdtemp");
-  return path;
-}
-
 }  // namespace
 
-PostgresServer::PostgresServer(const std::string& settings)
-    : m_directory(freshDirectory()), m_data(m_directory + "/data"), m_port(freePort()) {
-  std::ofstream(m_directory + "/password") << "geheim &wort\n";
-  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256", "--pwfile",
-           m_directory + "/password"});
-  configure("fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\nmax_prepared_transactions=2\n" + settings);
+PostgresServer::PostgresServer(const std::string& settings) : m_port(freePort()) {
+  std::ofstream(m_directory.file("password")) << "geheim &wort\n";
+  execute({"initdb", "-D", m_data, "-N", "-E", "UTF8", "--no-locale", "-U", "vorn", "-A", "scram-sha-256",
+           "--pwfile", m_directory.file("password")});
+  configure(
+      "fsync=off\nfull_page_writes=off\nshared_buffers=32MB\ndeadlock_timeout=100ms\n"
+      "max_prepared_transactions=2\n" +
+      settings);
   start();
 }
 
 PostgresServer::PostgresServer(const PostgresServer& primary, const std::string& settings)
-    : m_directory(freshDirectory()), m_data(m_directory + "/data"), m_port(freePort()) {
+    : m_port(freePort()) {
   execute({"pg_basebackup", "-D", m_data, "-R", "-c", "fast", "-d", primary.url()});
   configure(settings);
   start();
@@ -48,13 +41,12 @@ PostgresServer::PostgresServer(const PostgresServer& primary, const std::string&
 
 PostgresServer::~PostgresServer() {
   if (m_process > 0) stop(SIGQUIT);
-  std::error_code ignored;
-  std::filesystem::remove_all(m_directory, ignored);
 }
 
 void PostgresServer::configure(const std::string& settings) const {
   std::ofstream(m_data + "/postgresql.conf", std::ios::app)
-      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='" << m_directory << "'\n"
+      << "listen_addresses='127.0.0.1'\nport=" << m_port << "\nunix_socket_directories='"
+      << m_directory.file("") << "'\n"
       << settings;
 }
 
@@ -64,7 +56,9 @@ void PostgresServer::execute(const std::vector<std::string>& command) const {
   if (status != 0) throw std::runtime_error(command[0]);
 }
 
-void PostgresServer::promote() const { execute({"pg_ctl", "promote", "-w", "-D", m_data}); }
+void PostgresServer::promote() const {
+  execute({"pg_ctl", "promote", "-w", "-D", m_data});
+}
 
 void PostgresServer::start() {
   m_process = spawn({"postgres", "-D", m_data});
@@ -94,15 +88,18 @@ std::string PostgresServer::freshDatabase() {
 std::string PostgresServer::query(const std::string& sql, const std::string& database) const {
   const std::unique_ptr<PGconn, void (*)(PGconn*)> connection(PQconnectdb(url(database).c_str()), PQfinish);
   const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(connection.get(), sql.c_str()), PQclear);
-  if (PQresultStatus(result.get()) > PGRES_TUPLES_OK) { throw std::runtime_error(sql + ": " + PQerrorMessage(connection.get())); }
+  if (PQresultStatus(result.get()) > PGRES_TUPLES_OK) {
+    throw std::runtime_error(sql + ": " + PQerrorMessage(connection.get()));
+  }
   return PQntuples(result.get()) == 0 ? "" : PQgetvalue(result.get(), 0, 0);
 }
 
 pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
-  std::vector<std::string> words = {VORN_POSTGRES_PROGRAMS, m_directory};
+  std::vector<std::string> words = {VORN_POSTGRES_PROGRAMS, m_directory.file("")};
   words.insert(words.end(), command.begin(), command.end());
-  std::vector<char*> arguments(words.size() + 1);
-  std::transform(words.begin(), words.end(), arguments.begin(), [](std::string& word) { return word.data(); });
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
   const pid_t child = fork();
   if (child != 0) return child;
   closefrom(3);

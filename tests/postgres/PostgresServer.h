@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "support.h"
+
 /// A server of the test's own, on a free port of the loopback interface and with its data in a temporary
 /// directory. It ends with the object, and with the thread that started it.
 class PostgresServer {
@@ -38,8 +40,8 @@ class PostgresServer {
   void execute(const std::vector<std::string>& command) const;
   pid_t spawn(const std::vector<std::string>& command) const;
 
-  std::string m_directory;
-  std::string m_data;
+  const TemporaryDirectory m_directory;
+  const std::string m_data = m_directory.file("data");
   int m_port;
   pid_t m_process = -1;
   int m_databases = 0;

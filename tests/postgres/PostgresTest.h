@@ -12,7 +12,9 @@ class PostgresTest : public StoreTest {
   }
 
   /// Runs SQL on a connection of the test's own.
-  void onServer(const std::string& sql) { sharedPostgresServer().query(sql, m_url.substr(m_url.rfind('/') + 1)); }
+  void onServer(const std::string& sql) {
+    sharedPostgresServer().query(sql, m_url.substr(m_url.rfind('/') + 1));
+  }
 
   std::string m_url;
 };

@@ -18,25 +18,30 @@ class PostgresStorm : public HarmTest {
     useStore(url + "?pool_size=" + std::to_string(Storm::kThreads) + "&sslmode=disable&gssencmode=disable");
   }
 
-  /// Calls a function of the server on a random one of the library's backends, after a pause. @return how many were met
+  /// Calls a function of the server on a random one of the library's backends, after a pause. @return how
+  /// many were met
   int strike(unsigned longestPause, const std::string& function, const std::string& condition) {
     usleep(static_cast<unsigned>(m_random() % longestPause));
-    const std::string sql = "select " + function +
-                            "(pid) from (select pid from pg_stat_activity where backend_type = 'client backend' and "
-                            "pid <> pg_backend_pid() and " +
-                            condition + " order by random() limit 1) as x";
+    const std::string sql =
+        "select " + function +
+        "(pid) from (select pid from pg_stat_activity where backend_type = 'client backend' and "
+        "pid <> pg_backend_pid() and " +
+        condition + " order by random() limit 1) as x";
     const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(m_harmer.get(), sql.c_str()), PQclear);
     return PQntuples(result.get()) == 1 && *PQgetvalue(result.get(), 0, 0) == 't' ? 1 : 0;
   }
 
-  /// Ends one of the library's connections under it, wherever in a message it is. @return whether there was one
+  /// Ends one of the library's connections under it, wherever in a message it is. @return whether there was
+  /// one
   bool cutOne() {
     const int port = std::stoi(m_server.host().substr(m_server.host().find(':') + 1));
     constexpr int kFiles = 64;
-    for (int tried = 0, file = static_cast<int>(m_random() % kFiles); tried < kFiles; ++tried, file = (file + 1) % kFiles) {
+    for (int tried = 0, file = static_cast<int>(m_random() % kFiles); tried < kFiles;
+         ++tried, file = (file + 1) % kFiles) {
       sockaddr_in peer{};
       socklen_t size = sizeof peer;
-      const bool isConnection = getpeername(file, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && ntohs(peer.sin_port) == port;
+      const bool isConnection =
+          getpeername(file, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && ntohs(peer.sin_port) == port;
       if (isConnection && file != PQsocket(m_harmer.get())) return shutdown(file, SHUT_RDWR) == 0;
     }
     return false;
@@ -51,7 +56,8 @@ class PostgresStorm : public HarmTest {
   std::mt19937 m_random{m_seed};
   PostgresServer m_server{"max_connections=40\n"};
   std::unique_ptr<PGconn, void (*)(PGconn*)> m_harmer{PQconnectdb(m_server.url().c_str()), PQfinish};
-  Storm m_storm{m_seed, [](const std::string& failure) { return failure == "postgresql 57014 query_canceled"; }};
+  Storm m_storm{m_seed,
+                [](const std::string& failure) { return failure == "postgresql 57014 query_canceled"; }};
 };
 
 TEST_F(PostgresStorm, FiveHundredCancellations) {
@@ -77,7 +83,8 @@ TEST_F(PostgresStorm, AcknowledgedRowsSurviveThePrimary) {
   const PostgresServer standby(m_server, "");
   m_server.query("alter system set synchronous_standby_names = '*'");
   m_server.query("select pg_reload_conf()");
-  useStore(std::string("postgresql://vorn:") + PostgresServer::kPassword + "@" + m_server.host() + "," + standby.host() +
+  useStore(std::string("postgresql://vorn:") + PostgresServer::kPassword + "@" + m_server.host() + "," +
+           standby.host() +
            "/postgres?target_session_attrs=read-write&pool_size=" + std::to_string(Storm::kThreads));
   m_storm.rage(1, [&] {
     usleep(500000);

@@ -18,13 +18,16 @@ std::string identifier(const char* source, const char* function, int line) {
   return std::string(source) + ':' + function + ':' + std::to_string(line);
 }
 
-std::string place(const vorn::SourceLocation& location) { return " @" + identifier(location.sourceUnit, location.function, location.line); }
+std::string place(const vorn::SourceLocation& location) {
+  return " @" + identifier(location.sourceUnit, location.function, location.line);
+}
 
 /// @return the first of a script's outcomes or rows, which it takes out, or an empty one
 template <typename Script>
 typename Script::value_type next(Script& script) {
-  typename Script::value_type result;
-  if (!script.empty()) result = std::move(script.front()), script.pop_front();
+  if (script.empty()) return {};
+  typename Script::value_type result = std::move(script.front());
+  script.pop_front();
   return result;
 }
 
@@ -61,18 +64,31 @@ class DataSession::Impl {
   std::string name;
 };
 
-DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) { m_impl->record("open"); }
-DataSession::~DataSession() { m_impl->record("close"); }
-ExecResult DataSession::beginTransaction() { return m_impl->act("begin"); }
-ExecResult DataSession::commit() { return m_impl->act("commit"); }
-ExecResult DataSession::rollback() { return m_impl->act("rollback"); }
+DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) {
+  m_impl->record("open");
+}
+DataSession::~DataSession() {
+  m_impl->record("close");
+}
+ExecResult DataSession::beginTransaction() {
+  return m_impl->act("begin");
+}
+ExecResult DataSession::commit() {
+  return m_impl->act("commit");
+}
+ExecResult DataSession::rollback() {
+  return m_impl->act("rollback");
+}
 
-ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, NoParametersType) {
+ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql,
+                                NoParametersType) {
   return execute(id, kind, sql, TypedRef());
 }
 
-ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql, const TypedRef& parameters) {
-  ExecResult result = m_impl->act("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
+ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql,
+                                const TypedRef& parameters) {
+  ExecResult result =
+      m_impl->act("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
   if (platform().onExecute) platform().onExecute(parameters);
   return result;
 }
@@ -99,16 +115,28 @@ void Logger::info(const std::string& text, const SourceLocation& location) {
   platform().events.push_back("info " + text + scripted::place(location));
 }
 
-std::string LogScrubber::scrub(const std::string& text) { return scripted::kScrubbed + text; }
+std::string LogScrubber::scrub(const std::string& text) {
+  return scripted::kScrubbed + text;
+}
 
-FunctionTrace::FunctionTrace(const SourceLocation& location) { platform().events.push_back("trace" + scripted::place(location)); }
+FunctionTrace::FunctionTrace(const SourceLocation& location) {
+  platform().events.push_back("trace" + scripted::place(location));
+}
 
-std::uint32_t currentProcessId() { return ++platform().processIdCalls, platform().processId; }
+std::uint32_t currentProcessId() {
+  ++platform().processIdCalls;
+  return platform().processId;
+}
 
-std::string escapeSingleQuotes(const std::string& text) { return escaped(text); }
-std::string escapeLikePattern(const std::string& pattern) { return escaped(pattern); }
+std::string escapeSingleQuotes(const std::string& text) {
+  return escaped(text);
+}
+std::string escapeLikePattern(const std::string& pattern) {
+  return escaped(pattern);
+}
 
-int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format, ...) {
+int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format,
+               ...) {
   if (platform().snprintfSucceeds-- <= 0 || maximumCount >= destinationSize) return -1;
   std::va_list arguments;
   va_start(arguments, format);

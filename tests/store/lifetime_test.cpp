@@ -1,6 +1,4 @@
 // What outlives calls: processes that fork, threads and objects that end.
-#include <sys/socket.h>
-
 #include <functional>
 
 #include "store/store_fixture.h"
@@ -13,11 +11,6 @@ class Lifetime : public StoreTest, public testing::WithParamInterface<StoreKind>
     m_url = GetParam().freshUrl();
     useStore(m_url);
     ASSERT_EQ(run(db, "create table t (n bigint primary key, v int)"), kSuccess);
-  }
-
-  static std::string next(CVORNReader& reader) {
-    std::string field;
-    return reader.hasNextElement() ? (reader >> field, field) : describe(vorn::lastResult().errorCode());
   }
 
   std::string m_url;
@@ -36,40 +29,54 @@ TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
   static const auto expect = [](const std::string& outcome) {
     if (outcome != kSuccess) _exit(2);
   };
-  static AtEnd last;  // made before the client library of a store is first used, which ends its own things before this one
+  static const auto insert = [](const char* row) {
+    expect(run(&database, std::string("insert into t values") + row));
+  };
+  // Made before the client library of a store is first used, which ends its own things before this one.
+  static AtEnd last;
   static CVORNReader reader;
   EXPECT_EQ(database.execReadSQL(raw("select n from t"), reader), 0U);
-  static AtEnd third, second, first;  // named in the order in which they go
-  last.work = [] { expect(describe(database.rollbackTransaction())), expect(run(&database, "insert into t values(4, 0)")); };
+  static AtEnd third;  // in the reverse order in which they go
+  static AtEnd second;
+  static AtEnd first;
   first.work = [] {
-    expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(1, 0)"));
+    expect(describe(database.beginTransaction()));
+    insert("(1, 0)");
     expect(describe(database.commitTransaction()));
   };
-  second.work = [] { expect(describe(database.beginTransaction())), expect(run(&database, "insert into t values(2, 0)")); };
+  second.work = [] {
+    expect(describe(database.beginTransaction()));
+    insert("(2, 0)");
+  };
   third.work = [] {
-    expect(describe(database.commitTransaction())), expect(describe(database.beginTransaction()));
-    expect(run(&database, "insert into t values(3, 0)"));
+    expect(describe(database.commitTransaction()));
+    expect(describe(database.beginTransaction()));
+    insert("(3, 0)");
+  };
+  last.work = [] {
+    expect(describe(database.rollbackTransaction()));
+    insert("(4, 0)");
   };
 }
 
 TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
-  const pid_t program = fork();
-  if (program == 0) {
-    setenv("VORN_STORE_DEFAULT", m_url.c_str(), 1), unsetenv("LOCPATH");
-    execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_filter=LifetimeProgram.*", nullptr);
-    _exit(3);
-  }
-  int status = -1;
-  EXPECT_TRUE(waitpid(program, &status, 0) == program && status == 0) << status;
+  EXPECT_TRUE(holdsInChild([this] {
+    setenv("VORN_STORE_DEFAULT", m_url.c_str(), 1);
+    unsetenv("LOCPATH");
+    execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_brief=1",
+          "--gtest_filter=LifetimeProgram.*", nullptr);
+    return false;
+  }));
   EXPECT_EQ(rowsOf(db, "select n from t order by n"), "1;2;4");
 
   EXPECT_EQ(run(db, "delete from t"), kSuccess);
   vorn::setLogSink([this](const vorn::LogRecord& record) {
-    if (record.text.find("thread ended") != std::string::npos) { EXPECT_EQ(run(db, "insert into t values(10, 0)"), kSuccess); }
+    if (record.text.find("thread ended") == std::string::npos) return;
+    EXPECT_EQ(run(db, "insert into t values(10, 0)"), kSuccess);
   });
-  std::thread([&] {
+  std::thread([this] {
     thread_local AtEnd first;
-    first.work = [&] { EXPECT_EQ(run(db, "insert into t values(11, 0)"), kSuccess); };
+    first.work = [this] { EXPECT_EQ(run(db, "insert into t values(11, 0)"), kSuccess); };
     EXPECT_EQ(db->beginTransaction(), 0U);
     EXPECT_EQ(run(db, "insert into t values(12, 0)"), kSuccess);
   }).join();
@@ -77,6 +84,7 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   EXPECT_EQ(rowsOf(db, "select n from t order by n"), "10;11");
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, Lifetime, testing::ValuesIn(storeKinds()), [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_TEST_SUITE_P(Stores, Lifetime, testing::ValuesIn(storeKinds()),
+                         [](const auto& kind) { return kind.param.name; });
 
 }  // namespace

@@ -1,4 +1,5 @@
 // A batch against one multi-row insert of the same rows on plain SQLite, over tables of every kind.
+#include <map>
 #include <optional>
 
 #include "store/PlainSqlite.h"
@@ -8,70 +9,77 @@ namespace {
 
 class SqliteBatch : public StoreTest {
  protected:
-  struct Table {
-    std::vector<std::string> statements;
-    std::string shown;  ///< a query of all that it holds
-    bool keepsRows;     ///< a refused insert of several rows keeps those before
-  };
   using Rows = std::vector<std::pair<long, long>>;
 
-  template <typename... Choices>
-  std::string oneOf(Choices... choices) {
-    const std::string all[] = {choices...};
-    return all[m_random() % sizeof...(choices)];
+  SqliteBatch() {
+    for (const auto& [piece, choices] : casesOf("store/random_tables.txt"))
+      m_choices[piece] = split(choices, "|");
   }
 
-  std::string clause() {
-    return oneOf("", "", "", " on conflict abort", " on conflict ignore", " on conflict replace", " on conflict fail",
-                 " on conflict rollback");
+  /// @return a random choice for a piece of a table, and for the pieces that it names
+  std::string random(const std::string& piece) {
+    const std::vector<std::string>& choices = m_choices.at(piece);
+    std::string choice = choices[m_random() % choices.size()];
+    for (const std::string inner : {"CLAUSE", "RAISE"}) {
+      if (choice.find(inner) != std::string::npos) choice = replaced(choice, inner, random(inner));
+    }
+    return choice;
   }
 
-  Table randomTable() {
-    const std::string key = oneOf("integer primary key", "integer primary key", "integer primary key" + clause(),
-                                  "integer primary key autoincrement", "int primary key" + clause(), "unique" + clause(), "integer");
-    const std::string value = oneOf("", "unique" + clause(), "check (v % 97 <> 96)", "references t(n)", "references t(n) on delete cascade",
-                                    "references t(n) deferrable initially deferred", "references p", "not null");
-    const std::string more = oneOf("", ", g as (v * 2) stored unique" + clause(), ", g as (nullif(v % 7, 3)) not null" + clause(),
-                                   ", d default (last_insert_rowid())", ", d default (changes())", ", unique (n, v)" + clause());
-    const std::string bare = key.find("primary key") < 12 && key.find("auto") > key.size() ? oneOf("", "", " without rowid") : "";
-    Table table;
-    table.statements = {"create table p(id integer primary key)", "insert into p values(0), (1), (2), (50), (105)", "create table seen(n)",
-                        "create table t(n " + key + ", v " + value + ", w text collate nocase" + more + ")" + bare,
-                        oneOf("", "", "create unique index i on t(v) where v % 5 = 2", "create index i on t(w)")};
-    table.statements.push_back(oneOf("", "", "", "create trigger x before insert on t begin insert into seen values(new.n); end",
-                                     "create trigger x after insert on t begin insert or ignore into t(n) values(new.n + 1); end",
-                                     "create trigger x before insert on t when new.v % 9 = 4 begin select raise(" +
-                                         oneOf("ignore", "fail, 'x'", "abort, 'x'", "rollback, 'x'") + "); end",
-                                     "create trigger x after delete on t begin insert into seen values(-old.n); end"));
-    if (m_random() % 2 == 0) table.statements.push_back("insert into t(n, v) values(1, null), (3, null)");
+  /// Makes a random table on both stores. @return the statements that did
+  std::string makeTable() {
+    const std::string key = random("key");
+    const std::string more = random("more");
+    const bool canBeBare =
+        key.find("primary key") != std::string::npos && key.find("auto") == std::string::npos;
+    const bool isBare = canBeBare && m_random() % 3 == 0;
+    const std::string statements[] = {"create table p(id integer primary key)",
+                                      "insert into p values(0), (1), (2), (50), (105)",
+                                      "create table seen(n)",
+                                      "create table t(n " + key + ", v " + random("value") +
+                                          ", w text collate nocase" + more + ")" +
+                                          (isBare ? " without rowid" : ""),
+                                      random("index"),
+                                      random("trigger"),
+                                      random("rows")};
+    m_shown = "select (select ifnull(group_concat(r), '') from (select " +
+              std::string(isBare ? "0" : "rowid") + "||' '||quote(n)||' '||quote(v)||' '||quote(w)||' '||" +
+              (more.starts_with(", g") ? "quote(g)" : "''") +
+              " as r from t order by 1))||'/'||(select ifnull(group_concat(n), '') from seen)";
     std::string all;
-    for (const std::string& statement : table.statements) all += statement;
-    const std::string computed = more.find(", g") == 0 ? "||' '||quote(g)" : more.find(", d") == 0 ? "||' '||quote(d)" : "";
-    table.shown = "select (select ifnull(group_concat(r), '') from (select " + std::string(bare.empty() ? "rowid" : "0") +
-                  "||' '||quote(n)||' '||quote(v)||' '||quote(w)" + computed +
-                  " as r from t order by 1))||'/'||(select ifnull(group_concat(n), '') from seen)";
-    table.keepsRows = all.find("fail") != std::string::npos;
-    return table;
+    for (const std::string& sql : statements) {
+      all += sql + "\n";
+      if (!sql.empty()) expectSame(db->execWriteSQL(raw(sql)), m_plain->run(sql));
+    }
+    return all;
+  }
+
+  static void expectSame(unsigned long code, int onPlain) {
+    EXPECT_EQ(code & 0xffffffffUL, static_cast<unsigned long>(onPlain));
   }
 
   Rows randomRows() {
     const long sizes[] = {1, 2, 40, 99, 100, 130};
-    const long size = sizes[m_random() % 6], first = oneOf("-5", "2", "4", "4", "100") == "4" ? 4 : 100;
-    const std::size_t order = m_random() % 4, values = m_random() % 4;
+    const long size = sizes[m_random() % 6];
+    const long first = m_random() % 5 < 2 ? 4 : 100;
+    const std::size_t order = m_random() % 4;
+    const std::size_t values = m_random() % 4;
     Rows rows;
     for (long row = 0; row < size; ++row) {
       const long n = order == 0 ? static_cast<long>(m_random() % 200) : first + row;
-      const long ring = first + (row + 1) % size, small = static_cast<long>(m_random() % 8);
-      rows.emplace_back(n, values == 0 ? ring : values == 1 ? small : values == 2 ? n : row * 3 % 101);
+      const long choices[] = {first + (row + 1) % size, static_cast<long>(m_random() % 8), n, row * 3 % 101};
+      rows.emplace_back(n, choices[values]);
     }
     return rows;
   }
 
+  /// @param keepsRows  a refused insert of several rows keeps those before
   int insertOnPlain(const Rows& rows, bool keepsRows) {
     std::string sql = "insert into t (n, v, w) values";
     for (const auto& [n, v] : rows) {
-      sql += (sql.back() == ')' ? ",(" : "(") + std::to_string(n) + "," + std::to_string(v) + ",'w" + std::to_string(v) + "')";
+      sql += "(" + std::to_string(n) + "," + std::to_string(v) + ",'w" + std::to_string(v) + "'),";
     }
+    sql.pop_back();
     if (!keepsRows) return m_plain->run(sql);
     m_plain->run("savepoint batch");
     const int code = m_plain->run(sql);
@@ -84,48 +92,56 @@ class SqliteBatch : public StoreTest {
   unsigned long insertAsBatch(const Rows& rows) {
     BatchInserter batch;
     batch.table("t");
-    for (const auto& [n, v] : rows) batch["n"] << n, batch["v"] << v, batch["w"] << "w" + std::to_string(v);
+    for (const auto& [n, v] : rows) {
+      batch["n"] << n;
+      batch["v"] << v;
+      batch["w"] << "w" + std::to_string(v);
+    }
     return db->ExecBatchInserter(batch);
   }
 
+  /// Inserts random rows in both ways and compares. @return whether they were stored
+  bool insertRows(const std::string& table) {
+    const Rows rows = randomRows();
+    const int expected = insertOnPlain(rows, table.find("fail") != std::string::npos);
+    expectSame(insertAsBatch(rows), expected);
+    const std::string counts = "select changes()||' '||last_insert_rowid()";
+    const bool isStored = expected == SQLITE_OK;
+    EXPECT_TRUE(!isStored || rowsOf(db, counts) == m_plain->text(counts));
+    const bool lost = m_nested && !m_plain->inTransaction();
+    EXPECT_EQ(lost ? "" : rowsOf(db, m_shown), lost ? "" : m_plain->text(m_shown));
+    return isStored;
+  }
+
   std::mt19937 m_random{testSeed()};
+  std::map<std::string, std::vector<std::string>> m_choices;
   std::optional<PlainSqlite> m_plain;
+  std::string m_shown;    // a query of all that the tables hold
+  bool m_nested = false;  // in a transaction of the caller's
 };
 
 TEST_F(SqliteBatch, StoresAndRefusesWhatOneInsertOfAllRowsDoes) {
-  int refused = 0, stored = 0;
+  int refused = 0;
+  int stored = 0;
   for (int round = 0; round < 1500 && !HasFailure(); ++round) {
     useStore("sqlite::memory:");
     m_plain.emplace(":memory:");
-    const Table table = randomTable();
-    const bool nested = m_random() % 2 == 0;
-    std::string trace = nested ? "in a transaction:" : "alone:";
-    for (const std::string& sql : table.statements) {
-      trace += "\n" + sql;
-      if (!sql.empty()) { EXPECT_EQ(db->execWriteSQL(raw(sql)) & 0xffffffffUL, static_cast<unsigned long>(m_plain->run(sql))) << trace; }
-    }
-    if (nested) db->beginTransaction(), m_plain->run("begin");
+    const std::string table = makeTable();
+    m_nested = m_random() % 2 == 0;
+    SCOPED_TRACE(table + (m_nested ? "in a transaction" : "alone"));
+    if (m_nested) expectSame(db->beginTransaction(), m_plain->run("begin"));
     for (int batch = 0; batch < 2; ++batch) {
-      const Rows rows = randomRows();
-      SCOPED_TRACE(trace + "\n" + std::to_string(rows.size()) + " rows from " + std::to_string(rows[0].first) + ", " +
-                   std::to_string(rows[0].second));
-      const int expected = insertOnPlain(rows, table.keepsRows);
-      EXPECT_EQ(insertAsBatch(rows) & 0xffffffffUL, static_cast<unsigned long>(expected));
-      if (expected == SQLITE_OK) {
-        EXPECT_EQ(rowsOf(db, "select changes()||' '||last_insert_rowid()"), m_plain->text("select changes()||' '||last_insert_rowid()"));
-      }
-      (expected == SQLITE_OK ? stored : refused) += 1;
-      if (nested && !m_plain->inTransaction()) break;  // both have lost their transaction
-      EXPECT_EQ(rowsOf(db, table.shown), m_plain->text(table.shown));
+      const bool isStored = insertRows(table);
+      (isStored ? stored : refused) += 1;
       // What last_insert_rowid() and changes() say after a refused insert is SQLite's own affair.
-      if (expected != SQLITE_OK && trace.find(", d default") != std::string::npos) break;
+      if (!isStored && table.find("g default") != std::string::npos) break;
+      if (m_nested && !m_plain->inTransaction()) break;  // both have lost their transaction
     }
-    if (nested) {
-      const bool lost = !m_plain->inTransaction();
-      const unsigned long outcome = db->commitTransaction();
-      if (!lost) { EXPECT_EQ(outcome & 0xffffffffUL, static_cast<unsigned long>(m_plain->run("commit"))) << trace; }
-      if (outcome != 0) db->rollbackTransaction();
-    }
+    if (!m_nested) continue;
+    const bool lost = !m_plain->inTransaction();
+    const unsigned long outcome = db->commitTransaction();
+    if (!lost) expectSame(outcome, m_plain->run("commit"));
+    if (outcome != 0) db->rollbackTransaction();
   }
   EXPECT_GT(refused, 300);
   EXPECT_GT(stored, 300);

@@ -27,17 +27,17 @@ class SqliteInsert : public StoreTest {
 
   /// Compares every value of every table, with its type and its exact bytes.
   void compareTables() {
-    const std::string tables = rowsOf(db, "select name from sqlite_schema where type = 'table'") + ";";
-    for (std::size_t at = 0, end; (end = tables.find(';', at)) != std::string::npos; at = end + 1) {
-      const std::string table = tables.substr(at, end - at);
+    const std::string tables = rowsOf(db, "select name from sqlite_schema where type = 'table'");
+    EXPECT_EQ(std::count(tables.begin(), tables.end(), ';'), 8);
+    for (const std::string& table : split(tables, ";")) {
       const std::string value = "'typeof(\"'||name||'\")||quote(\"'||name||'\")', '||'' ''||'";
-      const std::string columns = rowsOf(db, "select group_concat(" + value + ") from pragma_table_xinfo('" + table + "')");
+      const std::string columns =
+          rowsOf(db, "select group_concat(" + value + ") from pragma_table_xinfo('" + table + "')");
       const std::string sql = "select group_concat(" + columns + ", char(10)) from \"" + table + "\"";
       const std::string plain = m_plain.text(sql);
       EXPECT_EQ(rowsOf(db, sql), plain) << table;
       EXPECT_FALSE(plain.empty()) << table;
     }
-    EXPECT_EQ(std::count(tables.begin(), tables.end(), ';'), 9);
   }
 
   PlainSqlite m_plain{":memory:"};
@@ -53,16 +53,22 @@ TEST_F(SqliteInsert, RandomTextsStoreWhatThePlainRoadStores) {
   const auto below = [&random](std::size_t limit) { return random() % limit; };
   const char* const pieces[] = {"'",  "''", "a", " ", ",", ")", "(",    "--", "\\", "\xc3\xa4", "?",
                                 "%f", ";",  "0", "1", ".", "-", "NULL", "x'", "e5", "\n",       "cast"};
-  const std::pair<std::string, int> targets[] = {
-      {"affinity (i,t,r,n,b,x)", 6}, {"keyed (t,u)", 2}, {"strict_one (i,t,r)", 3}, {"computed (a,b)", 2}, {"bare", 2},
-      {"spoken (a,b)", 2},           {"seen (a,b)", 2},  {"affinity (x)", 1}};
+  const std::pair<std::string, int> targets[] = {{"affinity (i,t,r,n,b,x)", 6},
+                                                 {"keyed (t,u)", 2},
+                                                 {"strict_one (i,t,r)", 3},
+                                                 {"computed (a,b)", 2},
+                                                 {"bare", 2},
+                                                 {"spoken (a,b)", 2},
+                                                 {"seen (a,b)", 2},
+                                                 {"affinity (x)", 1}};
   const auto literal = [&]() -> std::string {
     const std::size_t kind = below(8);
     if (kind == 0) return "NULL";
     if (kind <= 2) return std::to_string(static_cast<long>(random() * random() * random()));
     if (kind <= 4) {
       char buffer[400];
-      const double value = std::ldexp(static_cast<double>(random()) - 2147483648.0, static_cast<int>(below(80)) - 40);
+      const double value =
+          std::ldexp(static_cast<double>(random()) - 2147483648.0, static_cast<int>(below(80)) - 40);
       std::snprintf(buffer, sizeof buffer, "%.*f", static_cast<int>(below(20)), value);
       return buffer;
     }

@@ -1,7 +1,7 @@
 #ifdef VORN_WITH_POSTGRES
 #include "postgres/PostgresServer.h"
 #endif
-#include "store/store_fixture.h"
+#include "store/ScenarioRunner.h"
 
 namespace {
 
@@ -16,7 +16,22 @@ std::string freshSqliteFile() {
 std::vector<StoreKind> storeKinds() {
   return {
 #ifdef VORN_WITH_POSTGRES
-      {"PostgreSql", [] { return sharedPostgresServer().freshDatabase(); }, true, "select 'ok'", "&sslmode=disable&gssencmode=disable"},
+      {"PostgreSql", "postgresql", "postgres/scenarios.txt",
+       [] { return sharedPostgresServer().freshDatabase(); }, true, "select 'ok'",
+       "&sslmode=disable&gssencmode=disable"},
 #endif
-      {"Sqlite", freshSqliteFile, false, "pragma integrity_check", "&synchronous=off&busy_timeout_ms=500"}};
+      {"Sqlite", "sqlite", "store/sqlite_scenarios.txt", freshSqliteFile, false, "pragma integrity_check",
+       "&synchronous=off&busy_timeout_ms=500"}};
 }
+
+namespace {
+
+[[maybe_unused]] const bool areRegistered = [] {
+  for (const StoreKind& kind : storeKinds()) {
+    registerScenarios("Scenarios", "store/scenarios.txt", kind);
+    registerScenarios(kind.name + "Scenarios", kind.scenarios, kind);
+  }
+  return true;
+}();
+
+}  // namespace

@@ -11,7 +11,8 @@ class TemplateStore : public StoreTest {
 
   std::string step(const std::string& text, int columns) {
     const std::string word = text.substr(0, text.find(' '));
-    if (word == "elsewhere:") return onAnotherThread([&] { return step(text.substr(word.size() + 1), columns); });
+    if (word == "elsewhere:")
+      return onAnotherThread([&] { return step(text.substr(word.size() + 1), columns); });
     const bool reads = word == "values" || word == "select" || word == "show";
     return reads ? rowsOf(db, text, columns) : run(db, text);
   }
@@ -41,8 +42,9 @@ TEST_F(TemplateStore, Scenarios) {
 
 TEST_F(TemplateStore, ErrorsHaveTheirClassAndTheirOwnWords) {
   using vorn::ErrorClass;
-  const std::pair<int, ErrorClass> cases[] = {{1, ErrorClass::Statement},  {3, ErrorClass::Retry},          {4, ErrorClass::Constraint},
-                                              {5, ErrorClass::Permission}, {7, ErrorClass::ConnectionLost}, {999, ErrorClass::Other}};
+  const std::pair<int, ErrorClass> cases[] = {{1, ErrorClass::Statement},      {3, ErrorClass::Retry},
+                                              {4, ErrorClass::Constraint},     {5, ErrorClass::Permission},
+                                              {7, ErrorClass::ConnectionLost}, {999, ErrorClass::Other}};
   for (const auto& [code, expected] : cases) {
     EXPECT_EQ(vorn::errorClass(db->execWriteSQL(raw("raise " + std::to_string(code)))), expected) << code;
     EXPECT_EQ(vorn::lastResult().detail(), "raised by the statement");
@@ -101,15 +103,18 @@ TEST_F(TemplateStore, PoolIsBoundedThreadsRollBackForksInheritNothing) {
   ASSERT_EQ(db->execReadSQL(raw("count to 2"), reader), 0U);
   EXPECT_EQ(onAnotherThread([this] { return rows(); }), "vorn 3 POOL_EXHAUSTED");
   reader.clear();
-  const auto leaveOpen = [this] { return db->beginTransaction() == 0 && run(db, "insert into t values (1)") == kSuccess; };
+  const auto leaveOpen = [this] {
+    return db->beginTransaction() == 0 && run(db, "insert into t values (1)") == kSuccess;
+  };
   EXPECT_TRUE(onAnotherThread(leaveOpen));
   EXPECT_EQ(rows(), "template 2 NO_SUCH_TABLE") << "rolled back by the end of the thread";
 
   ASSERT_EQ(db->beginTransaction(), 0U);
   ASSERT_EQ(db->execReadSQL(raw("count to 2"), reader), 0U);
   EXPECT_TRUE(holdsInChild([&] {
-    return !reader.hasNextElement() && lastOutcome() == "vorn 14 FORKED_SESSION" && rows() == "vorn 10 TRANSACTION_LOST" &&
-           run(db, "rollback") == kSuccess && rowsOf(db, "values (1)") == "1";
+    return !reader.hasNextElement() && lastOutcome() == "vorn 14 FORKED_SESSION" &&
+           rows() == "vorn 10 TRANSACTION_LOST" && run(db, "rollback") == kSuccess &&
+           rowsOf(db, "values (1)") == "1";
   }));
   EXPECT_TRUE(reader.hasNextElement()) << "the parent goes on";
   EXPECT_EQ(run(db, "insert into t values (1)"), kSuccess);

@@ -3,67 +3,38 @@
 
 #include <cstdlib>
 #include <future>
-#include <string>
 #include <thread>
 
 namespace {
 
-/// libvorn.so, loaded while this lives. This program is not linked to it.
-class Library {
- public:
-  Library() : m_handle(dlopen(VORN_TEST_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
-    if (m_handle == nullptr) ADD_FAILURE() << dlerror();
-  }
-  ~Library() { dlclose(m_handle); }
-  Library(const Library&) = delete;
-  Library& operator=(const Library&) = delete;
-
-  static bool isLoaded() {
-    void* const handle = dlopen(VORN_TEST_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-    if (handle != nullptr) dlclose(handle);
-    return handle != nullptr;
-  }
-
-  /// Runs a statement on the default store. @return its code
-  unsigned long run(const std::string& sql) const {
-    alignas(std::max_align_t) char statement[512], database[64];
-    find<void(void*)>("_ZN11CVORNsqlstrC1Ev")(statement);
-    find<void(void*, const std::string&)>(kAssign)(statement, sql);
-    find<void(void*, bool)>("_ZN9MIRAsqlDBC1Eb")(database, false);
-    const unsigned long code = find<unsigned long(void*, const void*)>("_ZN9MIRAsqlDB12execWriteSQLERK9CVORNBase")(database, statement);
-    find<void(void*)>("_ZN11CVORNsqlstrD1Ev")(statement);
-    return code;
-  }
-
- private:
-  static constexpr char kAssign[] = "_ZN11CVORNsqlstr6assignERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE";
-
-  template <typename Function>
-  Function* find(const char* symbol) const {
-    return reinterpret_cast<Function*>(dlsym(m_handle, symbol));
-  }
-
-  void* m_handle;
-};
+/// @return whether libvorn.so is in this program, which is not linked to it
+bool isLoaded() {
+  void* const handle = dlopen(VORN_TEST_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+  if (handle != nullptr) dlclose(handle);
+  return handle != nullptr;
+}
 
 TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
   setenv("VORN_STORE_DEFAULT", "sqlite::memory:", 1);
   for (int cycle = 0; cycle < 10; ++cycle) {
-    std::promise<void> used, ending;
-    std::thread thread;
-    {
-      const Library library;
-      thread = std::thread([&] {
-        EXPECT_EQ(library.run("create table t (a)"), 0u);
-        EXPECT_NE(library.run("garbage"), 0u);
-        used.set_value(), ending.get_future().wait();
-      });
-      used.get_future().wait();
-    }
-    EXPECT_TRUE(Library::isLoaded()) << "the thread has its sessions to close";
-    ending.set_value(), thread.join();
-    { const Library again; }  // the loader looks when it is asked to unload
-    ASSERT_FALSE(Library::isLoaded()) << "after cycle " << cycle;
+    void* const plugin = dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(plugin, nullptr) << dlerror();
+    const auto run = reinterpret_cast<unsigned long (*)(const char*)>(dlsym(plugin, "runStatement"));
+    std::promise<void> used;
+    std::promise<void> ending;
+    std::thread thread([&] {
+      EXPECT_EQ(run("create table t (a)"), 0u);
+      EXPECT_NE(run("garbage"), 0u);
+      used.set_value();
+      ending.get_future().wait();
+    });
+    used.get_future().wait();
+    dlclose(plugin);
+    EXPECT_TRUE(isLoaded()) << "the thread has its sessions to close";
+    ending.set_value();
+    thread.join();
+    dlclose(dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL));  // the loader looks when it is asked to unload
+    ASSERT_FALSE(isLoaded()) << "after cycle " << cycle;
   }
 }
 
@@ -71,12 +42,13 @@ TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
 // The last of this program: from here on the library stays. It is not visible to what it loads.
 TEST(Unload, AModuleKeepsTheLibrary) {
   setenv("VORN_STORE_DEFAULT", "postgresql://127.0.0.1:1/state", 1);
-  {
-    const Library library;
-    EXPECT_EQ(std::async(std::launch::async, [&] { return library.run("select 1"); }).get() >> 32, 2U);
-  }
-  { const Library again; }
-  EXPECT_TRUE(Library::isLoaded());
+  void* const plugin = dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(plugin, nullptr) << dlerror();
+  const auto run = reinterpret_cast<unsigned long (*)(const char*)>(dlsym(plugin, "runStatement"));
+  EXPECT_EQ(std::async(std::launch::async, run, "select 1").get() >> 32, 2U);
+  dlclose(plugin);
+  dlclose(dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL));
+  EXPECT_TRUE(isLoaded());
 }
 #endif
 
