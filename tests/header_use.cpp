@@ -18,8 +18,7 @@
 }
 
 [[maybe_unused]] static void useBuilders(CVORNTable t) {
-  CVORNSelector sel;
-  sel << vornMax(t["age"]) << vornCount();
+  CVORNSelector() << vornMax(t["age"]) << vornCount();
   CVORNInserter ins;
   ins["a"]["b"] << 5 << "text" << std::string() << 'c' << true << 2.5F << CVORNNull() << 0 << 7UL;
   CVORNUpdater upd;
@@ -42,8 +41,7 @@ constexpr bool inserts = std::is_invocable_v<decltype(insert), CVORNInserter&, V
 static_assert(sizeof(CVORNNull) == 1);
 static_assert(compares<const char*> && inserts<const char (&)[5]>);
 static_assert(!compares<CVORNNull>, "the marker would become a number");
-static_assert(!inserts<const wchar_t*>, "a pointer would become a bool");
-static_assert(!inserts<int*>, "a pointer would become a bool");
+static_assert(!inserts<const wchar_t*> && !inserts<int*>, "a pointer would become a bool");
 static_assert(ENUM_COMPOUND_OP{7} != COMPOUND_UNION, "a value like the others");
 
 // A caller's own operator for pointers is not ambiguous.

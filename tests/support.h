@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -27,12 +28,10 @@ inline std::vector<std::pair<std::string, std::string>> casesOf(const std::strin
 
 inline std::vector<std::string> split(const std::string& text, const std::string& separator) {
   std::vector<std::string> parts;
-  std::size_t start = 0;
-  for (std::size_t end; (end = text.find(separator, start)) != std::string::npos;
-       start = end + separator.size()) {
+  for (std::size_t start = 0, end = 0; start <= text.size(); start = end + separator.size()) {
+    end = std::min(text.find(separator, start), text.size());
     parts.push_back(text.substr(start, end - start));
   }
-  parts.push_back(text.substr(start));
   return parts;
 }
 

@@ -8,7 +8,6 @@
 
 namespace {
 
-using scripted::platform;
 using BuildersTest = scripted::PlatformTest;
 const CVORNCriterion kLevel("(level=3)");
 
@@ -50,13 +49,13 @@ TEST_F(BuildersTest, InserterRenders) {
   inserter["id"]["o'x"];
   EXPECT_EQ(inserter.toString(), "insert into t (id,o''x))");
   inserter.clear();
-  inserter["a"] << std::string("x") << CVORNNull() << -5L << "" << std::string("a\0b", 3) << true << false;
+  inserter["a"] << std::string("x'y'") << CVORNNull() << -5L << "" << std::string("a\0b", 3) << true << 'c';
   inserter << '\'' << "it's" << short{-3} << std::uint16_t{65535} << -7 << 2.5F << 4294967295U << 4294967294U;
-  inserter << 2147483648U << 4294967295UL << 4294967294UL;
+  inserter << 2147483648U << 4294967295UL << 4294967294UL << 0.1;
   const std::string zero(1, '\0');
   EXPECT_EQ(inserter.toString(),
-            "insert into t (a) values('x',NULL,-5,'','a" + zero +
-                "b',1,0,'''','it''s',-3,65535,-7,2.500000,0,-2,-2147483648,0,4294967294)");
+            "insert into t (a) values('x''y''',NULL,-5,'','a" + zero +
+                "b',1,'c','''','it''s',-3,65535,-7,2.500000,0,-2,-2147483648,0,4294967294,0.100000)");
 }
 
 TEST_F(BuildersTest, UpdaterRenders) {
@@ -82,11 +81,11 @@ TEST_F(BuildersTest, UpdaterRenders) {
       "update t set a='x',b=NULL,c=-5,d=4294967294,e=0,f=4294967294,g=0,h=-4,i=2.500000,j,o''b='''' where ");
 }
 
-TEST_F(BuildersTest, DeleterAndDropperRender) {
+TEST_F(BuildersTest, OthersRender) {
   CVORNDeleter deleter;
   deleter.table("alarm");
   deleter.table("device's");
-  deleter.where(CVORNCriterion());
+  EXPECT_EQ(deleter.toString(), "delete from device's");
   deleter.where(kLevel);
   EXPECT_EQ(deleter.toString(), "delete from device's where (level=3)");
   CVORNDroper dropper;
@@ -97,51 +96,40 @@ TEST_F(BuildersTest, DeleterAndDropperRender) {
   EXPECT_EQ(dropper.toString(), "drop main.table t'");
   dropper.clear();
   EXPECT_EQ(dropper.toString(), "drop ");
-}
-
-TEST_F(BuildersTest, RawStatementTablesAndColumns) {
-  CVORNSelector selector;
-  CVORNDeleter deleter;
-  CVORNDroper dropper;
   CVORNsqlstr raw;
   raw.assign(" it's\n");
   raw.where(kLevel);
+  EXPECT_EQ(raw.toString(), " it's\n");
+  CVORNSelector selector;
   CVORNBase* const builders[] = {&selector, &deleter, &dropper, &raw};
   for (CVORNBase* builder : builders) EXPECT_EQ(builder->table("t")["c"].toString(), "t.c");
-  EXPECT_EQ(raw.toString(), " it's\n");
-  raw.clear();
-  EXPECT_EQ(raw.toString(), "");
-  const CVORNColumn column("t", "x");
-  EXPECT_EQ(column.getTableName() + '|' + column.getColumnName() + '|' + column.toString(), "t|.x|t.x");
-}
-
-TEST_F(BuildersTest, UtilityDoublesSingleQuotesOnly) {
-  CSQLiteUtil* const util = CSQLiteUtil::getInstance();
-  EXPECT_EQ(CSQLiteUtil::getInstance(), util);
-  EXPECT_EQ(
-      util->replaceSpecialChar('\'') + util->replaceSpecialChar('a') + util->replaceSpecialChar("it's\\\""),
-      "''ait''s\\\"");
+  EXPECT_EQ(CSQLiteUtil::getInstance(), CSQLiteUtil::getInstance());
 }
 
 TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {
   const char* const none = nullptr;
   CVORNInserter inserter;
-  CVORNInserter large;
   CVORNUpdater updater;
   EXPECT_THROW(inserter << none, std::logic_error);
   EXPECT_EQ(inserter.toString(), "insert into  values(')");
   EXPECT_THROW(updater["a"].assign(none), std::logic_error);
-  EXPECT_EQ((large << 1e300).toString().size(), std::string("insert into  values()").size() + 199);
-  platform().snprintfSucceeds = 1;
+  EXPECT_EQ((CVORNInserter() << 1e300).toString().size(), std::string("insert into  values()").size() + 199);
+  scripted::platform().snprintfSucceeds = 1;
   CVORNSelector selector;
   selector.limit(12, 34);
   EXPECT_EQ(selector.toString(), "select  *  from  LIMIT 12 OFFSET 12") << "what the buffer still held";
   updater.assign(1);
   EXPECT_EQ(updater.toString(), "update  set a='");
+  CVORNCriterionItem item("a");
+  for (const CVORNCriterion& empty : {item == 1, item == 1.5, item != 1.5, item >= 1, item <= 1})
+    EXPECT_EQ(empty.toString().find_first_not_of("(a)"), std::string::npos);
   const std::string events = scripted::takeEvents();
-  for (const std::string name : {"Inserter::operator<<", "Selector::limit", "Updater::assign"}) {
-    const std::string event = "error 4294967295 scrubbed [VORNLib]CVORN" + name + ".snprintf_s failed @CVORN";
-    EXPECT_NE(events.find(event), std::string::npos) << events;
+  for (const std::string logged :
+       {"scrubbed [VORNLib]CVORNInserter::operator<<", "scrubbed [VORNLib]CVORNSelector::limit",
+        "scrubbed [VORNLib]CVORNUpdater::assign",
+        "scrubbed [VORNLib]CVORNCriterionItem::operator<=", "CVORNCriterion createCriterionWithInt"}) {
+    EXPECT_NE(events.find("error 4294967295 " + logged + ".snprintf_s failed @CVORN"), std::string::npos)
+        << events;
   }
 }
 

@@ -6,7 +6,6 @@
 namespace {
 
 using Item = CVORNCriterionItem;
-using scripted::platform;
 using CriteriaTest = scripted::PlatformTest;
 const CVORNTable t("t'");
 
@@ -76,16 +75,6 @@ TEST_F(CriteriaTest, JoinsInPlace) {
       {joined, "(((a=5) and (b='x')) and id in (1))"},
       {twice && twice, "((a=5) and (a=5) and )"},
   });
-}
-
-TEST_F(CriteriaTest, LogsNumbersThatCannotBeFormatted) {
-  platform().snprintfSucceeds = 0;
-  expectAll(
-      {{Item("a") == 1, "(a)"}, {Item("a") != 1.0, "(a)"}, {Item("a") >= 1, "(a)"}, {Item("a") <= 1, "(a)"}});
-  EXPECT_EQ(platform().events.size(), 4u);
-  EXPECT_EQ(platform().events.back().find(
-                "error 4294967295 scrubbed [VORNLib]CVORNCriterionItem::operator<=.snprintf_s failed"),
-            0u);
 }
 
 }  // namespace

@@ -1,9 +1,8 @@
-#include <functional>
 #include <new>
-#include <tuple>
 
 #include "faults/FailingAllocations.h"
 #include "scripted/scripted_platform.h"
+#include "support.h"
 #include "vorn/batch_inserter.h"
 #include "vorn/database.h"
 #include "vorn/reader.h"
@@ -11,122 +10,64 @@
 namespace {
 
 using scripted::platform;
-using scripted::takeEvents;
 
-struct ExecutorTest : scripted::PlatformTest {
-  using Operation = std::function<unsigned long(CVORN&)>;
+struct Batch : BatchInserter {
+  std::string toString() const override { return isWordless ? "" : BatchInserter::toString(); }
+  bool isWordless = false;
+};
 
-  ExecutorTest() { statement.assign("sql"); }
+/// One operation on a database, and the circumstance that it meets.
+struct Call {
+  Call() {
+    statement.assign("sql");
+    batch["a"] << 1;
+  }
 
-  static unsigned long run(const Operation& operation, bool flag = false) {
-    MIRAsqlDB db(flag);
-    return operation(db);
+  void meet(const std::string& circumstance) {
+    isByProcess = circumstance[0] >= '0' && circumstance[0] <= '9';
+    if (isByProcess) platform().processId = static_cast<std::uint32_t>(std::stoul(circumstance));
+    if (circumstance == "remark") platform().result = {0, 5, "remark"};
+    if (circumstance == "failed") platform().result = {-3, 99, "broken"};
+    if (circumstance == "silent") platform().result = {1, 77, {}};
+    if (circumstance == "throws") platform().onCall = [](const vorn::TypedRef&) { throw std::bad_alloc(); };
+    if (circumstance == "empty") statement.assign("");
+    if (circumstance == "unequal") batch["b"] << 1 << 2;
+    if (circumstance == "columnless") batch.clear();
+    batch.isWordless = circumstance == "wordless";
+    FailingAllocations::nothrowFails = circumstance == "memoryless";
+  }
+
+  unsigned long run(const std::string& operation) {
+    CVORN* db = nullptr;
+    const GuardDB guard("a name without meaning", db, isByProcess);
+    if (operation == "begin") return db->beginTransaction();
+    if (operation == "commit") return db->commitTransaction();
+    if (operation == "rollback") return db->rollbackTransaction();
+    if (operation == "write") return db->execWriteSQL(statement);
+    return operation == "read" ? db->execReadSQL(statement, reader) : db->ExecBatchInserter(batch);
   }
 
   CVORNsqlstr statement;
   CVORNReader reader;
-  BatchInserter batch;
-  const Operation begin = &CVORN::beginTransaction;
-  const Operation commit = &CVORN::commitTransaction;
-  const Operation rollback = &CVORN::rollbackTransaction;
-  const Operation write = [this](CVORN& db) { return db.execWriteSQL(statement); };
-  const Operation read = [this](CVORN& db) { return db.execReadSQL(statement, reader); };
-  const Operation insert = [this](CVORN& db) { return db.ExecBatchInserter(batch); };
+  Batch batch;
+  bool isByProcess = false;
 };
 
-TEST_F(ExecutorTest, ChoosesTheSessionNameByFlagAndProcess) {
-  const std::tuple<bool, std::uint32_t, const char*, int> cases[] = {
-      {false, 4073, "default", 0},   {true, 4073, "NeBackupDB", 1},  {true, 4073 + 65536, "NeBackupDB", 1},
-      {true, 4222, "NeBackupDB", 2}, {true, 4074, "NeUpgradeDB", 2}, {true, 0xFFFFFFFF, "NeUpgradeDB", 2},
-  };
-  batch["a"] << 1;
-  for (const auto& [flag, process, name, calls] : cases) {
-    for (const Operation& operation : {begin, commit, rollback, write, read, insert}) {
-      platform().processId = process;
-      platform().processIdCalls = 0;
-      EXPECT_EQ(run(operation, flag), 0u);
-      EXPECT_NE(takeEvents().find(std::string("open ") + name + "; "), std::string::npos) << name;
-      EXPECT_EQ(platform().processIdCalls, calls);
-      reader.clear();
+TEST(ExecutorTest, AsksThePlatformInOrder) {
+  for (const auto& [words, events] : casesOf("core/executor.txt")) {
+    platform() = scripted::Platform();
+    Call call;
+    const std::size_t blank = words.find(' ');
+    call.meet(words.substr(blank + 1));
+    try {
+      scripted::record("return " + std::to_string(call.run(words.substr(0, blank))));
+    } catch (const std::bad_alloc&) {
+      scripted::record("bad_alloc");
     }
+    call.reader.clear();
+    EXPECT_EQ(scripted::takeEvents(), events) << words;
   }
-}
-
-TEST_F(ExecutorTest, ReportsEveryOutcome) {
-  const std::string writes =
-      "open default; identify MiraDB:execWriteSQL:84; execute default MiraDB:execWriteSQL:84 4 sql; close "
-      "default";
-  const std::string reads =
-      "trace @MiraDB:execReadSQL:55; open default; identify MiraDB:execReadSQL:63; "
-      "execute default MiraDB:execReadSQL:63 0 sql";
-  const std::string inserts =
-      "open default; identify MiraDB:ExecBatchInserter:147; "
-      "execute default MiraDB:ExecBatchInserter:147 1 insert into  (a) values({a}); close default";
-  const std::string info = "; info scrubbed [VORNLib]";
-  const vorn::ExecResult remark(0, 5, "remark");
-  const vorn::ExecResult failed(-3, 99, "broken");
-  const std::tuple<Operation, vorn::ExecResult, unsigned long, std::string> cases[] = {
-      {begin, failed, 99, "open default; begin default; close default"},
-      {commit, remark, 5, "open default; commit default; close default"},  // the code, even of a success
-      {rollback, {}, 0, "open default; rollback default; close default"},
-      {write, remark, 0, writes},
-      {write, failed, 99, writes + info + "broken @MiraDB:execWriteSQL:86"},
-      {write, {1, 77, {}}, 77, writes + info + " @MiraDB:execWriteSQL:86"},
-      {read, remark, 0, reads},
-      {read, failed, 99, reads + info + "broken @MiraDB:execReadSQL:65"},
-      {insert, remark, 0, inserts},
-      {insert, failed, 99, inserts + info + "broken @MiraDB:ExecBatchInserter:149"},
-  };
-  batch["a"] << 1;
-  for (const auto& [operation, result, code, events] : cases) {
-    platform().results = {result};
-    EXPECT_EQ(run(operation), code);
-    EXPECT_EQ(takeEvents(), events);
-    reader.clear();  // a read alone keeps its session
-    EXPECT_EQ(takeEvents(), events.starts_with("trace") ? "close default" : "");
-  }
-  platform().onExecute = [](const vorn::TypedRef&) { throw std::bad_alloc(); };
-  EXPECT_THROW(run(write), std::bad_alloc);
-  EXPECT_THROW(run(insert), std::bad_alloc);
-  EXPECT_EQ(takeEvents(), writes + "; " + inserts) << "no session is left open";
-}
-
-TEST_F(ExecutorTest, RefusesWhatItCannotRun) {
-  struct : BatchInserter {
-    std::string toString() const override { return {}; }
-  } wordless;
-  const auto expectRefusal = [](const Operation& operation, const std::string& where,
-                                const std::string& why) {
-    const std::string trace = where.starts_with("execRead") ? "trace @MiraDB:execReadSQL:55; " : "";
-    EXPECT_EQ(run(operation), 1u);
-    EXPECT_EQ(takeEvents(), trace + "error 1 scrubbed [VORNLib]" + why + " @MiraDB:" + where);
-  };
-  expectRefusal(
-      [this](CVORN& db) {
-        FailingAllocations::nothrowFails = true;
-        const unsigned long code = db.execReadSQL(statement, reader);
-        FailingAllocations::nothrowFails = false;
-        return code;
-      },
-      "execReadSQL:69", "Exception! strSQL is empty string!");
-  statement.assign("");
-  expectRefusal(read, "execReadSQL:58", "Exception! strSQL is empty string!");
-  expectRefusal(write, "execWriteSQL:80", "execWriteSQL! strSQL is empty string!");
-  expectRefusal([&](CVORN& db) { return db.ExecBatchInserter(wordless); }, "ExecBatchInserter:97",
-                "ExecBatchInserter! strSQL is empty string!");
-  EXPECT_EQ(run(insert), 0u) << "a batch without columns is a success";
-  EXPECT_EQ(takeEvents(),
-            "info scrubbed [VORNLib]ExecBatchInserter! paramMap is empty! @MiraDB:ExecBatchInserter:105");
-  batch["b"] << 1 << 2;
-  batch["a"] << 1 << 2 << 3;
-  expectRefusal(insert, "ExecBatchInserter:141", "ExecBatchInserter! paramMap is error!");
-}
-
-TEST_F(ExecutorTest, GuardHandsOutADatabaseAndIgnoresTheName) {
-  CVORN* db = nullptr;
-  const GuardDB guard("TaskDB", db, true);
-  EXPECT_EQ(db->commitTransaction(), 0u);
-  EXPECT_EQ(takeEvents(), "open NeUpgradeDB; commit NeUpgradeDB; close NeUpgradeDB");
+  FailingAllocations::nothrowFails = false;
 }
 
 }  // namespace

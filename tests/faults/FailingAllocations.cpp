@@ -38,46 +38,42 @@ static bool isDue() noexcept {
   if (allocationsLeft == 0 || --allocationsLeft > 0) return false;
   if (lasting) allocationsLeft = 1;
   hasFailed = true;
+  errno = ENOMEM;
   return true;
 }
 
 #ifdef VORN_TEST_REPLACES_MALLOC
+constexpr bool mallocFails = true;
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
 
-static void* none() {
-  errno = ENOMEM;
-  return nullptr;
-}
 void* malloc(std::size_t size) {
-  return isDue() ? none() : __libc_malloc(size);
+  return isDue() ? nullptr : __libc_malloc(size);
 }
 void* calloc(std::size_t count, std::size_t size) {
-  return isDue() ? none() : __libc_calloc(count, size);
+  return isDue() ? nullptr : __libc_calloc(count, size);
 }
 void* realloc(void* block, std::size_t size) {
-  return isDue() ? none() : __libc_realloc(block, size);
+  return isDue() ? nullptr : __libc_realloc(block, size);
 }
-}
-static void* allocate(std::size_t size) {
-  return malloc(size);
 }
 #else
-static void* allocate(std::size_t size) {
-  return isDue() ? nullptr : std::malloc(size);
-}
+constexpr bool mallocFails = false;
 #endif
 
+static void* allocate(std::size_t size) {
+  return !mallocFails && isDue() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
 void* operator new(std::size_t size) {
-  void* const block = allocate(size == 0 ? 1 : size);
+  void* const block = allocate(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 // A sanitizer's own would not fit the delete below.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return FailingAllocations::nothrowFails ? nullptr : allocate(size == 0 ? 1 : size);
+  return FailingAllocations::nothrowFails ? nullptr : allocate(size);
 }
 void operator delete(void* block) noexcept {
   std::free(block);

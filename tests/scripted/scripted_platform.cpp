@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <new>
 #include <utility>
 
 #include "support.h"
@@ -12,37 +11,17 @@
 
 namespace scripted {
 
-namespace {
-
-std::string identifier(const char* source, const char* function, int line) {
-  return std::string(source) + ':' + function + ':' + std::to_string(line);
-}
-
-std::string place(const vorn::SourceLocation& location) {
-  return " @" + identifier(location.sourceUnit, location.function, location.line);
-}
-
-/// @return the first of a script's outcomes or rows, which it takes out, or an empty one
-template <typename Script>
-typename Script::value_type next(Script& script) {
-  if (script.empty()) return {};
-  typename Script::value_type result = std::move(script.front());
-  script.pop_front();
-  return result;
-}
-
-}  // namespace
-
 Platform& platform() {
   static Platform instance;
   return instance;
 }
 
+void record(const std::string& event) {
+  platform().events += (platform().events.empty() ? "" : "; ") + event;
+}
+
 std::string takeEvents() {
-  std::string text;
-  for (const std::string& event : platform().events) text += (text.empty() ? "" : "; ") + event;
-  platform().events.clear();
-  return text;
+  return std::exchange(platform().events, {});
 }
 
 }  // namespace scripted
@@ -50,34 +29,33 @@ std::string takeEvents() {
 namespace vorn {
 
 using scripted::platform;
+using scripted::record;
 
-class DataSession::Impl {
- public:
-  void record(const std::string& action, const std::string& details = {}) const {
-    platform().events.push_back(action + ' ' + name + details);
-  }
-  ExecResult act(const std::string& action, const std::string& details = {}) const {
-    record(action, details);
-    return scripted::next(platform().results);
-  }
+static std::string place(const SourceLocation& location) {
+  return std::string(location.sourceUnit) + ':' + location.function + ':' + std::to_string(location.line);
+}
 
-  std::string name;
-};
+static ExecResult act(const std::string& event) {
+  record(event);
+  return platform().result;
+}
 
-DataSession::DataSession(const char* sessionName) : m_impl(new Impl{sessionName}) {
-  m_impl->record("open");
+class DataSession::Impl {};
+
+DataSession::DataSession(const char* sessionName) {
+  record(std::string("open ") + sessionName);
 }
 DataSession::~DataSession() {
-  m_impl->record("close");
+  record("close");
 }
 ExecResult DataSession::beginTransaction() {
-  return m_impl->act("begin");
+  return act("begin");
 }
 ExecResult DataSession::commit() {
-  return m_impl->act("commit");
+  return act("commit");
 }
 ExecResult DataSession::rollback() {
-  return m_impl->act("rollback");
+  return act("rollback");
 }
 
 ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql,
@@ -87,44 +65,44 @@ ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::
 
 ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql,
                                 const TypedRef& parameters) {
-  ExecResult result =
-      m_impl->act("execute", ' ' + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
-  if (platform().onExecute) platform().onExecute(parameters);
-  return result;
+  record("execute " + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
+  platform().onCall(parameters);
+  return platform().result;
 }
 
 bool DataSession::fetchRow(ExecResult& status, const TypedRef& target, int hint) {
   status = ExecResult();
-  m_impl->record("fetch", ' ' + std::to_string(target.type.code) + ' ' + std::to_string(hint));
-  if (platform().fetchThrows) throw std::bad_alloc();
+  record("fetch " + std::to_string(target.type.code) + ' ' + std::to_string(hint));
+  platform().onCall(target);
   if (platform().rows.empty()) return false;
-  *static_cast<scripted::Row*>(target.object) = scripted::next(platform().rows);
+  *static_cast<scripted::Row*>(target.object) = platform().rows.front();
+  platform().rows.pop_front();
   return true;
 }
 
 std::string makeStatementId(const char* sourceName, const char* functionName, int line) {
-  platform().events.push_back("identify " + scripted::identifier(sourceName, functionName, line));
-  return scripted::identifier(sourceName, functionName, line);
+  record("identify " + place({sourceName, functionName, line}));
+  return "id";
 }
 
 void Logger::error(std::uint32_t code, const std::string& text, const SourceLocation& location) {
-  platform().events.push_back("error " + std::to_string(code) + ' ' + text + scripted::place(location));
+  record("error " + std::to_string(code) + ' ' + text + " @" + place(location));
 }
 
 void Logger::info(const std::string& text, const SourceLocation& location) {
-  platform().events.push_back("info " + text + scripted::place(location));
+  record("info " + text + " @" + place(location));
 }
 
 std::string LogScrubber::scrub(const std::string& text) {
-  return scripted::kScrubbed + text;
+  return "scrubbed " + text;
 }
 
 FunctionTrace::FunctionTrace(const SourceLocation& location) {
-  platform().events.push_back("trace" + scripted::place(location));
+  record("trace @" + place(location));
 }
 
 std::uint32_t currentProcessId() {
-  ++platform().processIdCalls;
+  record("process");
   return platform().processId;
 }
 

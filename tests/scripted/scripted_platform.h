@@ -21,40 +21,34 @@ using Row = std::vector<vorn::RowValue>;
 
 /// The script and the record. Tests read and write the members directly; none of it is thread-safe.
 ///
-/// Events in order, one line each:
-///   open NAME / close NAME                          a session
-///   begin NAME / commit NAME / rollback NAME
-///   identify SOURCE:FUNCTION:LINE                   a statement identifier is made
-///   execute NAME ID KIND SQL                        ID is SOURCE:FUNCTION:LINE, KIND the number
-///   fetch NAME CODE HINT                            CODE is the type code of the row target
-///   error CODE TEXT @SOURCE:FUNCTION:LINE           a log line; TEXT starts with kScrubbed if scrubbed
+/// Events in order:
+///   open NAME / close                               a session
+///   begin / commit / rollback
+///   identify SOURCE:FUNCTION:LINE                   a statement identifier is made, the text "id"
+///   execute ID KIND SQL                             KIND is the number
+///   fetch CODE HINT                                 CODE is the type code of the row target
+///   error CODE TEXT @SOURCE:FUNCTION:LINE           a log line; TEXT starts with "scrubbed " if scrubbed
 ///   info TEXT @SOURCE:FUNCTION:LINE
 ///   trace @SOURCE:FUNCTION:LINE
+///   process                                         the identifier of the process is asked for
 struct Platform {
-  std::vector<std::string> events;
-  std::deque<vorn::ExecResult> results;  ///< next outcomes of transactions and executes; then successes
-  std::deque<Row> rows;                  ///< next rows, whichever session fetches
-  std::uint32_t processId = 1;
-  int processIdCalls = 0;
+  std::string events;       ///< with "; " between them
+  vorn::ExecResult result;  ///< of every transaction and execute
+  std::deque<Row> rows;     ///< next rows, whichever session fetches
+  std::uint32_t processId = 4073;
   int snprintfSucceeds = INT_MAX;  ///< as often; then -1 and the destination untouched
 
-  bool fetchThrows = false;  ///< std::bad_alloc
-
-  /// Called inside every execute; `parameters` refers to nothing for one without.
-  std::function<void(const vorn::TypedRef& parameters)> onExecute;
+  /// Called inside every execute and fetch with the parameters, which refer to nothing if there are none, or
+  /// the target.
+  std::function<void(const vorn::TypedRef& reference)> onCall = [](const vorn::TypedRef&) {};
 };
-
-/// What the scripted scrubber puts before every text.
-inline constexpr char kScrubbed[] = "scrubbed ";
 
 Platform& platform();
 
 template <typename Value>
 vorn::RowValue value(const Value& value) {
   vorn::RowValue result;
-  if constexpr (std::is_same_v<Value, vorn::RowValue>) {
-    result = value;
-  } else if constexpr (std::is_floating_point_v<Value>) {
+  if constexpr (std::is_floating_point_v<Value>) {
     result.setReal(value);
   } else if constexpr (std::is_integral_v<Value>) {
     result.setInteger(value);
@@ -71,7 +65,9 @@ Row row(const Values&... values) {
   return Row{value(values)...};
 }
 
-/// @return the events since the last call, with "; " between them, and forgets them
+void record(const std::string& event);
+
+/// @return the events since the last call, and forgets them
 std::string takeEvents();
 
 /// Starts each test on a platform without script and record.
