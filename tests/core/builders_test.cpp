@@ -120,13 +120,14 @@ TEST_F(BuildersTest, FailedValuesStayAsFarAsTheyWereWritten) {
   EXPECT_EQ(selector.toString(), "select  *  from  LIMIT 12 OFFSET 12") << "what the buffer still held";
   updater.assign(1);
   EXPECT_EQ(updater.toString(), "update  set a='");
-  CVORNCriterionItem item("a");
-  for (const CVORNCriterion& empty : {item == 1, item == 1.5, item != 1.5, item >= 1, item <= 1})
-    EXPECT_EQ(empty.toString().find_first_not_of("(a)"), std::string::npos);
+  using Item = CVORNCriterionItem;
+  for (const CVORNCriterion& one : {Item("a") == 1, Item("a") != 1.0, Item("a") >= 1, Item("a") <= 1})
+    EXPECT_EQ(one.toString(), "(a)");
   const std::string events = scripted::takeEvents();
   for (const std::string logged :
        {"scrubbed [VORNLib]CVORNInserter::operator<<", "scrubbed [VORNLib]CVORNSelector::limit",
-        "scrubbed [VORNLib]CVORNUpdater::assign",
+        "scrubbed [VORNLib]CVORNUpdater::assign", "scrubbed [VORNLib]CVORNCriterionItem::operator!=",
+        "scrubbed [VORNLib]CVORNCriterionItem::operator>=",
         "scrubbed [VORNLib]CVORNCriterionItem::operator<=", "CVORNCriterion createCriterionWithInt"}) {
     EXPECT_NE(events.find("error 4294967295 " + logged + ".snprintf_s failed @CVORN"), std::string::npos)
         << events;
