@@ -22,6 +22,12 @@ compile "$@" -shared -fPIC -x c++ -o plugin.so - <<<'
   #include <vorn/platform/stores.h>
   static const bool bound = (usleep(300000), vorn::bindStore("plugin", "postgresql://localhost/state").succeeded());
 ' || exit 1
+compile "$@" -shared -fPIC -x c++ -o binding.so - <<<'
+  #include <unistd.h>
+  #include <vorn/platform/stores.h>
+  static const bool bound = (usleep(300000), vorn::bindStore("inner", "sqlite::memory:").succeeded()) && fork() != 0;
+  static const int child = bound ? 0 : (_exit(0), 0);
+' || exit 1
 # What stands in the module's place.
 library() { "$@" -shared -fPIC -x c++ -; }
 library "$@" -o version.so <<<'extern "C" { struct Module { char version[16]; const void* kind; };
@@ -86,6 +92,7 @@ cd "$lib" && check relative_path "$work/good.so" "$reached" LD_LIBRARY_PATH=. el
 cd "$work" && check beside_static_object good.so "$reached" beside "$work/plugin.so"
 # The allocator of a sanitizer does not survive a fork beside another thread.
 if [[ $* != *-fsanitize* ]]; then
+  check forked_beside_module_that_binds binding.so "$unreadable.*no module.*$unknown" fork 100000
   for delay in 0 300 600 1000 1500 2000 3000 4000 6000 9000; do
     check "forked_after_$delay" good.so "$reached" fork $delay
   done

@@ -33,7 +33,9 @@ KindEntry entries[] = {
 };
 
 std::mutex loadMutex;
-int loadsRunning = 0;  // guarded by loadMutex
+int loadsRunning = 0;                ///< guarded by loadMutex
+thread_local int loadsOfThread = 0;  ///< its own, in which it may fork: by a static constructor
+thread_local int holdsOfThread = 0;
 
 /// Counts a load while it runs. The mutex is not held meanwhile: the loader calls the static constructors of
 /// other libraries with a lock of its own held, and one of them may bind a store.
@@ -48,6 +50,7 @@ class RunningLoad {
   static void add(int change) {
     const std::lock_guard lock(loadMutex);
     loadsRunning += change;
+    loadsOfThread += change;
   }
 };
 
@@ -58,23 +61,10 @@ bool hasScheme(const KindEntry& entry, const std::string& scheme) {
   return false;
 }
 
-// Loads end soon. A condition to wait on would be inherited with the other threads that wait on it.
-void waitForLoads() {
-  loadMutex.lock();
-  while (loadsRunning > 0) {
-    loadMutex.unlock();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    loadMutex.lock();
-  }
-}
-
-void letLoadsBegin() {
-  loadMutex.unlock();
-}
-
 // A child forked in the middle of a load would inherit half a module and the loader's lock. From the first
 // moment on, as a fork can come between the first load and whatever else would install this.
-const bool handlersInstalled = pthread_atfork(waitForLoads, letLoadsBegin, letLoadsBegin) == 0;
+const bool handlersInstalled =
+    pthread_atfork(StoreKinds::holdLoads, StoreKinds::releaseLoads, StoreKinds::releaseLoads) == 0;
 
 ExecResult provide(KindEntry& entry, const StoreKind*& kind) {
   kind = entry.kind.load(std::memory_order_acquire);
@@ -115,6 +105,21 @@ bool isOfLayer(std::uint64_t code) {
 }
 
 }  // namespace
+
+// Loads end soon. A condition to wait on would be inherited with the other threads that wait on it.
+void StoreKinds::holdLoads() {
+  if (holdsOfThread++ > 0) return;
+  loadMutex.lock();
+  while (loadsRunning > loadsOfThread) {
+    loadMutex.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    loadMutex.lock();
+  }
+}
+
+void StoreKinds::releaseLoads() {
+  if (--holdsOfThread == 0) loadMutex.unlock();
+}
 
 ExecResult StoreKinds::makeDriver(StoreUrl& url, const std::string& sessionName,
                                   std::shared_ptr<StoreDriver>& driver) {

@@ -17,6 +17,11 @@ class StoreKinds {
   /// @param url  the general options are already taken out
   static ExecResult makeDriver(StoreUrl& url, const std::string& sessionName,
                                std::shared_ptr<StoreDriver>& driver);
+
+  /// Waits for the loads of other threads, and lets none begin until the calling thread has released them as
+  /// often as it holds them. A load may use stores, so no lock of theirs may be held while waiting.
+  static void holdLoads();
+  static void releaseLoads();
 };
 
 }  // namespace vorn
