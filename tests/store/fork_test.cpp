@@ -126,7 +126,7 @@ TEST_P(Forks, TwoHundredWithReadersAndTransactionsOpen) {
   std::printf("writes acknowledged: %ld, by children: %ld\n", m_ledger.done(), m_doneInChildren);
   const auto found = [this] {
     EXPECT_EQ(rowsOf(db, GetParam().integritySql), "ok");
-    return rowsOf(db, Ledger::kQuery, Ledger::kColumns);
+    return rowsOf(db, Ledger::kQuery);
   };
   m_ledger.expectIn(onAnotherThread(found));
 }

@@ -3,10 +3,6 @@
 
 #include <csignal>
 
-#include <cmath>
-#include <cstdio>
-#include <optional>
-
 #include "store/PlainSqlite.h"
 #include "store/store_fixture.h"
 
@@ -41,26 +37,6 @@ TEST_F(SqliteStore, ProcessesCreateAStoreAtOnce) {
     EXPECT_EQ(rowsOf(db, "select count(*) from t"), "12");
     EXPECT_EQ(rowsOf(db, "select journal_mode from pragma_journal_mode"), "wal");
     vorn::unbindStores();
-  }
-}
-
-TEST_F(SqliteStore, JournalModeThatOthersHoldIsWaitedForAndKept) {
-  const std::string mode = "select journal_mode from pragma_journal_mode";
-  for (const std::string held : {"wal", "delete"}) {
-    vorn::unbindStores();
-    std::optional<PlainSqlite> other(m_file);
-    ASSERT_EQ(other->run("pragma journal_mode=" + held + "; begin; select * from t"), SQLITE_OK);
-    useStore("sqlite:" + m_file + "?busy_timeout_ms=100&journal_mode=" + (held == "wal" ? "delete" : "wal"));
-    EXPECT_EQ(rowsOf(db, mode), held);
-    EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
-    if (held == "wal") continue;
-    useStore("sqlite:" + m_file);
-    std::thread soon([&other] {
-      usleep(200000);
-      other.reset();
-    });
-    EXPECT_EQ(rowsOf(db, mode), "wal");
-    soon.join();
   }
 }
 
