@@ -111,8 +111,7 @@ class ScenarioTest : public StoreTest {
       return statement(m_on->ExecBatchInserter(numbers(std::stol(first), std::stol(rest.substr(5)))));
     if (verb == "values") return values(split(first, "."), rest);
     if (verb == "each") return runForEach(split(first, ","), rest);
-    if (verb == "bind")
-      return statement(vorn::bindStore(m_on == db ? "default" : "NeUpgradeDB", arguments).errorCode());
+    if (verb == "bind") return bind(arguments);
     if (verb == "open") return statement(m_on->execReadSQL(raw(rest), m_readers[first]));
     if (verb == "next") return nextRow(m_readers.at(first));
     if (verb == "rest") return rowsOf(m_readers.at(first));
@@ -183,6 +182,12 @@ class ScenarioTest : public StoreTest {
     batch.text = sql;
     for (const std::string& value : values) batch["n"] << std::stol(value);
     return statement(m_on->ExecBatchInserter(batch));
+  }
+
+  std::string bind(const std::string& url) {
+    const vorn::ExecResult result = vorn::bindStore(m_on == db ? "default" : "NeUpgradeDB", url);
+    const std::string detail = result.detail().value_or("");
+    return detail.find("geheim") == std::string::npos ? outcome(result.errorCode()) : detail;
   }
 
   /// @return the number of rows, through which the memory of the process stays as after the first thousand
