@@ -21,7 +21,7 @@
 struct StoreKind {
   std::string name;
   std::string family;                     ///< of its errors, as describeError() has it
-  std::string files;                      ///< with what the names of its scenarios and errors begin
+  std::string scenarios;                  ///< the file of those that only it runs
   std::function<std::string()> freshUrl;  ///< the URL of an empty store, without a query
   bool isRemote;                          ///< a call may have been carried out and its answer be lost
   std::string integritySql;               ///< a query that answers "ok"

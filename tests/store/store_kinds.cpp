@@ -16,17 +16,18 @@ std::string freshSqliteFile() {
 std::vector<StoreKind> storeKinds() {
   return {
 #ifdef VORN_WITH_POSTGRES
-      {"PostgreSql", "postgresql", "postgres/", [] { return sharedPostgresServer().freshDatabase(); }, true,
-       "select 'ok'", "&sslmode=disable&gssencmode=disable"},
+      {"PostgreSql", "postgresql", "postgres/scenarios.txt",
+       [] { return sharedPostgresServer().freshDatabase(); }, true, "select 'ok'",
+       "&sslmode=disable&gssencmode=disable"},
 #endif
-      {"Sqlite", "sqlite", "store/sqlite_", freshSqliteFile, false, "pragma integrity_check",
+      {"Sqlite", "sqlite", "store/sqlite_scenarios.txt", freshSqliteFile, false, "pragma integrity_check",
        "&synchronous=off&busy_timeout_ms=500"}};
 }
 
 [[maybe_unused]] static const bool areRegistered = [] {
   for (const StoreKind& kind : storeKinds()) {
     registerScenarios("Scenarios", "store/scenarios.txt", kind);
-    registerScenarios(kind.name + "Scenarios", kind.files + "scenarios.txt", kind);
+    registerScenarios(kind.name + "Scenarios", kind.scenarios, kind);
   }
   return true;
 }();

@@ -2,10 +2,10 @@
 #include "store/ScenarioRunner.h"
 
 std::vector<StoreKind> storeKinds() {
-  return {{"Template", "template", "template/", [] { return "template:store"; }, false, "", ""}};
+  return {{"Template", "template", "template/scenarios.txt", [] { return "template:store"; }, false, "", ""}};
 }
 
 [[maybe_unused]] static const bool areRegistered = [] {
-  registerScenarios("Scenarios", "template/scenarios.txt", storeKinds()[0]);
+  registerScenarios("Scenarios", storeKinds()[0].scenarios, storeKinds()[0]);
   return true;
 }();
