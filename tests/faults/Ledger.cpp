@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
+
+#include "support.h"
 
 long Ledger::begin() {
   const std::lock_guard lock(m_mutex);
@@ -17,8 +18,7 @@ void Ledger::note(long operation, long rows, Told told) {
 
 void Ledger::expectIn(const std::string& found) const {
   std::map<long, std::pair<long, long>> counts;
-  std::istringstream rows(found);
-  for (std::string row; std::getline(rows, row, ';');) {
+  for (const std::string& row : split(found, ";")) {
     long operation = 0, count = 0, distinct = 0;
     ASSERT_EQ(std::sscanf(row.c_str(), "%ld|%ld|%ld", &operation, &count, &distinct), 3) << row;
     EXPECT_TRUE(m_entries.count(operation) == 1) << "operation " << operation << " is nobody's";
@@ -28,9 +28,8 @@ void Ledger::expectIn(const std::string& found) const {
     const auto [count, distinct] = counts[operation];
     const bool all = count == entry.rows && distinct == entry.rows;
     if (entry.told == Told::Done ? all : count == 0 || (entry.told == Told::Unknown && all)) continue;
-    const char* const told = entry.told == Told::Done     ? "done"
-                             : entry.told == Told::Undone ? "undone"
-                                                          : "failed";
+    const char* const names[] = {"done", "undone", "failed"};
+    const char* const told = names[static_cast<int>(entry.told)];
     ADD_FAILURE() << "operation " << operation << " was told to be " << told << ": " << count << " of "
                   << entry.rows << " rows, " << distinct << " different ones";
   }

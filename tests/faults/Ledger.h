@@ -23,7 +23,6 @@ class Ledger {
   long done() const;
 
   static constexpr const char* kQuery = "select v, count(*), count(distinct n) from t group by v";
-  static constexpr int kColumns = 3;
 
  private:
   struct Entry {

@@ -13,7 +13,7 @@ class Storm::Worker {
     for (; !m_storm.m_isOver; ++m_storm.m_steps) step();
     m_db.rollbackTransaction();
     for (int attempt = 0; attempt < 3; ++attempt) {
-      if (insert() == Ledger::Told::Done && ask()) return;
+      if (insert(1) == Ledger::Told::Done && ask()) return;
     }
     report("the thread does not find its way back: " + vorn::lastResult().detail().value_or(""));
   }
@@ -27,10 +27,6 @@ class Storm::Worker {
     if (++m_storm.m_violations <= 10) ADD_FAILURE() << violation;
   }
 
-  unsigned long send(long operation, long first, long rows) {
-    return HarmTest::send(&m_db, operation, first, rows);
-  }
-
   Told told(unsigned long code) const {
     return code == 0                                       ? Told::Done
            : m_storm.m_isUndone(vorn::describeError(code)) ? Told::Undone
@@ -39,24 +35,19 @@ class Storm::Worker {
 
   void step() {
     const long choice = below(6);
-    if (choice == 0) insert();
-    if (choice == 1) insertBatch(1 + below(30));
-    if (choice == 2) insertBatch(100 + below(below(2) == 0 ? 200 : 4000));
+    if (choice == 0) insert(1);
+    if (choice == 1) insert(1 + below(30));
+    if (choice == 2) insert(100 + below(below(2) == 0 ? 200 : 4000));
     if (choice == 3) readInPart();
     if (choice == 4) ask();
     if (choice == 5) runTransaction();
   }
 
-  Told insert() {
+  Told insert(long rows) {
     const long operation = m_storm.m_ledger.begin();
-    const Told outcome = told(send(operation, 0, 1));
-    m_storm.m_ledger.note(operation, 1, outcome);
+    const Told outcome = told(HarmTest::send(&m_db, operation, 0, rows));
+    m_storm.m_ledger.note(operation, rows, outcome);
     return outcome;
-  }
-
-  void insertBatch(long rows) {
-    const long operation = m_storm.m_ledger.begin();
-    m_storm.m_ledger.note(operation, rows, told(send(operation, 0, rows)));
   }
 
   /// Selects a number that nobody else asks for. @return whether it came back
@@ -86,9 +77,9 @@ class Storm::Worker {
     const long operation = m_storm.m_ledger.begin(), more = below(300);
     HarmTest::Reading reading;
     unsigned long code = m_db.beginTransaction();
-    if (code == 0) code = send(operation, 0, 1);
+    if (code == 0) code = HarmTest::send(&m_db, operation, 0, 1);
     if (code == 0 && below(2) == 0) code = reading.start(&m_db);
-    if (code == 0) code = send(operation, 1, more + 1);
+    if (code == 0) code = HarmTest::send(&m_db, operation, 1, more + 1);
     if (code == 0) ask();
     const bool commits = code == 0 && below(4) != 0;
     const Told outcome = commits ? told(m_db.commitTransaction()) : Told::Undone;

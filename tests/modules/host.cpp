@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <future>
 #include <iostream>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,18 +33,14 @@ std::string bind() {
 }
 
 void bindOnThreads() {
-  std::vector<std::string> outcomes(8);
-  std::vector<std::thread> threads;
-  for (std::string& outcome : outcomes) threads.emplace_back([&outcome] { outcome = bind(); });
-  for (std::thread& thread : threads) thread.join();
-  for (const std::string& outcome : std::set<std::string>(outcomes.begin(), outcomes.end())) {
-    std::cout << outcome << '\n';
-  }
+  std::vector<std::future<std::string>> outcomes(8);
+  for (auto& outcome : outcomes) outcome = std::async(std::launch::async, bind);
+  for (auto& outcome : outcomes) std::cout << outcome.get() << '\n';
 }
 
-// Forks while another thread loads, or is about to, or has done so.
+// Forks while another thread loads the module, or is about to, or has done so.
 void bindInChild(useconds_t delay) {
-  std::thread loading([] { bind(); });
+  std::thread loading(bind);
   usleep(delay);
   if (fork() == 0) {
     alarm(30);
@@ -73,13 +69,11 @@ int main(int count, char** arguments) {
   const std::string way = count > 1 ? arguments[1] : "";
   const char* const detail = count > 2 ? arguments[2] : "";
   vorn::setLogSink([](const vorn::LogRecord&) {});
-  if (way == "fork") {
+  if (way == "fork")
     bindInChild(static_cast<useconds_t>(std::atoi(detail)));
-  } else if (way == "beside") {
+  else if (way == "beside")
     bindBeside(detail);
-  } else {
-    if (way == "elsewhere" && chdir("/") != 0) return 1;
+  else if (way != "elsewhere" || chdir("/") == 0)
     bindOnThreads();
-    if (way == "mend" && std::system(detail) == 0) bindOnThreads();
-  }
+  if (way == "mend" && std::system(detail) == 0) bindOnThreads();
 }

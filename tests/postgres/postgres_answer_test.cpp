@@ -4,8 +4,9 @@
 #include <future>
 
 #include "faults/Loopback.h"
-#include "postgres/PostgresTest.h"
+#include "postgres/PostgresServer.h"
 #include "postgres_retry.h"
+#include "store/store_fixture.h"
 
 namespace {
 
@@ -16,7 +17,17 @@ double secondsSince(Clock::time_point start) {
 }
 
 /// Every answer belongs to its question, whatever the server does in between.
-using PostgresAnswer = PostgresTest;
+class PostgresAnswer : public StoreTest {
+ protected:
+  void SetUp() override { useStore(m_url + "?pool_size=2"); }
+
+  /// Runs SQL on a connection of the test's own.
+  void onServer(const std::string& sql) {
+    sharedPostgresServer().query(sql, m_url.substr(m_url.rfind('/') + 1));
+  }
+
+  const std::string m_url = sharedPostgresServer().freshDatabase();
+};
 
 TEST_F(PostgresAnswer, BatchSeesWhatWasCommittedWhileItWaited) {
   const std::pair<const char*, const char*> cases[] = {
@@ -41,9 +52,7 @@ TEST_F(PostgresAnswer, BatchSeesWhatWasCommittedWhileItWaited) {
     });
     while (sharedPostgresServer().query("select count(*) from pg_locks where not granted") == "0")
       usleep(1000);
-    std::istringstream statements(change);
-    for (std::string statement; std::getline(statements, statement, ';');)
-      ASSERT_EQ(run(db, statement), kSuccess);
+    for (const std::string& statement : split(change, ";")) ASSERT_EQ(run(db, statement), kSuccess);
     ASSERT_EQ(run(db, "grant all on t to bounded"), kSuccess);
     ASSERT_EQ(db->commitTransaction(), 0U);
     EXPECT_EQ(outcomeElsewhere.get() + ", " + rowsOf(db, "select count(*) from t"), outcome) << change;

@@ -1,18 +1,14 @@
 #include "store/ScenarioRunner.h"
 
+#include <algorithm>
 #include <cctype>
 #include <iostream>
 #include <map>
 #include <regex>
 #include <set>
+#include <span>
 
 namespace {
-
-const std::set<std::string> kVerbs = {"write", "read",  "begin",  "commit", "rollback", "batch",     "values",
-                                      "each",  "bind",  "unbind", "set",    "open",     "next",      "rest",
-                                      "count", "close", "shell",  "logged", "stream",   "statistics"};
-const std::set<std::string> kVerbsWithRows = {"read",   "next",   "rest",      "count",
-                                              "logged", "stream", "statistics"};
 
 struct Line {
   int number;
@@ -21,11 +17,13 @@ struct Line {
 
 struct Step {
   int line;
+  std::vector<std::string> places;  ///< elsewhere, other and child, from the outermost on, and at last ""
   std::string verb;
   std::string arguments;
   std::string expected;
-  std::vector<Step> inner;  ///< what elsewhere:, other: or child: runs
 };
+
+using Steps = std::span<const Step>;
 
 /// Runs the steps of one scenario.
 class ScenarioTest : public StoreTest {
@@ -44,32 +42,47 @@ class ScenarioTest : public StoreTest {
   void TearDown() override {
     StoreTest::TearDown();
     std::filesystem::current_path("/");
-    for (const std::string& variable : m_variables) unsetenv(variable.c_str());
     for (const char* secret : {"geheim", "47114711"}) EXPECT_EQ(log.texts().find(secret), std::string::npos);
   }
 
-  void TestBody() override { runAll(m_steps); }
+  void TestBody() override { runAll(m_steps, 0); }
 
-  void runAll(const std::vector<Step>& steps) {
+  /// Runs steps, those that follow each other in one place there together.
+  void runAll(Steps steps, std::size_t depth) {
+    while (!steps.empty() && !HasFailure()) {
+      const std::string& place = steps[0].places[depth];
+      const auto end = std::ranges::find_if(steps, [&](auto& step) { return step.places[depth] != place; });
+      const Steps together(steps.begin(), end);
+      runIn(place, together, depth + 1);
+      steps = steps.subspan(together.size());
+    }
+  }
+
+  void runIn(const std::string& place, Steps steps, std::size_t depth) {
+    if (place == "elsewhere") return onAnotherThread([&] { runAll(steps, depth); });
+    if (place == "child") {
+      EXPECT_TRUE(holdsInChild([&] {
+        alarm(60);
+        runAll(steps, depth);
+        return !HasFailure();
+      }));
+      return;
+    }
+    if (place == "other") {
+      m_on = &m_other;
+      runAll(steps, depth);
+      m_on = db;
+      return;
+    }
     for (const Step& step : steps) {
       if (!HasFailure()) run(step);
     }
   }
 
   void run(const Step& step) {
-    if (step.verb == "elsewhere:") return onAnotherThread([&] { runAll(step.inner); });
-    if (step.verb == "other:") {
-      m_on = &m_other;
-      runAll(step.inner);
-      m_on = db;
-      return;
-    }
-    std::string found = "ok";
+    std::string found;
     try {
-      if (step.verb == "child:")
-        found = runInChild(step.inner);
-      else
-        found = perform(step.verb, filled(step.arguments));
+      found = perform(step.verb, filled(step.arguments));
     } catch (const std::exception& exception) {
       found = exception.what();
     }
@@ -77,17 +90,6 @@ class ScenarioTest : public StoreTest {
       ADD_FAILURE_AT(m_file.c_str(), step.line)
           << step.verb << ' ' << step.arguments << "\nexpected: " << step.expected << "\nfound:    " << found;
     }
-  }
-
-  std::string runInChild(const std::vector<Step>& steps) {
-    std::fflush(stdout);  // or the child would write it again
-    const bool passes = holdsInChild([&] {
-      alarm(60);
-      runAll(steps);
-      std::fflush(stdout);
-      return !HasFailure();
-    });
-    return passes ? "ok" : "failures in the child";
   }
 
   std::string filled(const std::string& arguments) const {
@@ -105,24 +107,28 @@ class ScenarioTest : public StoreTest {
     if (verb == "begin") return outcome(m_on->beginTransaction());
     if (verb == "commit") return outcome(m_on->commitTransaction());
     if (verb == "rollback") return outcome(m_on->rollbackTransaction());
-    if (verb == "batch") return batch(split(arguments, " "));
+    if (verb == "batch")
+      return statement(m_on->ExecBatchInserter(numbers(std::stol(first), std::stol(rest.substr(5)))));
     if (verb == "values") return values(split(first, "."), rest);
     if (verb == "each") return runForEach(split(first, ","), rest);
     if (verb == "bind") return bind(arguments);
     if (verb == "open") return statement(m_on->execReadSQL(raw(rest), m_readers[first]));
     if (verb == "next") return nextRow(m_readers.at(first));
-    if (verb == "rest") return rows(m_readers.at(first));
-    if (verb == "count") return rows(m_readers.at(first), true);
-    if (verb == "close") m_readers.at(first).clear();
-    if (verb == "close") return outcome(vorn::lastResult().errorCode());
+    if (verb == "rest") return rowsOf(m_readers.at(first));
+    if (verb == "close") return close(m_readers.at(first));
     if (verb == "shell") return std::system(arguments.c_str()) == 0 ? "ok" : "the command fails";
     if (verb == "logged") return log.texts().find(arguments) == std::string::npos ? "no" : "yes";
     if (verb == "stream") return stream(arguments);
     if (verb == "statistics") return statistics();
-    if (verb == "unbind") vorn::unbindStores();
-    if (verb == "set") m_variables.push_back(first);
-    if (verb == "set") setenv(first.c_str(), rest.c_str(), 1);
+    if (verb == "set" && setenv(first.c_str(), rest.c_str(), 1) == 0) return "ok";
+    if (verb != "unbind") throw std::invalid_argument("no verb " + verb);
+    vorn::unbindStores();
     return "ok";
+  }
+
+  static std::string close(CVORNReader& reader) {
+    reader.clear();
+    return outcome(vorn::lastResult().errorCode());
   }
 
   static std::string outcome(unsigned long code) { return code == 0 ? "ok" : describe(code); }
@@ -130,21 +136,16 @@ class ScenarioTest : public StoreTest {
   /// @return the outcome of a statement, whose failure says why on one line, and in the log
   std::string statement(unsigned long code) {
     const std::string detail = vorn::lastResult().detail().value_or("");
-    if (code != 0 && (detail.empty() || detail.find('\n') != std::string::npos))
-      return "not one line: " + detail;
-    if (code != 0 && log.texts().find("[VORNLib]" + detail) == std::string::npos)
-      return "not in the log: " + detail;
+    const bool isLogged = log.texts().find("[VORNLib]" + detail + "\n") != std::string::npos;
+    if (code != 0 && (detail.empty() || detail.find('\n') != std::string::npos || !isLogged))
+      return "not one line in the log: " + detail;
     return outcome(code);
   }
 
   std::string read(const std::string& sql) {
     CVORNReader reader;
     const unsigned long code = m_on->execReadSQL(raw(sql), reader);
-    return code == 0 ? rows(reader) : statement(code);
-  }
-
-  std::string batch(const std::vector<std::string>& words) {
-    return statement(m_on->ExecBatchInserter(numbers(std::stol(words.at(0)), std::stol(words.at(2)))));
+    return code == 0 ? rowsOf(reader) : statement(code);
   }
 
   std::string values(const std::vector<std::string>& target, const std::string& typeAndValues) {
@@ -189,29 +190,6 @@ class ScenarioTest : public StoreTest {
     return detail.find("geheim") == std::string::npos ? outcome(result.errorCode()) : detail;
   }
 
-  /// @return the row that comes next, or nothing after the last
-  static std::string nextRow(CVORNReader& reader) {
-    std::vector<vorn::RowValue> row;
-    vorn::ExecResult status;
-    const vorn::TypedRef target{{vorn::type_code::kRow, 0, nullptr}, &row};
-    if (!reader.initializeSession("")->fetchRow(status, target, 1)) return "";
-    std::string fields;
-    for (const vorn::RowValue& field : row) {
-      const std::string text = field.kind() == vorn::RowValue::Kind::Null ? "~" : field.text();
-      fields += (&field == row.data() ? "" : "|") + (text.empty() ? "''" : text);
-    }
-    return fields;
-  }
-
-  static std::string rows(CVORNReader& reader, bool counted = false) {
-    long count = 0;
-    std::string all;
-    for (std::string row; !(row = nextRow(reader)).empty(); ++count) all += (count == 0 ? "" : ";") + row;
-    if (counted) all = std::to_string(count);
-    if (!vorn::lastResult().succeeded()) all += ";" + describe(vorn::lastResult().errorCode());
-    return all.empty() ? "(none)" : all;
-  }
-
   /// @return the number of rows, through which the memory of the process stays as after the first thousand
   std::string stream(const std::string& sql) {
     CVORNReader reader;
@@ -246,7 +224,6 @@ class ScenarioTest : public StoreTest {
   MIRAsqlDB m_other{true};
   CVORN* m_on = db;
   std::map<std::string, CVORNReader> m_readers;
-  std::vector<std::string> m_variables;
   vorn::StatementStatistics m_statistics;
 };
 
@@ -282,17 +259,10 @@ class ScenarioFile {
     for (std::size_t at = 1; at < scenario.size(); ++at) {
       (scenario[at].text.starts_with("case ") ? cases : lines).push_back(scenario[at]);
     }
-    if (cases.empty()) registerOne(name, scenario[0].number, lines);
-    for (const Line& each : cases) {
-      const std::vector<std::string> values = split(each.text.substr(5), " | ");
-      std::vector<Line> filled = lines;
-      for (Line& line : filled) {
-        for (std::size_t at = values.size(); at > 0; --at) {
-          line.text = replaced(line.text, "$" + std::to_string(at), values[at - 1]);
-        }
-      }
-      registerOne(name + "/" + std::to_string(&each - cases.data() + 1), each.number, filled);
-    }
+    if (cases.empty()) registerOne(name, scenario[0].number, lines, {});
+    int number = 0;
+    for (const auto& [line, text] : cases)
+      registerOne(name + "/" + std::to_string(++number), line, lines, split(text.substr(5), " | "));
   }
 
   std::string nameOf(const Line& title) {
@@ -307,78 +277,46 @@ class ScenarioFile {
     return name;
   }
 
-  void registerOne(const std::string& name, int line, const std::vector<Line>& lines) const {
-    std::size_t at = 0;
-    const std::vector<Step> steps = stepsFrom(lines, at, 0);
-    if (at < lines.size()) refuse(lines[at].number, "indented below nothing");
-    if (steps.empty()) refuse(line, "no steps");
+  void registerOne(const std::string& name, int line, std::vector<Line> lines,
+                   const std::vector<std::string>& values) const {
+    if (lines.empty()) refuse(line, "no steps");
+    std::vector<Step> steps;
+    for (auto& [number, text] : lines) {
+      for (std::size_t at = values.size(); at > 0; --at)
+        text = replaced(text, "$" + std::to_string(at), values[at - 1]);
+      steps.push_back(stepFrom(number, text));
+    }
     testing::RegisterTest(
         m_suite.c_str(), (name + "/" + m_kind.name).c_str(), nullptr, nullptr, m_file.c_str(), line,
         [file = m_file, kind = m_kind, steps] { return new ScenarioTest(file, kind, steps); });
   }
 
-  /// @param at  the first line to read; receives the first one that is indented otherwise
-  std::vector<Step> stepsFrom(const std::vector<Line>& lines, std::size_t& at, std::size_t indent) const {
-    std::vector<Step> steps;
-    while (at < lines.size() && lines[at].text.find_first_not_of(' ') == indent) {
-      const Line& line = lines[at++];
-      steps.push_back(stepFrom({line.number, line.text.substr(indent)}, lines, at, indent));
-    }
-    return steps;
-  }
-
-  Step stepFrom(const Line& line, const std::vector<Line>& lines, std::size_t& at, std::size_t indent) const {
-    const std::size_t blank = line.text.find(' ');
-    Step step{line.number, line.text.substr(0, blank), "", "ok", {}};
-    if (step.verb == "elsewhere:" || step.verb == "other:" || step.verb == "child:") {
-      if (blank == std::string::npos)
-        step.inner = stepsFrom(lines, at, indent + 2);
-      else
-        step.inner = {stepFrom({line.number, line.text.substr(blank + 1)}, lines, at, indent)};
-      if (step.inner.empty()) refuse(line.number, "nothing to run " + step.verb);
-      return step;
-    }
-    const std::size_t arrow = line.text.rfind(" => ");
-    if (kVerbs.count(step.verb) == 0) refuse(line.number, "no verb '" + step.verb + "'");
-    if (arrow == std::string::npos) refuse(line.number, "no outcome");
-    if (blank < arrow) step.arguments = line.text.substr(blank + 1, arrow - blank - 1);
-    step.expected =
-        expectation({line.number, line.text.substr(arrow + 4)}, kVerbsWithRows.count(step.verb) > 0);
-    return step;
-  }
-
-  std::string expectation(const Line& line, bool mayBeRows) const {
-    static const std::regex error("(\\d+;)?(sqlite|postgresql|mariadb|vorn) [0-9A-Z]+ \\w+");
-    const std::vector<std::string> each = split(line.text, " / ");
-    const auto own = std::find_if(each.begin(), each.end(), [&](const std::string& outcome) {
-      return each.size() == 1 || outcome.find(m_kind.family + " ") != std::string::npos;
+  Step stepFrom(int line, const std::string& text) const {
+    static const std::regex form("((?:(?:elsewhere|other|child): )*)(\\w+) ?(.*) => (.+)");
+    std::smatch parts;
+    if (!std::regex_match(text, parts, form)) refuse(line, "no STEP => OUTCOME");
+    const std::vector<std::string> outcomes = split(parts[4], " / ");
+    const auto own = std::ranges::find_if(outcomes, [&](const std::string& outcome) {
+      return outcomes.size() == 1 || outcome.find(m_kind.family + " ") != std::string::npos;
     });
-    if (own == each.end()) refuse(line.number, "no outcome on " + m_kind.family);
-    if (std::regex_match(*own, error)) return *own;
-    if (mayBeRows) return rows({line.number, *own});
-    if (*own != "ok") refuse(line.number, "neither ok nor an error");
-    return *own;
+    if (own == outcomes.end()) refuse(line, "no outcome on " + m_kind.family);
+    std::string expected;
+    for (const std::string& row : split(*own, ";")) expected += ";" + writtenOut(row);
+    return {line, split(parts[1], ": "), parts[2], parts[3], expected.substr(1)};
   }
 
-  /// @return the rows, of equal width, with every range of numbers written out
-  std::string rows(const Line& line) const {
+  /// @return the row, or the rows of a range of numbers
+  static std::string writtenOut(const std::string& row) {
     static const std::regex range("(-?\\d+)\\.\\.(-?\\d+)");
-    std::string all;
-    std::set<std::ptrdiff_t> widths;
-    for (const std::string& row : split(line.text, ";")) {
-      widths.insert(std::count(row.begin(), row.end(), '|'));
-      if (row.empty() || widths.size() > 1) refuse(line.number, "rows of different width, or none");
-      std::smatch ends;
-      if (!std::regex_match(row, ends, range)) {
-        all += ";" + row;
-        continue;
-      }
-      const long last = std::stol(ends[2]);
-      const long step = std::stol(ends[1]) < last ? 1 : -1;
-      for (long value = std::stol(ends[1]); value != last + step; value += step)
-        all += ";" + std::to_string(value);
+    std::smatch ends;
+    if (!std::regex_match(row, ends, range)) return row;
+    const long last = std::stol(ends[2]);
+    std::string rows = ends[1];
+    for (long value = std::stol(rows); value != last;) {
+      value += value < last ? 1 : -1;
+      rows += ";" + std::to_string(value);
     }
-    return all.substr(1);
+    return rows;
   }
 
   const std::string m_suite;

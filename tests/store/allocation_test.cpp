@@ -18,7 +18,7 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
   void SetUp() override {
     m_url = GetParam().freshUrl() + "?pool_size=2&acquire_timeout_ms=2000" + GetParam().plainQuery;
     prepare(m_url);
-    ASSERT_EQ(run(db, "create index i on t(n)"), kSuccess);
+    ASSERT_EQ(run(db, "create index i on t(v)"), kSuccess);
   }
 
   /// Runs a round for every allocation of it that can fail, once and lasting, on a connection that has run it
@@ -68,17 +68,13 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
     }
   }
 
-  /// Checks rows of t: what was acknowledged is there whole, anything else not at all, unless an answer can
-  /// be lost.
-  void expectRows(long first, long count, bool done, bool canBeLost) {
+  /// What was acknowledged is there whole, anything else not at all, unless an answer can be lost.
+  void expectRows(long operation, long rows, bool done, bool canBeLost) {
     const std::string found =
-        rowsOf(db,
-               "select count(*), count(distinct n) from t where n >= " + std::to_string(first) + " and n < " +
-                   std::to_string(first + count),
-               2);
-    const std::string all = std::to_string(count) + "|" + std::to_string(count);
+        rowsOf(db, "select count(*), count(distinct n) from t where v = " + std::to_string(operation));
+    const std::string all = std::to_string(rows) + "|" + std::to_string(rows);
     if (found != "0|0" || done) {
-      EXPECT_EQ(found, done || canBeLost ? all : "0|0") << "from " << first;
+      EXPECT_EQ(found, done || canBeLost ? all : "0|0") << "operation " << operation;
     }
   }
 
@@ -93,15 +89,15 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
     EXPECT_EQ(describe(db->rollbackTransaction()), kSuccess);
   }
 
-  CVORNsqlstr insertNext() { return raw("insert into t values(" + std::to_string(m_next++) + ", 0)"); }
-
-  BatchInserter nextBatch(long rows) {
-    m_next += rows;
-    return numbers(rows, m_next - rows);
+  /// Inserts two rows of an operation by a statement that returns them.
+  unsigned long insertReturning(long operation) {
+    const std::string v = std::to_string(operation);
+    CVORNReader returned;
+    return db->execReadSQL(raw("insert into t values(0, " + v + "), (1, " + v + ") returning n"), returned);
   }
 
   std::string m_url;
-  long m_next = 1;
+  long m_operation = 0;
   long m_first = 0;  // the allocation to fail
   Extent m_extent = Extent::Once;
   bool m_struck = false;
@@ -113,25 +109,16 @@ TEST_P(AllocationFaults, WritesAndBatchesAloneAndBesideReaders) {
       strikeEverywhere([&] {
         Reading reading;
         Reading second;
-        CVORNReader returned;
         if (besideReaders) {
           EXPECT_EQ(reading.start(db) + second.start(db), 0U);
           reading.take(kReadRows - 20);
           second.take(kReadRows - 5);
         }
-        const long before = m_next;
-        const CVORNsqlstr returning = raw("insert into t values(" + std::to_string(m_next) + ", 0), (" +
-                                          std::to_string(m_next + 1) + ", 0) returning n");
-        const CVORNsqlstr insert = insertNext();
-        m_next = before;
-        const BatchInserter batch = nextBatch(rows);
-        const bool done = isDone([&] {
-          if (rows == 1) return db->execWriteSQL(insert);
-          return rows == 2 ? db->execReadSQL(returning, returned) : db->ExecBatchInserter(batch);
-        });
-        returned.clear();
+        const long operation = ++m_operation;
+        const bool done =
+            isDone([&] { return rows == 2 ? insertReturning(operation) : send(db, operation, 0, rows); });
         EXPECT_TRUE(!besideReaders || (reading.endsWell() && second.endsWell()));
-        expectRows(before, rows, done, GetParam().isRemote);
+        expectRows(operation, rows, done, GetParam().isRemote);
       });
     }
   }
@@ -145,7 +132,7 @@ TEST_P(AllocationFaults, Read) {
       Reading reading;
       bool runs = from > 0 && reading.start(db) == 0;
       reading.take(from);
-      EXPECT_TRUE(!moves || db->execWriteSQL(insertNext()) == 0);
+      EXPECT_TRUE(!moves || send(db, 0, 0, 1) == 0);
       isDone([&] {
         const unsigned long code = runs ? 0 : reading.start(db);
         runs = code == 0;
@@ -160,50 +147,48 @@ TEST_P(AllocationFaults, Read) {
 TEST_P(AllocationFaults, BatchInATransaction) {
   for (const long rows : {5, 250}) {
     strikeEverywhere([&] {
-      const long before = m_next;
+      const long before = ++m_operation;
+      const long batch = ++m_operation;
+      const long after = ++m_operation;
       EXPECT_EQ(db->beginTransaction(), 0U);
-      EXPECT_EQ(db->execWriteSQL(insertNext()), 0U);
-      const BatchInserter batch = nextBatch(rows);
-      const bool stored = isDone([&] { return db->ExecBatchInserter(batch); });
-      const bool wentOn = db->execWriteSQL(insertNext()) == 0;
+      EXPECT_EQ(send(db, before, 0, 1), 0U);
+      const bool stored = isDone([&] { return send(db, batch, 0, rows); });
+      const bool wentOn = send(db, after, 0, 1) == 0;
       const bool committed = db->commitTransaction() == 0;
       if (!committed) db->rollbackTransaction();
       expectRows(before, 1, committed, false);
-      expectRows(before + 1, rows, committed && stored, false);
-      expectRows(m_next - 1, 1, committed && wentOn, false);
+      expectRows(batch, rows, committed && stored, false);
+      expectRows(after, 1, committed && wentOn, false);
     });
   }
 }
 
 TEST_P(AllocationFaults, WholeTransaction) {
-  const CVORNsqlstr begin = raw("begin");
-  const CVORNsqlstr commit = raw("commit");
   for (const bool byText : {false, true}) {
     strikeEverywhere([&] {
-      const CVORNsqlstr insert = insertNext();
-      const BatchInserter batch = nextBatch(20);
+      const long operation = ++m_operation;
       const bool done = isDone([&] {
-        unsigned long code = byText ? db->execWriteSQL(begin) : db->beginTransaction();
-        if (code == 0) code = db->execWriteSQL(insert);
-        if (code == 0) code = db->ExecBatchInserter(batch);
+        unsigned long code = byText ? db->execWriteSQL(raw("begin")) : db->beginTransaction();
+        if (code == 0) code = send(db, operation, 0, 1);
+        if (code == 0) code = send(db, operation, 1, 20);
         if (code != 0) return code;
-        return byText ? db->execWriteSQL(commit) : db->commitTransaction();
+        return byText ? db->execWriteSQL(raw("commit")) : db->commitTransaction();
       });
       if (!done) db->rollbackTransaction();
-      expectRows(m_next - 21, 21, done, GetParam().isRemote);
+      expectRows(operation, 21, done, GetParam().isRemote);
     });
   }
 }
 
 TEST_P(AllocationFaults, EndOfAThread) {
   for (const bool inTransaction : {false, true}) {
-    const CVORNsqlstr insert = insertNext();
+    const long operation = ++m_operation;
     std::thread([&] {
       EXPECT_TRUE(!inTransaction || db->beginTransaction() == 0);
-      EXPECT_EQ(db->execWriteSQL(insert), 0U);
+      EXPECT_EQ(send(db, operation, 0, 1), 0U);
       FailingAllocations::untilThreadEnds();
     }).join();
-    expectRows(m_next - 1, 1, !inTransaction, false);
+    expectRows(operation, 1, !inTransaction, false);
     expectHealed();
   }
 }

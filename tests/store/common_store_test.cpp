@@ -8,12 +8,11 @@
 
 namespace {
 
-class CommonStore : public StoreTest, public testing::WithParamInterface<StoreKind> {
+class CommonStore : public HarmTest, public testing::WithParamInterface<StoreKind> {
  protected:
   void SetUp() override {
     m_url = GetParam().freshUrl();
-    useStore(m_url);
-    ASSERT_EQ(run(db, "create table t(n bigint primary key, v bigint)"), kSuccess);
+    prepare(m_url);
   }
 
   std::string m_url;
@@ -29,8 +28,8 @@ TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
   std::string everyByte;
   for (int byte = 1; byte < 128; ++byte) everyByte += static_cast<char>(byte);
   const std::tuple<std::string, double, std::string> values[] = {
-      {"", 0.1, "~|0.1"},
-      {" ", 0.0, "~|0.0"},
+      {"", 0.1, "''|0.1"},
+      {" ", 0.0, " |0.0"},
       {everyByte, 1e308, everyByte + "|" + plain(1e308, 1)},
       {"''", 5e-324, "''|" + plain(5e-324, 324)},
       {"\\N", HUGE_VAL, "\\N|inf"},
@@ -70,7 +69,7 @@ TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
     }
     ASSERT_EQ(describe(db->ExecBatchInserter(batch)), kSuccess);
     const std::string found =
-        rowsOf(db, "select a, \"c{d}\", b, cast(e * 4 as int), c94 from extreme order by r", 5);
+        rowsOf(db, "select a, \"c{d}\", b, cast(e * 4 as int), c94 from extreme order by r");
     EXPECT_TRUE(found + ";" == expected) << type << times << found.substr(0, 4000);
   }
   for (const auto& [text, real, read] : values) {
@@ -78,7 +77,7 @@ TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
     inserter.table("extreme");
     inserter["r"]["\"c{d}\""]["b"] << -1 << text << -1234567.5;
     ASSERT_EQ(db->execWriteSQL(inserter), 0U) << text;
-    EXPECT_EQ(rowsOf(db, "select \"c{d}\", b from extreme where r = -1", 2),
+    EXPECT_EQ(rowsOf(db, "select \"c{d}\", b from extreme where r = -1"),
               read.substr(0, read.rfind('|')) + "|-1234567.5");
     ASSERT_EQ(run(db, "delete from extreme where r = -1"), kSuccess);
   }
@@ -92,19 +91,15 @@ TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
 }
 
 TEST_P(CommonStore, ThreadsDoNotDisturbEachOther) {
-  ASSERT_EQ(run(db, "create table r(n bigint)"), kSuccess);
-  const std::string rows = std::to_string(HarmTest::kReadRows);
-  ASSERT_EQ(
-      run(db, "insert into r with recursive c(n) as (select 1 union all select n + 1 from c where n < " +
-                  rows + ") select n from c"),
-      kSuccess);
+  vorn::setLogSink([](const vorn::LogRecord& record) {
+    if (record.level != vorn::LogLevel::Trace) ADD_FAILURE() << record.text;
+  });
   Storm storm(testSeed(), [](const std::string&) { return false; });
   storm.rage(1, [] {
     sleep(1);
     return 1;
   });
-  storm.ledger().expectIn(rowsOf(db, Ledger::kQuery, Ledger::kColumns));
-  EXPECT_EQ(log.texts(), "") << "no failure was logged";
+  storm.ledger().expectIn(rowsOf(db, Ledger::kQuery));
 }
 
 TEST_P(CommonStore, PoolServesThreadsInTheirTurn) {

@@ -5,16 +5,7 @@
 
 namespace {
 
-class Lifetime : public StoreTest, public testing::WithParamInterface<StoreKind> {
- protected:
-  void SetUp() override {
-    m_url = GetParam().freshUrl();
-    useStore(m_url);
-    ASSERT_EQ(run(db, "create table t (n bigint primary key, v int)"), kSuccess);
-  }
-
-  std::string m_url;
-};
+class Lifetime : public StoreTest, public testing::WithParamInterface<StoreKind> {};
 
 struct AtEnd {
   std::function<void()> work;
@@ -26,11 +17,10 @@ struct AtEnd {
 // A program of its own, run by the next test on its store.
 TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
   static MIRAsqlDB database(false);
-  static const auto expect = [](const std::string& outcome) {
-    if (outcome != kSuccess) _exit(2);
-  };
-  static const auto insert = [](const char* row) {
-    expect(run(&database, std::string("insert into t values") + row));
+  static const auto expect = [](std::initializer_list<const char*> statements) {
+    for (const char* const sql : statements) {
+      if (run(&database, sql) != kSuccess) _exit(2);
+    }
   };
   // Made before the client library of a store is first used, which ends its own things before this one.
   static AtEnd last;
@@ -39,29 +29,18 @@ TEST(LifetimeProgram, DISABLED_StaticObjectsRunStatements) {
   static AtEnd third;  // in the reverse order in which they go
   static AtEnd second;
   static AtEnd first;
-  first.work = [] {
-    expect(describe(database.beginTransaction()));
-    insert("(1, 0)");
-    expect(describe(database.commitTransaction()));
-  };
-  second.work = [] {
-    expect(describe(database.beginTransaction()));
-    insert("(2, 0)");
-  };
-  third.work = [] {
-    expect(describe(database.commitTransaction()));
-    expect(describe(database.beginTransaction()));
-    insert("(3, 0)");
-  };
-  last.work = [] {
-    expect(describe(database.rollbackTransaction()));
-    insert("(4, 0)");
-  };
+  first.work = [] { expect({"begin", "insert into t values(1, 0)", "commit"}); };
+  second.work = [] { expect({"begin", "insert into t values(2, 0)"}); };
+  third.work = [] { expect({"commit", "begin", "insert into t values(3, 0)"}); };
+  last.work = [] { expect({"rollback", "insert into t values(4, 0)"}); };
 }
 
 TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
-  EXPECT_TRUE(holdsInChild([this] {
-    setenv("VORN_STORE_DEFAULT", m_url.c_str(), 1);
+  const std::string url = GetParam().freshUrl();
+  useStore(url);
+  ASSERT_EQ(run(db, "create table t (n bigint primary key, v int)"), kSuccess);
+  EXPECT_TRUE(holdsInChild([&] {
+    setenv("VORN_STORE_DEFAULT", url.c_str(), 1);
     unsetenv("LOCPATH");
     execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_brief=1",
           "--gtest_filter=LifetimeProgram.*", nullptr);

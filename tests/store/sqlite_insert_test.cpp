@@ -12,12 +12,8 @@ class SqliteInsert : public StoreTest {
   void SetUp() override {
     useStore("sqlite::memory:");
     // Every way in which a column can treat a value, and everything that may run when one arrives.
-    for (const auto& [sql, unused] : casesOf("store/insert_tables.sql")) {
-      ASSERT_EQ(run(db, sql), kSuccess) << sql;
-      ASSERT_EQ(m_plain.run(sql), SQLITE_OK) << sql;
-    }
-    ASSERT_EQ(db->beginTransaction(), 0U);
-    ASSERT_EQ(m_plain.run("begin"), SQLITE_OK);
+    for (const auto& [sql, unused] : casesOf("store/insert_tables.sql")) expectSameOutcome(sql);
+    expectSameOutcome("begin");
   }
 
   /// Runs a text on both databases, which take it or refuse it alike.

@@ -3,10 +3,6 @@
 
 #include <csignal>
 
-#include <cmath>
-#include <cstdio>
-#include <optional>
-
 #include "store/PlainSqlite.h"
 #include "store/store_fixture.h"
 
@@ -44,30 +40,11 @@ TEST_F(SqliteStore, ProcessesCreateAStoreAtOnce) {
   }
 }
 
-TEST_F(SqliteStore, JournalModeThatOthersHoldIsWaitedForAndKept) {
-  const std::string mode = "select journal_mode from pragma_journal_mode";
-  for (const std::string held : {"wal", "delete"}) {
-    vorn::unbindStores();
-    std::optional<PlainSqlite> other(m_file);
-    ASSERT_EQ(other->run("pragma journal_mode=" + held + "; begin; select * from t"), SQLITE_OK);
-    useStore("sqlite:" + m_file + "?busy_timeout_ms=100&journal_mode=" + (held == "wal" ? "delete" : "wal"));
-    EXPECT_EQ(rowsOf(db, mode), held);
-    EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
-    if (held == "wal") continue;
-    useStore("sqlite:" + m_file);
-    std::thread soon([&other] {
-      usleep(200000);
-      other.reset();
-    });
-    EXPECT_EQ(rowsOf(db, mode), "wal");
-    soon.join();
-  }
-}
-
 TEST_F(SqliteStore, StatementThatFindsTheFileLockedLeavesItsTransactionOpen) {
   useStore("sqlite:" + m_file + "?busy_timeout_ms=0");
   PlainSqlite other(m_file);
-  for (const std::string statement : {"insert into t values(1, 0)", "insert into t values(1, 0) returning n"}) {
+  for (const std::string statement :
+       {"insert into t values(1, 0)", "insert into t values(1, 0) returning n"}) {
     EXPECT_EQ(run(db, "begin"), kSuccess);
     ASSERT_EQ(other.run("begin immediate"), SQLITE_OK);
     EXPECT_EQ(rowsOf(db, statement), "sqlite 5 SQLITE_BUSY");

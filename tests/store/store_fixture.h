@@ -50,22 +50,35 @@ inline std::string run(CVORN* db, const std::string& sql) {
   return describe(db->execWriteSQL(raw(sql)));
 }
 
-/// @return the rows of a query, fields joined by '|', rows by ';', or the description of the failure
-inline std::string rowsOf(CVORN* db, const std::string& sql, int columns = 1) {
+/// @return the row that comes next, fields joined by '|', ~ for NULL, '' for an empty text; nothing after the
+/// last
+inline std::string nextRow(CVORNReader& reader) {
+  std::vector<vorn::RowValue> row;
+  vorn::ExecResult status;
+  const vorn::TypedRef target{{vorn::type_code::kRow, 0, nullptr}, &row};
+  if (!reader.initializeSession("")->fetchRow(status, target, 1)) return "";
+  std::string fields;
+  for (const vorn::RowValue& field : row) {
+    const std::string text = field.kind() == vorn::RowValue::Kind::Null ? "~" : field.text();
+    fields += (&field == row.data() ? "" : "|") + (text.empty() ? "''" : text);
+  }
+  return fields;
+}
+
+/// @return the rows that are left, joined by ';', the last one the failure that ended them; "(none)" if there
+/// are none
+inline std::string rowsOf(CVORNReader& reader) {
+  std::string all;
+  for (std::string row; !(row = nextRow(reader)).empty();) all += ";" + row;
+  if (!vorn::lastResult().succeeded()) all += ";" + describe(vorn::lastResult().errorCode());
+  return all.empty() ? "(none)" : all.substr(1);
+}
+
+/// @return the rows of a query, or the description of its failure
+inline std::string rowsOf(CVORN* db, const std::string& sql) {
   CVORNReader reader;
   const unsigned long code = db->execReadSQL(raw(sql), reader);
-  if (code != 0) return describe(code);
-  std::string rows;
-  while (reader.hasNextElement()) {
-    rows += rows.empty() ? "" : ";";
-    for (int column = 0; column < columns; ++column) {
-      std::string field;
-      CVORNNull null;
-      reader >> null >> field;
-      rows.append(column == 0 ? "" : "|").append(null ? "~" : field);
-    }
-  }
-  return rows;
+  return code == 0 ? rowsOf(reader) : describe(code);
 }
 
 inline const std::string kSuccess = "success";
@@ -127,8 +140,13 @@ class StoreTest : public testing::Test {
   /// @return whether `check` says so in a forked process
   template <typename Check>
   static bool holdsInChild(Check check) {
+    std::fflush(stdout);  // or the child would write it again
     const pid_t child = fork();
-    if (child == 0) _exit(check() ? 0 : 1);
+    if (child == 0) {
+      const bool holds = check();
+      std::fflush(stdout);
+      _exit(holds ? 0 : 1);
+    }
     int status = -1;
     return waitpid(child, &status, 0) == child && status == 0;
   }

@@ -24,14 +24,10 @@ std::vector<StoreKind> storeKinds() {
        "&synchronous=off&busy_timeout_ms=500"}};
 }
 
-namespace {
-
-[[maybe_unused]] const bool areRegistered = [] {
+[[maybe_unused]] static const bool areRegistered = [] {
   for (const StoreKind& kind : storeKinds()) {
     registerScenarios("Scenarios", "store/scenarios.txt", kind);
     registerScenarios(kind.name + "Scenarios", kind.scenarios, kind);
   }
   return true;
 }();
-
-}  // namespace
