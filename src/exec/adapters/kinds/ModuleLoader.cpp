@@ -12,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "common/joined.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/store/StoreModule.h"
 
@@ -66,12 +67,9 @@ bool isMissing(const Path& file) {
 
 ExecResult missing(const std::string& module, const std::vector<Path>& searched) {
   std::string message = "the " + module + " store is not installed: install the package " +
-                        packageName(module) + " (" + fileName(module) + " is not in";
-  const char* separator = " ";
-  for (const Path& folder : searched) {
-    message.append(separator).append(folder.string());
-    separator = " or ";
-  }
+                        packageName(module) + " (" + fileName(module) + " is not in ";
+  appendJoined(message, searched, " or ",
+               [](std::string& text, const Path& folder) { text += folder.string(); });
   return makeFailure(Failure::ModuleMissing, message + ")");
 }
 

@@ -51,7 +51,9 @@ void PostgresCursor::advance() {
       return end(channel.lost());
     }
     if (PQresultStatus(m_row.get()) == PGRES_SINGLE_TUPLE) return;
-    end(m_executor.finish(std::move(m_row)));
+    ExecResult outcome = m_executor.finish(std::move(m_row));
+    m_lost = channel.broken();  // then there is no rest to wait for
+    end(std::move(outcome));
   } catch (...) {
     // What was cut off cannot be gone on with.
     channel.setBroken();

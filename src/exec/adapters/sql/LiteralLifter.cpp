@@ -1,6 +1,5 @@
 #include "exec/adapters/sql/LiteralLifter.h"
 
-#include <charconv>
 #include <cstring>
 
 #include "common/ascii.h"
@@ -89,8 +88,7 @@ bool LiteralLifter::readNumber() {
   if (whole == digits || whole == m_end) return false;
   if (*whole != '.') {
     std::int64_t value = 0;
-    const auto [stop, error] = std::from_chars(begin, whole, value);
-    if (error != std::errc() || stop != whole) return false;
+    if (!ascii::parseWhole({begin, whole}, value)) return false;
     m_at = whole;
     add("?", {Type::Integer, value, nullptr, 0});
     return true;

@@ -39,8 +39,9 @@ bool SqliteCursor::take(std::vector<RowValue>& row) {
 }
 
 void SqliteCursor::letGo() noexcept {
-  // A statement that has written rows, but not returned them all, would be kept by its end.
-  if (!m_statement.readOnly() && sqlite3_stmt_busy(m_statement.get()) != 0) {
+  // A statement that has written rows, but not returned them all, would be kept by its end. Only one that
+  // stands at a row: to interrupt one that found the database locked would undo the caller's transaction.
+  if (!m_statement.readOnly() && sqlite3_data_count(m_statement.get()) != 0) {
     sqlite3_interrupt(m_database.handle());
     sqlite3_step(m_statement.get());
   }

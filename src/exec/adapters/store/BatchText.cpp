@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/ascii.h"
+#include "common/joined.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/sql/SqlScanner.h"
 
@@ -57,15 +58,16 @@ std::size_t columnAt(const std::string& sql, std::size_t at, const BatchColumns&
 }  // namespace
 
 bool isPlainBatchInsert(const std::string& sql, const BatchColumns& columns, std::string& table) {
-  std::string names = " (";
-  std::string values = ") values(";
-  for (const BatchColumn& column : columns) {
-    if (!isIdentifier(*column.name)) return false;
-    const char* separator = &column == &columns[0] ? "" : ", ";
-    names.append(separator).append(*column.name);
-    values.append(separator).append("{").append(*column.name).append("}");
-  }
-  const std::string tail = names + values + ")";
+  const auto isNamed = [](const BatchColumn& column) { return isIdentifier(*column.name); };
+  if (!std::all_of(columns.begin(), columns.end(), isNamed)) return false;
+  std::string tail = " (";
+  appendJoined(tail, columns, ", ",
+               [](std::string& text, const BatchColumn& column) { text += *column.name; });
+  tail += ") values(";
+  appendJoined(tail, columns, ", ", [](std::string& text, const BatchColumn& column) {
+    text.append("{").append(*column.name).append("}");
+  });
+  tail += ")";
   const std::size_t head = sizeof kInsertInto - 1;
   if (columns.size() == 0 || sql.size() <= head + tail.size() || sql.compare(0, head, kInsertInto) != 0 ||
       sql.compare(sql.size() - tail.size(), tail.size(), tail) != 0) {

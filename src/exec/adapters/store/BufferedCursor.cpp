@@ -13,6 +13,7 @@ StoreCursor::Fetch BufferedCursor::fetch(std::vector<RowValue>& row, ExecResult&
   } catch (...) {
     m_buffered = false;
     end(outOfMemory());
+    m_failure = outOfMemory();  // also where the store's rows had ended before
     throw;
   }
   if (m_failure.succeeded()) return Fetch::End;

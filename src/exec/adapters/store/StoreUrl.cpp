@@ -17,10 +17,9 @@ ExecResult malformed(const std::string& what) {
 }
 
 bool isSchemeName(const std::string& text) {
-  constexpr const char* kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-  constexpr const char* kFollowing = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.";
-  return !text.empty() && std::string(kLetters).find(text[0]) != std::string::npos &&
-         text.find_first_not_of(kFollowing) == std::string::npos;
+  return !text.empty() && ascii::isLetter(text[0]) && std::all_of(text.begin(), text.end(), [](char c) {
+    return ascii::isLetter(c) || ascii::isDigit(c) || c == '+' || c == '-' || c == '.';
+  });
 }
 
 // uriparser decodes leniently, so a stray percent sign is looked for first.
