@@ -3,6 +3,7 @@
 # check_modules.sh BUILD STORE_TESTS COMPILER [FLAG ...]
 # Prints a line for each case, as the test programs do.
 set -uo pipefail
+shopt -s lastpipe  # a verdict at the end of a pipe counts
 build=$1 store_tests=$2
 shift 2
 source=$(dirname "$(readlink -f "$0")")

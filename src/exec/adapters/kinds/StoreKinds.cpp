@@ -1,14 +1,9 @@
 #include "exec/adapters/kinds/StoreKinds.h"
 
-#include <pthread.h>
-
 #include <atomic>
-#include <chrono>
-#include <mutex>
-#include <new>
-#include <thread>
 
 #include "exec/adapters/base/Failure.h"
+#include "exec/adapters/kinds/ForkBarrier.h"
 #include "exec/adapters/kinds/ModuleLoader.h"
 #include "exec/adapters/sqlite/SqliteKind.h"
 #include "exec/adapters/store/StoreKind.h"
@@ -32,28 +27,6 @@ KindEntry entries[] = {
     {{"postgresql", "postgres"}, ErrorFamily::PostgreSql, "postgresql", nullptr},
 };
 
-std::mutex loadMutex;
-int loadsRunning = 0;                ///< guarded by loadMutex
-thread_local int loadsOfThread = 0;  ///< its own, in which it may fork: by a static constructor
-thread_local int holdsOfThread = 0;
-
-/// Counts a load while it runs. The mutex is not held meanwhile: the loader calls the static constructors of
-/// other libraries with a lock of its own held, and one of them may bind a store.
-class RunningLoad {
- public:
-  RunningLoad() { add(1); }
-  ~RunningLoad() { add(-1); }
-  RunningLoad(const RunningLoad&) = delete;
-  RunningLoad& operator=(const RunningLoad&) = delete;
-
- private:
-  static void add(int change) {
-    const std::lock_guard lock(loadMutex);
-    loadsRunning += change;
-    loadsOfThread += change;
-  }
-};
-
 bool hasScheme(const KindEntry& entry, const std::string& scheme) {
   for (const char* known : entry.schemes) {
     if (known != nullptr && scheme == known) return true;
@@ -61,16 +34,11 @@ bool hasScheme(const KindEntry& entry, const std::string& scheme) {
   return false;
 }
 
-// A child forked in the middle of a load would inherit half a module and the loader's lock. From the first
-// moment on, as a fork can come between the first load and whatever else would install this.
-const bool handlersInstalled =
-    pthread_atfork(StoreKinds::holdLoads, StoreKinds::releaseLoads, StoreKinds::releaseLoads) == 0;
-
 ExecResult provide(KindEntry& entry, const StoreKind*& kind) {
   kind = entry.kind.load(std::memory_order_acquire);
   if (kind != nullptr) return {};
-  if (!handlersInstalled) throw std::bad_alloc();
-  const RunningLoad running;
+  // A child forked in the middle of a load would inherit half a module and the loader's lock.
+  const ForkBarrier loading;
   ExecResult result = ModuleLoader::load(entry.module, kind);
   if (result.succeeded()) entry.kind.store(kind, std::memory_order_release);
   return result;
@@ -106,27 +74,12 @@ bool isOfLayer(std::uint64_t code) {
 
 }  // namespace
 
-// Loads end soon. A condition to wait on would be inherited with the other threads that wait on it.
-void StoreKinds::holdLoads() {
-  if (holdsOfThread++ > 0) return;
-  loadMutex.lock();
-  while (loadsRunning > loadsOfThread) {
-    loadMutex.unlock();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    loadMutex.lock();
-  }
-}
-
-void StoreKinds::releaseLoads() {
-  if (--holdsOfThread == 0) loadMutex.unlock();
-}
-
 ExecResult StoreKinds::makeDriver(StoreUrl& url, const std::string& sessionName,
                                   std::shared_ptr<StoreDriver>& driver) {
   for (KindEntry& entry : entries) {
     if (!hasScheme(entry, url.scheme())) continue;
     // A client library is set up for the whole process when its first driver is made.
-    const RunningLoad running;
+    const ForkBarrier loading;
     const StoreKind* kind = nullptr;
     ExecResult result = provide(entry, kind);
     return result.succeeded() ? kind->makeDriver(url, sessionName, driver) : result;

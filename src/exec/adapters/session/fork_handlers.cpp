@@ -2,10 +2,11 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <new>
 
 #include "exec/adapters/base/ProcessEpoch.h"
-#include "exec/adapters/kinds/StoreKinds.h"
+#include "exec/adapters/kinds/ForkBarrier.h"
 #include "exec/adapters/platform/Logging.h"
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/StoreTable.h"
@@ -33,21 +34,21 @@ void unlockAll() {
 // which they may need.
 void beforeFork() {
   ThreadContext::prepareFork();
-  StoreKinds::holdLoads();
+  ForkBarrier::hold();
   lockAll();
   StoreTable::instance().closeIdleBeforeFork();
 }
 
 void afterForkInParent() {
   unlockAll();
-  StoreKinds::releaseLoads();
+  ForkBarrier::release();
 }
 
 void afterForkInChild() {
   ProcessEpoch::beginInChild();
   StoreTable::instance().forgetParent();
   unlockAll();
-  StoreKinds::releaseLoads();
+  ForkBarrier::release();
 }
 
 bool install() {
@@ -61,8 +62,12 @@ bool install() {
 }  // namespace
 
 void installForkHandlers() {
-  static const bool installed = install();
-  static_cast<void>(installed);
+  static std::atomic<bool> installed{false};
+  if (installed.load(std::memory_order_acquire)) return;
+  // A child that inherited one half of it would wait for the other for ever.
+  const ForkBarrier undivided;
+  static const bool done = install();
+  installed.store(done, std::memory_order_release);
 }
 
 }  // namespace vorn
