@@ -1,0 +1,124 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "exec/adapters/sql/SqlDialect.h"
+
+namespace vorn {
+
+/// A statement's text with its literals lifted out, so that one prepared statement serves all texts that
+/// differ in their literals only.
+///
+/// A text is liftable when it is understood whole: a select, insert, update or delete of the forms that the
+/// builders render, whose literals all stand where a literal is a mere value (a values list, an assignment,
+/// an operand of a condition, limit and offset). Everything else (a literal in a select list, a comment, an
+/// operator that is no comparison, a second statement) is not liftable and runs as text.
+///
+/// The literals of a liftable text are NULL in values lists and assignments, decimal numbers with or without
+/// a fraction, and texts in single quotes. A few stay in the statement where its dialect says that the store
+/// plans by them; they are part of the shape then.
+///
+/// Invariants:
+/// 1. Two liftable texts have the same key only if they differ in nothing but lifted literals and, where
+///    parameters are typed, these have the same types.
+/// 2. statement() with parameters is the text but for its lifted literals.
+/// 3. masked() shows no literal of any text, liftable or not.
+/// 4. After the first texts of its kind, read() allocates nothing.
+class StatementShape {
+ public:
+  enum class Verb : unsigned char { Select, Insert, Update, Delete, Other };
+
+  /// Integer fits 32 bits, Long 64; Decimal is every other number.
+  enum class Type : unsigned char { Null, Integer, Long, Decimal, Text };
+
+  struct Literal {
+    Type type;
+    std::int64_t integer;    ///< of an Integer and a Long
+    std::string_view bytes;  ///< of a Text, its doubled quotes undone, and the digits of a number
+  };
+
+  /// Takes a text apart. The text must stay where and as it is while the shape is used.
+  void read(const std::string& sql, const SqlDialect& dialect);
+
+  const std::string& sql() const noexcept { return *m_sql; }
+  Verb verb() const noexcept { return m_verb; }
+  bool liftable() const noexcept { return m_liftable; }
+
+  /// @return what tells this shape from all others of its dialect, never from a text that is not liftable;
+  ///         not meant to be read
+  std::string_view key() const noexcept { return m_key; }
+  std::size_t hash() const noexcept { return m_hash; }
+
+  /// The lifted literals, one for each parameter.
+  const std::vector<Literal>& literals() const noexcept { return m_literals; }
+
+  /// @return the statement with numbered parameters in place of its lifted literals
+  std::string statement() const { return written(m_key, *m_dialect, false); }
+
+  /// @return the text of a key with `?` for every literal, also those that stay in the statement. A long one
+  ///         is cut off.
+  static std::string masked(std::string_view key, const SqlDialect& dialect) {
+    return written(key, dialect, true);
+  }
+
+ private:
+  enum class Token : unsigned char { End, Word, Name, Literal, Open, Close, Comma, Dot, Compare, Star, Bad };
+
+  static std::string written(std::string_view key, const SqlDialect& dialect, bool mask);
+
+  bool readStatement();
+  bool readSelect();
+  bool readInsert();
+  bool readUpdate();
+  bool readDelete();
+  bool readTableName();
+  bool readColumnList();
+  bool readFrom();
+  bool readTail();
+  bool readCount(bool kept);
+  bool readCondition();
+  bool readPredicate();
+  bool readComparison(bool literalOnTheLeft);
+  bool readOperand(bool& literal, bool kept);
+  bool readList();
+  bool readSubSelect();
+  bool skipNames();
+  bool skipCall();
+
+  void next();
+  void scanWord();
+  void scanQuotedName();
+  void scanText();
+  void scanNumber();
+  bool signMayStand() const;
+  bool is(std::uint64_t word) const { return m_token == Token::Word && m_word == word; }
+  bool take(std::uint64_t word);
+  bool take(Token token);
+  void lift(const char* begin, Type type, std::int64_t integer, std::string_view bytes);
+  bool keepLiteral();
+  bool isSmallInteger() const;
+  void mask();
+  void finish();
+
+  const std::string* m_sql = nullptr;
+  const SqlDialect* m_dialect = nullptr;
+  const char* m_at = nullptr;  ///< after the token
+  const char* m_end = nullptr;
+  const char* m_begin = nullptr;   ///< of the token
+  const char* m_copied = nullptr;  ///< up to here the text is in the key
+  std::uint64_t m_word = 0;        ///< of a token Word: its letters in lower case if they are eight at most
+  std::size_t m_hash = 0;
+  int m_depth = 0;
+  Token m_token = Token::End;
+  Verb m_verb = Verb::Other;
+  bool m_liftable = false;
+  std::string m_key;
+  std::string m_unescaped;  ///< texts whose doubled quotes were undone; never moves while texts point into it
+  std::vector<Literal> m_literals;
+};
+
+}  // namespace vorn
