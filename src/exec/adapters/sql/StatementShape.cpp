@@ -158,13 +158,14 @@ void StatementShape::read(const std::string& sql, const SqlDialect& dialect) {
   }
   begin();
   m_depth = 0;
+  m_disjunctive = false;
   m_verb = Verb::Other;
   m_text.clear();
   m_marks.clear();
   next();
   m_liftable = readStatement() && m_token == Token::End;
   if (m_liftable) m_text.append(m_copied, m_end);
-  m_liftable = m_liftable && m_text.size() <= kLongestShape;
+  m_liftable = m_liftable && m_text.size() <= kLongestShape && !(m_disjunctive && mayBeCombined());
   if (!m_liftable) mask();
   m_key = m_text;
   m_hash = hashOf(m_key);
@@ -189,6 +190,7 @@ void StatementShape::remember() {
   known.marks.assign(m_marks.begin(), m_marks.end());
   known.hash = m_hash;
   known.verb = m_verb;
+  known.disjunctive = m_disjunctive;
   known.dialect = m_dialect;
 }
 
@@ -213,10 +215,26 @@ bool StatementShape::matches(const Known& known) {
       return false;
     }
     if (m_token != Token::Literal || kind != parameterOf(m_literals.back().type)) return false;
-    if (mark.takes == Takes::NotSmall && isSmallInteger()) return false;
+    if (mark.takes == Takes::NotSmall && isSmallInteger(m_literals.back())) return false;
     if (mark.takes == Takes::Whole && !isWhole()) return false;
   }
-  return passOver(std::string_view(known.key).substr(from)) && m_at == m_end;
+  return passOver(std::string_view(known.key).substr(from)) && m_at == m_end &&
+         !(known.disjunctive && mayBeCombined());
+}
+
+// Of two conditions on the sides of an `or`, a planner may make one, but only where it sees that their
+// literals are the same, as it does not of two parameters. One that is kept is a small integer.
+bool StatementShape::mayBeCombined() const {
+  if (!m_dialect->literalsDecideThePlan) return false;
+  constexpr std::size_t kMostCompared = 32;
+  if (m_literals.size() > kMostCompared) return true;
+  for (auto literal = m_literals.begin(); literal != m_literals.end(); ++literal) {
+    if (isSmallInteger(*literal)) return true;
+    for (auto other = m_literals.begin(); other != literal; ++other) {
+      if (other->bytes == literal->bytes) return true;
+    }
+  }
+  return false;
 }
 
 bool StatementShape::passOver(std::string_view run) {
@@ -412,6 +430,7 @@ bool StatementShape::readCondition() {
     while (take(word::kNot)) {
     }
     if (!readPredicate()) return false;
+    if (is(word::kOr)) m_disjunctive = true;
   } while (take(word::kAnd) || take(word::kOr));
   --m_depth;
   return true;
@@ -474,7 +493,7 @@ bool StatementShape::readOperand(bool& literal, bool kept) {
   if (literal) {
     if (kept && m_dialect->literalsDecideThePlan) {
       m_marks.back().takes = Takes::NotSmall;
-      if (isSmallInteger() && !keepLiteral()) return false;
+      if (isSmallInteger(m_literals.back()) && !keepLiteral()) return false;
     }
     next();
     return true;
@@ -675,8 +694,7 @@ bool StatementShape::isWhole() const {
   return type == Type::Integer || type == Type::Long;
 }
 
-bool StatementShape::isSmallInteger() const {
-  const Literal& literal = m_literals.back();
+bool StatementShape::isSmallInteger(const Literal& literal) {
   return literal.type == Type::Integer && literal.integer >= -1 && literal.integer <= 1;
 }
 

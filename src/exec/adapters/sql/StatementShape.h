@@ -91,6 +91,7 @@ class StatementShape {
     const SqlDialect* dialect = nullptr;  ///< null for none
     std::size_t hash = 0;
     Verb verb = Verb::Other;
+    bool disjunctive = false;
   };
 
   static std::string written(std::string_view key, const SqlDialect& dialect, bool mask);
@@ -134,7 +135,8 @@ class StatementShape {
   void lift();
   void liftNull();
   bool keepLiteral();
-  bool isSmallInteger() const;
+  static bool isSmallInteger(const Literal& literal);
+  bool mayBeCombined() const;
   bool isWhole() const;
   void mask();
 
@@ -150,6 +152,7 @@ class StatementShape {
   Token m_token = Token::End;
   Verb m_verb = Verb::Other;
   bool m_liftable = false;
+  bool m_disjunctive = false;  ///< a condition has an `or`
   std::string_view m_key;
   std::string m_text;  ///< of the key, where it is not a known one
   std::vector<Mark> m_marks;
