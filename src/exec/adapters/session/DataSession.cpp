@@ -107,9 +107,9 @@ class DataSession::Impl {
     ExecResult result = m_shared->connection(connection, text);
     if (connection == nullptr) return result;
     try {
-      StatementShape shape;
-      shape.read(sqlText, connection->dialect());
-      result = run(*connection, shape, rows);
+      const ThreadContext::ShapeLoan shape(*m_context);
+      (*shape).read(sqlText, connection->dialect());
+      result = run(*connection, *shape, rows);
     } catch (...) {
       m_cursor.take().reset();
       m_shared->connectionThrew();

@@ -1,5 +1,6 @@
 #include "exec/adapters/session/StatementStatistics.h"
 
+#include <algorithm>
 #include <charconv>
 #include <map>
 #include <memory>
@@ -87,10 +88,11 @@ std::string makeStatementId(const char* sourceName, const char* functionName, in
   const std::string_view source(sourceName), function(functionName);
   char digits[kLongestLine];
   char* const end = std::to_chars(digits, digits + kLongestLine, line).ptr;
-  std::string id;
-  // Made for every statement: one allocation.
-  id.reserve(source.size() + function.size() + 2 + kLongestLine);
-  id.append(source).append(1, ':').append(function).append(1, ':').append(digits, end);
+  // Made for every statement: one allocation, of its very size.
+  std::string id(source.size() + function.size() + 2 + static_cast<std::size_t>(end - digits), ':');
+  source.copy(id.data(), source.size());
+  function.copy(id.data() + source.size() + 1, function.size());
+  std::copy(digits, end, id.data() + source.size() + function.size() + 2);
   return id;
 }
 

@@ -2,10 +2,12 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/ThreadSession.h"
+#include "exec/adapters/sql/StatementShape.h"
 
 namespace vorn {
 
@@ -39,6 +41,24 @@ class ThreadContext {
 
   ThreadStatistics& statistics() noexcept { return m_statistics; }
 
+  /// Lends a shape that knows the statements of this thread. A statement that runs inside of another one, from a
+  /// log sink, is lent one of its own.
+  class ShapeLoan {
+   public:
+    explicit ShapeLoan(ThreadContext& context) : m_context(context), m_shape(std::move(context.m_shape)) {
+      if (!m_shape) m_shape = std::make_unique<StatementShape>();
+    }
+    ~ShapeLoan() { m_context.m_shape = std::move(m_shape); }
+    ShapeLoan(const ShapeLoan&) = delete;
+    ShapeLoan& operator=(const ShapeLoan&) = delete;
+
+    StatementShape& operator*() const noexcept { return *m_shape; }
+
+   private:
+    ThreadContext& m_context;
+    std::unique_ptr<StatementShape> m_shape;
+  };
+
   const ExecResult& last() const noexcept { return m_last; }
 
   /// Keeps an outcome; without its detail where there is no memory for that.
@@ -60,6 +80,7 @@ class ThreadContext {
 
   ThreadStatistics& m_statistics;
   std::vector<std::shared_ptr<ThreadSession>> m_sessions;
+  std::unique_ptr<StatementShape> m_shape;  ///< null while it is lent
   ExecResult m_last;
   bool m_lastIsSuccess = true;
   ThreadContext* m_nextUnused = nullptr;

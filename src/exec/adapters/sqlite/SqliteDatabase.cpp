@@ -144,13 +144,15 @@ bool SqliteDatabase::prepareLifted(const StatementShape& shape, Texts texts, Sql
   } else if (!statement && prepareOne(shape.statement(), statement).succeeded()) {
     label(statement, shape.key(), shape.hash(), true);
   }
-  if (statement && bind(statement.get(), shape, texts) == SQLITE_OK) return true;
+  if (statement && bind(statement, shape, texts) == SQLITE_OK) return true;
   statement = {};
   return false;
 }
 
-int SqliteDatabase::bind(sqlite3_stmt* statement, const StatementShape& shape, Texts texts) {
+int SqliteDatabase::bind(SqliteStatement& target, const StatementShape& shape, Texts texts) {
   using Type = StatementShape::Type;
+  sqlite3_stmt* const statement = target.get();
+  target.hasTexts = false;
   const auto owner = texts == Texts::Copied ? SQLITE_TRANSIENT : SQLITE_STATIC;
   int parameter = 0;
   for (const StatementShape::Literal& literal : shape.literals()) {
@@ -159,6 +161,7 @@ int SqliteDatabase::bind(sqlite3_stmt* statement, const StatementShape& shape, T
     double real = 0;
     switch (literal.type) {
       case Type::Text:
+        target.hasTexts = true;
         code = sqlite3_bind_text64(statement, parameter, literal.bytes.data(), literal.bytes.size(), owner,
                                    SQLITE_UTF8);
         break;
@@ -262,7 +265,8 @@ ExecResult SqliteDatabase::refuseTail(const char* tail, const char* end) {
 void SqliteDatabase::finish(SqliteStatement statement) noexcept {
   if (!statement) return;
   sqlite3_reset(statement.get());
-  sqlite3_clear_bindings(statement.get());  // the bound texts are not the statement's own
+  // Bound texts are not the statement's own, or may be long.
+  if (!statement.lifted || statement.hasTexts) sqlite3_clear_bindings(statement.get());
   if (statement.lifted && ++statement.uses % kUsesLookedAt == 0 &&
       sqlite3_stmt_status(statement.get(), SQLITE_STMTSTATUS_REPREPARE, 1) >= kMostReprepared) {
     statement.asText = true;

@@ -85,7 +85,7 @@ class SqliteDatabase {
               const char*& tail);
   ExecResult prepareOne(const std::string& sql, SqliteStatement& statement);
   bool prepareLifted(const StatementShape& shape, Texts texts, SqliteStatement& statement);
-  int bind(sqlite3_stmt* statement, const StatementShape& shape, Texts texts);
+  int bind(SqliteStatement& target, const StatementShape& shape, Texts texts);
   int readReal(std::string_view digits, double& real);
   ExecResult prepareFailure();
   ExecResult refuseTail(const char* tail, const char* end);

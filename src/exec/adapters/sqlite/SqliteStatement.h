@@ -17,6 +17,7 @@ using SqliteHandle = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 /// A prepared statement, as the cache keeps it.
 struct SqliteStatement : CachedStatement {
   unsigned uses = 0;
+  bool hasTexts = false;   ///< of the literals that are bound, some are texts
   bool asText = false;     ///< there is no statement: its like are not worth lifting
   bool controls = false;   ///< begins, ends or divides the transaction
   bool mayCommit = false;  ///< may end it by a commit
