@@ -172,6 +172,10 @@ void StatementShape::read(const std::string& sql, const SqlDialect& dialect) {
   if (m_liftable) remember();
 }
 
+bool StatementShape::keepsLiterals() const noexcept {
+  return m_liftable && m_key.find(kKept) != std::string_view::npos;
+}
+
 void StatementShape::begin() {
   m_at = m_copied = m_begin = m_sql->data();
   m_token = Token::End;

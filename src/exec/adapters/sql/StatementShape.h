@@ -60,6 +60,9 @@ class StatementShape {
   std::string_view key() const noexcept { return m_key; }
   std::size_t hash() const noexcept { return m_hash; }
 
+  /// @return whether literals stay in the statement, so that it serves fewer texts
+  bool keepsLiterals() const noexcept;
+
   /// The lifted literals, one for each parameter.
   const std::vector<Literal>& literals() const noexcept { return m_literals; }
 

@@ -143,6 +143,7 @@ bool SqliteDatabase::prepareLifted(const StatementShape& shape, Texts texts, Sql
     m_cache.put(std::move(statement));
   } else if (!statement && prepareOne(shape.statement(), statement).succeeded()) {
     label(statement, shape.key(), shape.hash(), true);
+    statement.recurs = !shape.keepsLiterals();
   }
   if (statement && bind(statement, shape, texts) == SQLITE_OK) return true;
   statement = {};

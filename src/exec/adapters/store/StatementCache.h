@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -18,6 +19,8 @@ struct CachedStatement {
   std::size_t hash = 0;   ///< of `text`
   std::size_t slot = 0;   ///< the cache's: where it stood
   bool lifted = false;    ///< whether `text` is a key, and the literals are parameters
+  bool recurs =
+      false;  ///< whether it will come again; of others that is known when they come the second time
 };
 
 /// The idle prepared statements of one connection, the least recently used dropped first. A statement in use
@@ -25,7 +28,8 @@ struct CachedStatement {
 ///
 /// Invariants:
 /// 1. The statements kept are at most as many, and take at most as many bytes, as was said.
-/// 2. A text finds no statement of a shape, and a shape none of a text.
+/// 2. Texts that come once each push nothing out of the cache that recurs.
+/// 3. A text finds no statement of a shape, and a shape none of a text.
 ///
 /// @tparam Statement  a movable owner, derived from CachedStatement. A text longer than kLongestText is left
 ///                    empty: it would never be found again. There is nothing to do for the destruction of an
@@ -57,6 +61,8 @@ class StatementCache {
   /// Puts a statement that is ready for its next use into the cache, or drops it.
   void put(Statement statement) noexcept {
     if (statement.text.empty() || statement.bytes > kMostBytes) return;
+    statement.recurs = statement.recurs || hasCome(statement.hash);
+    if (!statement.recurs) return;
     while (m_bytes + statement.bytes > kMostBytes) empty(oldest());
     // Mostly it comes back to where it stood.
     std::size_t slot = statement.slot;
@@ -84,6 +90,12 @@ class StatementCache {
     Statement statement;
   };
 
+  // Notes a statement. @return whether it was noted before, as far back as is remembered
+  bool hasCome(std::size_t hash) noexcept {
+    std::size_t& place = m_come[hash % m_come.size()];
+    return std::exchange(place, hash) == hash;
+  }
+
   // The slot used longest ago. An empty one counts as never used only when all are empty.
   std::size_t oldest() const noexcept {
     std::size_t found = 0;
@@ -105,6 +117,7 @@ class StatementCache {
   // taking nor putting allocates.
   std::vector<std::size_t> m_hashes;  ///< 0 for an empty slot, otherwise odd
   std::vector<Slot> m_slots;
+  std::array<std::size_t, 64> m_come{};  ///< hashes of statements that have come once
   std::uint64_t m_clock = 0;
   std::size_t m_bytes = 0;
 };
