@@ -24,6 +24,7 @@ struct StoreWorkload : Workload {
   InTransaction around = InTransaction::No;      ///< open around each round, its begin and commit not timed
   InTransaction aroundEach = InTransaction::No;  ///< around the calls of one index, timed
   std::string verification{};  ///< a query whose only field stands for what was written; empty for reads
+  bool staysOpen = false;      ///< whether the stores are opened once for all rounds
   std::size_t threads = 1;     ///< of each competitor, each with a store of its own
 
   /// Adds a competitor of one thread. @param work  (store, checksum)
@@ -49,14 +50,17 @@ struct StoreWorkload : Workload {
     };
     const auto prepare = [this, stores, place] {
       *place = makeData();
-      while (stores->size() < threads) stores->emplace_back();
-      openAll(*stores, *place);
+      if (!staysOpen || stores->empty()) {
+        while (stores->size() < threads) stores->emplace_back();
+        openAll(*stores, *place);
+      }
       if (around == InTransaction::Yes) stores->front().begin();
     };
     const auto finish = [this, stores, place](Checksum& checksum) {
       if (around == InTransaction::Yes) stores->front().commit();
       if (!verification.empty()) checksum.addBytes(stores->front().first(verification));
-      for (Store& store : *stores) store.close();
+      for (Store& store : *stores)
+        if (!staysOpen) store.close();
       dropData(*place);
       return 0.0;
     };
