@@ -6,7 +6,6 @@
 #include <memory>
 #include <utility>
 
-#include "Calls.h"
 #include "LibraryStore.h"
 #include "Threads.h"
 #include "Workload.h"
@@ -25,7 +24,8 @@ struct StoreWorkload : Workload {
   InTransaction aroundEach = InTransaction::No;  ///< around the calls of one index, timed
   std::string verification{};  ///< a query whose only field stands for what was written; empty for reads
   bool staysOpen = false;      ///< whether the stores are opened once for all rounds
-  std::size_t threads = 1;     ///< of each competitor, each with a store of its own
+  std::function<double()> side = [] { return 0.0; };  ///< after a round: what was done beside, see sideUnit
+  std::size_t threads = 1;                            ///< of each competitor, each with a store of its own
 
   /// Adds a competitor of one thread. @param work  (store, checksum)
   template <typename Store, typename Work>
@@ -62,7 +62,7 @@ struct StoreWorkload : Workload {
       for (Store& store : *stores)
         if (!staysOpen) store.close();
       dropData(*place);
-      return 0.0;
+      return side();
     };
     competitors.push_back({competitor, run, prepare, finish});
   }
