@@ -44,6 +44,7 @@ Harness::Harness(std::string store, Options options)
 }
 
 void Harness::measure(Workload& workload) {
+  if (!m_options.wants(workload.group, workload.name)) return;
   auto& competitors = workload.competitors;
   if (!m_options.competitor.empty()) {
     std::erase_if(competitors, [this](auto& one) { return one.name != m_options.competitor; });

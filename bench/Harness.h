@@ -20,7 +20,7 @@ class Harness {
 
   const Options& options() const { return m_options; }
 
-  /// Throws when the competitors' checksums differ.
+  /// Does nothing with a workload that the options do not name. Throws when the competitors' checksums differ.
   void measure(Workload& workload);
 
   /// Writes a line to the file of results.

@@ -1,7 +1,9 @@
 #include "LibraryStore.h"
 
+#include <barrier>
 #include <stdexcept>
 
+#include "Threads.h"
 #include "vorn/platform/data_session.h"
 #include "vorn/platform/stores.h"
 #include "vorn/reader.h"
@@ -17,9 +19,22 @@ void LibraryStore::bind(const std::string& url) {
   check(vorn::bindStore("default", url).errorCode());
 }
 
-void LibraryStore::open(const std::string& path) {
-  bind("sqlite:" + path);
+void LibraryStore::open(const Place& place) {
+  const bool server = place.address.find("://") != std::string::npos;
+  bind(server ? place.address : "sqlite:" + place.address + "?synchronous=" + place.synchronous);
   first("select 1");  // opens the connection
+}
+
+void LibraryStore::openConnections(std::size_t count) {
+  std::barrier all(static_cast<std::ptrdiff_t>(count));
+  runThreads(count, [&all](std::size_t) {
+    CVORNsqlstr statement;
+    statement.assign("select 1");
+    CVORNReader holder;  // of the connection
+    const unsigned long code = MIRAsqlDB(false).execReadSQL(statement, holder);
+    all.arrive_and_wait();
+    check(code);
+  });
 }
 
 void LibraryStore::close() {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Checksum.h"
+#include "Place.h"
 #include "vorn/batch_inserter.h"
 #include "vorn/database.h"
 #include "vorn/statement.h"
@@ -15,7 +16,9 @@ class LibraryStore {
  public:
   /// Binds the session to a store; the first statement opens the connection.
   static void bind(const std::string& url);
-  void open(const std::string& path);
+  void open(const Place& place);
+  /// Opens connections of the pool until it has `count`.
+  static void openConnections(std::size_t count);
   static void close();
   void begin() { check(m_db.beginTransaction()); }
   void commit() { check(m_db.commitTransaction()); }
@@ -25,6 +28,11 @@ class LibraryStore {
   void execute(const BatchInserter& batch) { check(m_db.ExecBatchInserter(batch)); }
   void execute(const CVORNBase& statement) { check(m_db.execWriteSQL(statement)); }
   void query(const CVORNBase& statement, CVORNReader& reader) { check(m_db.execReadSQL(statement, reader)); }
+
+  /// Runs a statement, and reads the rows of one that returns some.
+  void run(const CVORNBase& statement, bool reads, Checksum& checksum) {
+    reads ? readRows(statement, checksum) : execute(statement);
+  }
 
   /// Reads all rows (id, text, level, ratio) of a query.
   void readRows(const CVORNBase& statement, Checksum& checksum);

@@ -25,7 +25,7 @@ Options Options::parse(int argc, char** argv) {
     } else {
       std::fprintf(stderr,
                    "usage: %s [--quick] [--rounds N] [--json FILE] [--dir DIRECTORY]\n"
-                   "       [--only GROUP,GROUP...] [--competitor NAME]\n",
+                   "       [--only GROUP[/WORKLOAD],...] [--competitor NAME]\n",
                    argv[0]);
       std::exit(2);
     }
@@ -36,7 +36,15 @@ Options Options::parse(int argc, char** argv) {
 }
 
 bool Options::wants(const std::string& group) const {
-  return only.empty() || (',' + only + ',').find(',' + group + ',') != std::string::npos;
+  return wants(group, "") || (',' + only).find(',' + group + '/') != std::string::npos;
+}
+
+// Names of workloads contain commas, which the search takes as they are.
+bool Options::wants(const std::string& group, const std::string& workload) const {
+  const auto names = [list = ',' + only + ','](const std::string& name) {
+    return list.find(',' + name + ',') != std::string::npos;
+  };
+  return only.empty() || names(group) || names(group + '/' + workload);
 }
 
 }  // namespace bench

@@ -25,6 +25,12 @@ struct SampleRows {
   std::size_t size() const { return ids.size(); }
 };
 
+/// A query whose only field stands for all that the sample table holds.
+inline constexpr const char* kSampleVerification =
+    "select count(*) || '/' || sum(id) || '/' || sum(length(text)) || '/' || min(text) || '/' || max(text) "
+    "|| "
+    "'/' || sum(id * level) || '/' || sum(ratio) from sample";
+
 /// @return a text of `length` bytes that differs from row to row
 std::string sampleText(std::size_t row, std::size_t length);
 

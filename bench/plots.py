@@ -8,7 +8,7 @@ matplotlib.use("svg")
 from matplotlib import pyplot, ticker  # noqa: E402
 
 LIBRARY = "#0b5fa5"
-PEERS = ["#d9822b", "#7a7a7a", "#b03a2e"]
+PEERS = ["#d9822b", "#7a7a7a", "#b03a2e", "#3a7d44", "#7b5ea7"]
 SHORT = ticker.EngFormatter(sep="")  # 10k, 1M
 pyplot.rcParams.update({
     "svg.hashsalt": "benchmarks", "svg.fonttype": "none", "font.family": "sans-serif", "font.size": 10,
@@ -56,6 +56,7 @@ def draw_curves(file, panels, xlabel, ylabel, scale="log"):
                           label=label, color=color, marker="o", markersize=4, capsize=2)
         axis.set_xscale("log")
         axis.set_xticks(x, [f"{value:,}" if value < 10_000 else SHORT(value) for value in x])
+        axis.tick_params(axis="x", labelsize=8 if len(x) > 8 else 10)
         axis.minorticks_off()
         axis.set_yscale(scale)
         axis.yaxis.set_major_formatter(SHORT)
@@ -63,7 +64,8 @@ def draw_curves(file, panels, xlabel, ylabel, scale="log"):
             axis.set_ylim(bottom=0)
         axis.set_title(title)
         axis.set_xlabel(xlabel)
-        axis.legend(loc="upper center", bbox_to_anchor=(0.5, -0.14), ncols=2, frameon=False)
+        ncols = 1 if len(panels) > 1 and max(map(len, curves)) > 25 else 2
+        axis.legend(loc="upper center", bbox_to_anchor=(0.5, -0.14), ncols=ncols, frameon=False)
     axes.flat[0].set_ylabel(ylabel)
     save(figure, file)
 

@@ -16,18 +16,36 @@ from statistics import median
 import plots
 
 # What is claimed: a title, the most that the ratio library / peer may be (None: measured, nothing claimed), and
-# where it is measured: store/group/workload/peer.
+# where it is measured: store/group/workload/peer. The workload is a regular expression: all that match are meant.
 CLAIMS = [
     ("Reading typed rows, against the C interface", 1.15, "sqlite/read/typed rows/C interface"),
     ("Reading typed rows, against SQLiteCpp", 1.0, "sqlite/read/typed rows/SQLiteCpp"),
     ("Reading typed rows, against SOCI", 1.0, "sqlite/read/typed rows/SOCI"),
     ("Reading typed rows, against SOCI's bulk fetch", 1.0, "sqlite/read/typed rows/SOCI bulk"),
+    ("20 integers a row, against the C interface", 1.1, "sqlite/fields/20 integers/C interface"),
+    ("20 integers a row, against SQLiteCpp", None, "sqlite/fields/20 integers/SQLiteCpp"),
+    ("Nulls with markers, against the C interface", 1.1, "sqlite/fields/.*with markers/C interface"),
+    ("Nulls with markers, against SQLiteCpp", None, "sqlite/fields/.*with markers/SQLiteCpp"),
+    ("Select by key, against one prepared once and bound by hand", 1.5,
+     "sqlite/lookup/changing text/C, prepared once"),
+    ("Select by key, against the same text prepared each time", 0.65,
+     "sqlite/lookup/changing text/C, prepared each time"),
+    ("Select by two text bounds, against one prepared once", 1.5, "sqlite/lookup/two text bounds.*/C, prepared once"),
+    ("Select by two text bounds, against the same text prepared each time", 0.65,
+     "sqlite/lookup/two text bounds.*/C, prepared each time"),
+    ("Update, delete and insert of a row, against one prepared once", 1.9, "sqlite/change/.*/C, prepared once"),
+    ("Update, delete and insert of a row, against the same text prepared each time", 0.65,
+     "sqlite/change/.*/C, prepared each time"),
+    ("Request of three statements, one thread, against prepared once", None,
+     "sqlite/request/threads: 1/C, prepared once"),
+    ("Request of three statements, 2 to 8 threads, against prepared once", None,
+     "sqlite/request/threads: [248]/C, prepared once"),
     ("Single insert, ready text, against `sqlite3_exec`", 0.6, "sqlite/write/ready texts/sqlite3_exec"),
     ("Single insert, ready text, against SQLiteCpp", None, "sqlite/write/ready texts/SQLiteCpp"),
     ("Single insert, ready text, against SOCI", None, "sqlite/write/ready texts/SOCI"),
     ("Single insert with its rendering, against `sqlite3_exec` of a ready text", None,
      "sqlite/write/with rendering/sqlite3_exec, ready"),
-    ("Batch in a transaction, against a prepared loop by hand", 0.5,
+    ("Batch in a transaction, against a prepared loop by hand", 0.4,
      "sqlite/batch/in a transaction/C, prepared loop"),
     ("Batch in a transaction, against SOCI's bulk insert", 0.34, "sqlite/batch/in a transaction/SOCI, bulk"),
     ("Batch with begin and commit, against a prepared loop by hand", None,
@@ -35,18 +53,38 @@ CLAIMS = [
     ("Batch with begin and commit, against SOCI's bulk insert", None,
      "sqlite/batch/with begin and commit/SOCI, bulk"),
     ("PostgreSQL: batch, against libpqxx's stream", 0.6, "postgres/batch/typed rows/libpqxx, stream_to"),
-    ("PostgreSQL: batch, against `COPY` by hand over libpq", 1.15, "postgres/batch/typed rows/libpq, COPY by hand"),
+    ("PostgreSQL: batch, against `COPY` by hand over libpq", 1.0, "postgres/batch/typed rows/libpq, COPY by hand"),
+    ("PostgreSQL: batch of 1 to 10 rows, against one insert by hand", 1.25,
+     "postgres/small/.*: (1|2|5|10)/libpq, one insert, PQexec"),
+    ("PostgreSQL: batch of 20 and 50 rows, against one insert by hand", None,
+     "postgres/small/.*: (20|50)/libpq, one insert, PQexec"),
+    ("PostgreSQL: batch of 100 to 1,000 rows, against one insert by hand", 1.0,
+     "postgres/small/.*: (100|200|500|1000)/libpq, one insert, PQexec"),
+    ("PostgreSQL: select by key, against libpq, prepared once", 1.2,
+     "postgres/calls/select by key/libpq, prepared once"),
+    ("PostgreSQL: select by key, against libpq with the text", 0.8, "postgres/calls/select by key/libpq, PQexec"),
+    ("PostgreSQL: update by key, against libpq, prepared once", 1.2,
+     "postgres/calls/update by key/libpq, prepared once"),
+    ("PostgreSQL: update by key, against libpq with the text", 0.8, "postgres/calls/update by key/libpq, PQexec"),
+    ("PostgreSQL: select and update by key, against libpqxx, prepared once", None,
+     "postgres/calls/.*/libpqxx, prepared once"),
+    ("PostgreSQL: request of three statements, one thread, against libpq, prepared once", None,
+     "postgres/request/threads: 1/libpq, prepared once"),
+    ("PostgreSQL: request of three statements, 2 to 8 threads, against libpq, prepared once", None,
+     "postgres/request/threads: [248]/libpq, prepared once"),
     ("PostgreSQL: reading rows, against libpqxx", 0.75, "postgres/read/typed rows/libpqxx, exec"),
     ("PostgreSQL: reading rows, against libpq in single-row mode", 1.15,
      "postgres/read/typed rows/libpq, single-row mode"),
     ("PostgreSQL: look-ups on eight threads, against libpq", 1.1,
      "postgres/threads/look-ups by key/libpq, a connection a thread"),
+    *((f"{statement}: rendering, against `std::snprintf`", limit, f"rendering/rendering/{statement.lower()}/std::snprintf")
+      for statement, limit in (("Select", 1.1), ("Insert", None), ("Update", 1.1), ("Delete", 1.1))),
     ("Start of an empty process, against one that links the embedded store's libraries by hand", 1.4,
      "startup/startup/empty process/libraries by hand"),
 ]
 
-BARS = ["rendering/rendering", "sqlite/read", "sqlite/write", "sqlite/batch", "sqlite/lookup", "postgres/batch",
-        "postgres/read", "postgres/threads"]
+BARS = ["rendering/rendering", "sqlite/read", "sqlite/fields", "sqlite/write", "sqlite/batch", "sqlite/lookup",
+        "sqlite/change", "postgres/batch", "postgres/read", "postgres/threads", "postgres/calls"]
 
 # Group, label of x, label of y, scale of y.
 CURVES = [
@@ -54,6 +92,9 @@ CURVES = [
     ("sqlite/columns", "columns", "values a second", "log"),
     ("sqlite/text", "bytes of each text", "rows a second", "log"),
     ("sqlite/threads", "readers", "rows read a second, all readers together", "linear"),
+    ("sqlite/request", "threads", "requests a second, all threads together", "linear"),
+    ("postgres/request", "threads", "requests a second, all threads together", "linear"),
+    ("postgres/small", "rows a batch", "rows a second", "log"),
 ]
 
 
@@ -117,7 +158,8 @@ def claims(results):
     for title, limit, path in CLAIMS:
         store, group, name, peer = path.split("/")
         found = [ratios(workload[0], series) for run in results.runs
-                 for workload in results.workloads(f"{store}/{group}", run) if workload[0]["workload"] == name
+                 for workload in results.workloads(f"{store}/{group}", run)
+                 if re.fullmatch(name, workload[0]["workload"])
                  for series in workload if series["competitor"] == peer]
         if not found:
             rows.append([title, "–", "not measured", "–", "–"])

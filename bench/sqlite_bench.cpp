@@ -42,6 +42,8 @@ void reportSettings(Harness& harness) {
 void measure(Harness& harness) {
   reportSettings(harness);
   measureReads(harness);
+  measureFields(harness);
+  measureCalls(harness);
   measureInserts(harness);
   measureMemory(harness);
   measureSessions(harness);

@@ -4,14 +4,22 @@
 
 namespace bench {
 
-void RawStore::open(const std::string& path) {
+void RawStore::open(const Place& place) {
   sqlite3* handle = nullptr;
-  const int code = sqlite3_open_v2(path.c_str(), &handle,
+  const int code = sqlite3_open_v2(place.address.c_str(), &handle,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   m_database.reset(handle);
   check(code);
   sqlite3_busy_timeout(handle, kBusyTimeout);
-  for (const char* setting : kSettings) execute(setting);
+  for (const std::string& setting : settingsOf(place)) execute(setting);
+  m_begin = prepare("begin immediate");
+  m_commit = prepare("commit");
+}
+
+void RawStore::close() {
+  m_begin.reset();
+  m_commit.reset();
+  m_database.reset();
 }
 
 void RawStore::execute(const char* sql) {

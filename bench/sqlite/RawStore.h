@@ -4,15 +4,18 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Checksum.h"
+#include "Place.h"
 
 namespace bench {
 
 // The library's own settings, given to the others.
 inline constexpr int kBusyTimeout = 5000;
-inline constexpr const char* kSettings[] = {"pragma foreign_keys=on", "pragma synchronous=full",
-                                            "pragma journal_mode=wal"};
+inline std::vector<std::string> settingsOf(const Place& place) {
+  return {"pragma foreign_keys=on", "pragma synchronous=" + place.synchronous, "pragma journal_mode=wal"};
+}
 
 /// The C interface of SQLite.
 class RawStore {
@@ -23,10 +26,10 @@ class RawStore {
   };
   using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
-  void open(const std::string& path);
-  void close() { m_database.reset(); }
-  void begin() { execute("begin immediate"); }
-  void commit() { execute("commit"); }
+  void open(const Place& place);
+  void close();
+  void begin() { run(m_begin.get()); }
+  void commit() { run(m_commit.get()); }
   std::string first(const std::string& sql);
 
   /// Runs statements with sqlite3_exec().
@@ -88,6 +91,8 @@ class RawStore {
   [[noreturn]] void fail() const;
 
   std::unique_ptr<sqlite3, Closer> m_database;
+  Statement m_begin;
+  Statement m_commit;
   SampleRow m_row;
 };
 

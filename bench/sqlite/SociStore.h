@@ -12,10 +12,11 @@ namespace bench {
 /// SOCI with its sqlite3 backend.
 class SociStore {
  public:
-  void open(const std::string& path) {
+  void open(const Place& place) {
     const std::string timeout = std::to_string(kBusyTimeout / 1000);
-    m_session = std::make_unique<soci::session>(*factory_sqlite3(), "dbname=" + path + " timeout=" + timeout);
-    for (const char* setting : kSettings) execute(setting);
+    m_session = std::make_unique<soci::session>(*factory_sqlite3(),
+                                                "dbname=" + place.address + " timeout=" + timeout);
+    for (const std::string& setting : settingsOf(place)) execute(setting);
   }
   void close() { m_session.reset(); }
   void begin() { execute("begin immediate"); }

@@ -9,10 +9,10 @@ namespace bench {
 /// SQLiteCpp.
 class SqliteCppStore {
  public:
-  void open(const std::string& path) {
+  void open(const Place& place) {
     m_database = std::make_unique<SQLite::Database>(
-        path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, kBusyTimeout);
-    for (const char* setting : kSettings) execute(setting);
+        place.address, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX, kBusyTimeout);
+    for (const std::string& setting : settingsOf(place)) execute(setting);
   }
   void close() { m_database.reset(); }
   void begin() { execute("begin immediate"); }
@@ -26,6 +26,9 @@ class SqliteCppStore {
   /// Reads all rows (id, text, level, ratio) of a query.
   void readRows(const std::string& sql, Checksum& checksum) {
     SQLite::Statement statement(*m_database, sql);
+    readRows(statement, checksum);
+  }
+  void readRows(SQLite::Statement& statement, Checksum& checksum) {
     while (statement.executeStep()) {
       const long id = statement.getColumn(0).getInt64();
       const std::string text = statement.getColumn(1).getString();
@@ -47,6 +50,8 @@ class SqliteCppStore {
       statement.reset();
     }
   }
+
+  SQLite::Database& database() { return *m_database; }
 
  private:
   std::unique_ptr<SQLite::Database> m_database;

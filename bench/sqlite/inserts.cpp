@@ -53,7 +53,6 @@ void measureSingleInserts(Harness& harness) {
   ready.add<RawStore>("sqlite3_exec", executeTexts);
   ready.add<SqliteCppStore>("SQLiteCpp", executeTexts);
   ready.add<SociStore>("SOCI", executeTexts);
-  ready.add<RawStore>("prepared, bound", [&](RawStore& store, Checksum&) { store.insert(rows); });
   harness.measure(ready);
 
   FileWorkload rendered({"write", "with rendering", "insert", rows.size()}, files, yes, kSampleVerification);

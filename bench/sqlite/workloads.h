@@ -6,6 +6,8 @@ namespace bench {
 
 // Each measures one file's groups of workloads, and needs nothing of the others.
 void measureReads(Harness& harness);
+void measureCalls(Harness& harness);
+void measureFields(Harness& harness);
 void measureInserts(Harness& harness);
 void measureSessions(Harness& harness);
 void measureThreads(Harness& harness);
