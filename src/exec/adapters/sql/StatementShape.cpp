@@ -564,36 +564,68 @@ bool StatementShape::keepLiteral() {
 }
 
 // Writes the key of a text that is not liftable: everything that may be a value is gone, whatever it is.
+// Where the store might see parts that are not those of the scanner, the rest of the text is one value.
 void StatementShape::mask() {
   m_key.clear();
   m_literals.clear();
   const SqlScanner scanner(*m_sql, *m_dialect);
-  const std::string& sql = *m_sql;
-  for (std::size_t at = 0; at < sql.size() && m_key.size() < kLongestMasked;) {
-    const char first = sql[at];
-    const std::size_t opaque = scanner.opaqueEnd(at);
-    if (opaque > at) {
-      const bool comment = first == '-' || first == '/';
-      const bool literal = first == '\'' || first == '$' || (first == '"' && m_dialect->doubleQuotedLiterals);
-      if (comment || literal) {
-        m_key += comment ? ' ' : kMasked;
-      } else {
-        m_key.append(sql, at, opaque - at);
-      }
-      at = opaque;
-    } else if (isDigit(first)) {
-      // With its fraction, exponent or hexadecimal digits.
-      while (at < sql.size() && (isIdentifierByte(sql[at]) || sql[at] == '.')) ++at;
-      m_key += kMasked;
-    } else if (isIdentifierByte(first)) {
-      const std::size_t begin = at;
-      while (at < sql.size() && isIdentifierByte(sql[at])) ++at;
-      m_key.append(sql, begin, at - begin);
-    } else {
-      m_key += isControl(first) ? ' ' : first;
-      ++at;
-    }
+  m_at = m_sql->data();
+  while (m_at < m_end && m_key.size() < kLongestMasked) {
+    m_begin = m_at;
+    m_at = m_sql->data() + scanner.opaqueEnd(static_cast<std::size_t>(m_at - m_sql->data()));
+    if (m_at > m_begin ? maskOpaque() : maskPlain()) continue;
+    if (m_key.empty() || m_key.back() != kMasked) m_key += kMasked;
+    return;
   }
+}
+
+// @return whether the store surely sees the end of the part where it is
+bool StatementShape::maskOpaque() {
+  const char first = *m_begin;
+  const std::string_view part(m_begin, static_cast<std::size_t>(m_at - m_begin));
+  if (first == '-' || first == '/') {
+    m_key += ' ';
+    const std::size_t line = part.find('\r');  // which ends a comment in one store and not in the other
+    return first == '/' || line == std::string_view::npos || line + 1 == part.size();
+  }
+  const bool closed = part.size() > 1 && part.back() == (first == '[' ? ']' : first);
+  const bool literal = first == '\'' || first == '$' || (first == '"' && m_dialect->doubleQuotedLiterals);
+  if (literal || !closed) {
+    m_key += kMasked;
+  } else {
+    m_key.append(part);
+  }
+  return first != '\'' || !m_dialect->backslashIsASetting || part.find('\\') == std::string_view::npos;
+}
+
+// @return whether the store surely sees no more of it as a part of its own
+bool StatementShape::maskPlain() {
+  const char first = *m_at++;
+  if (isDigit(first)) {
+    // With its fraction, exponent or hexadecimal digits.
+    while (m_at < m_end && (isIdentifierByte(*m_at) || *m_at == '.')) ++m_at;
+    m_key += kMasked;
+    return true;
+  }
+  if (isIdentifierByte(first)) {
+    while (m_at < m_end && (isIdentifierByte(*m_at) || *m_at == '$')) ++m_at;
+    m_key.append(m_begin, m_at);
+    return true;
+  }
+  m_key += isControl(first) ? ' ' : first;
+  if (first == '$' && m_dialect->dollarQuotes) return m_at < m_end && isDigit(*m_at);
+  return (first != '$' && first != '@' && first != ':' && first != '#') || isPlainVariable();
+}
+
+// A variable may go on in parentheses, in which a quote is no quote.
+bool StatementShape::isPlainVariable() const {
+  const char* at = m_at;
+  while (at < m_end && (isIdentifierByte(*at) || *at == '$' || *at == ':')) ++at;
+  if (at == m_at || at == m_end || *at != '(') return true;
+  do {
+    ++at;
+  } while (at < m_end && (isIdentifierByte(*at) || *at == ','));
+  return at < m_end && (*at == ')' || ascii::isBlank(*at));
 }
 
 std::string StatementShape::written(std::string_view key, const SqlDialect& dialect, bool mask) {

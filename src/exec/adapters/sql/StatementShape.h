@@ -102,6 +102,9 @@ class StatementShape {
   bool keepLiteral();
   bool isSmallInteger() const;
   void mask();
+  bool maskOpaque();
+  bool maskPlain();
+  bool isPlainVariable() const;
   void finish();
 
   const std::string* m_sql = nullptr;
