@@ -590,11 +590,18 @@ bool StatementShape::maskOpaque() {
   }
   const bool closed = part.size() > 1 && part.back() == (first == '[' ? ']' : first);
   const bool literal = first == '\'' || first == '$' || (first == '"' && m_dialect->doubleQuotedLiterals);
-  if (literal || !closed) {
-    m_key += kMasked;
-  } else {
+  if (closed && !literal) {
     m_key.append(part);
+    return true;
   }
+  if (!closed) {
+    // A quote inside of a value that was not doubled may be why: what stood between two of them is a value.
+    m_key.resize(std::min(m_key.find(kMasked), m_key.size()));
+    return false;
+  }
+  const bool doubled = m_begin > m_sql->data() && m_begin[-1] == first && m_key.back() == kMasked;
+  if (!doubled) m_key += kMasked;
+  if (m_at < m_end && isIdentifierByte(*m_at)) return false;
   return first != '\'' || !m_dialect->backslashIsASetting || part.find('\\') == std::string_view::npos;
 }
 
