@@ -6,6 +6,7 @@
 
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/ThreadSession.h"
+#include "exec/adapters/session/ThreadShapes.h"
 
 namespace vorn {
 
@@ -38,6 +39,10 @@ class ThreadContext {
   std::shared_ptr<ThreadSession> session(const char* name);
 
   ThreadStatistics& statistics() noexcept { return m_statistics; }
+  ThreadShapes& shapes() noexcept { return m_shapes; }
+
+  /// Whether a line about a slow statement is being written. A log sink may run statements, which have none.
+  bool writesSlowLine = false;
 
   const ExecResult& last() const noexcept { return m_last; }
 
@@ -59,6 +64,7 @@ class ThreadContext {
   void forgetIdleSessions();
 
   ThreadStatistics& m_statistics;
+  ThreadShapes m_shapes;
   std::vector<std::shared_ptr<ThreadSession>> m_sessions;
   ExecResult m_last;
   bool m_lastIsSuccess = true;
