@@ -14,7 +14,9 @@ struct Store {
 };
 
 const Store kStores[] = {
-    {"sqlite", vorn::kSqliteDialect, {"'@'", "\"@\"", "x'7Q'", "-- @\n", "/* @ */", "7.7e-7", "-.7", "0x7q"}},
+    {"sqlite",
+     vorn::kSqliteDialect,
+     {"'@'", "\"@\"", "x'7Q'", "-- @\n", "/* @ */", "7.7e-7", "-.7", "0x7q", "$x(')", ":x(--)"}},
     {"postgresql",
      vorn::kPostgresDialect,
      {"'@'", "E'@\\'@'", "$$@$$", "$t$@$t$", "-- @\n", "/* @ /* @ */ @ */", "7.7e-7", "N'@'", "'q'\n'@'"}}};
@@ -23,17 +25,6 @@ std::string masked(const std::string& text, const vorn::SqlDialect& dialect) {
   vorn::StatementShape shape;
   shape.read(text, dialect);
   return vorn::StatementShape::masked(shape.key(), dialect);
-}
-
-TEST(MaskedText, IsTheTextWithoutItsValues) {
-  for (const auto& [text, expected] : casesOf("core/masked_texts.txt")) {
-    for (const Store& store : kStores) {
-      const std::string name = std::string(store.name) + ": ";
-      if (text.rfind(name, 0) != 0) continue;
-      const std::string sql = replaced(replaced(text.substr(name.size()), "^", "\n"), "|", "\r");
-      EXPECT_EQ(replaced(masked(sql, store.dialect), "\n", "^"), expected) << text;
-    }
-  }
 }
 
 // All that values are made of here are the bytes q, Q and 7, which nothing else has.

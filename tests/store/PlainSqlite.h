@@ -26,6 +26,7 @@ class PlainSqlite {
     return code == SQLITE_OK ? m_last : sqlite3_errstr(code);
   }
 
+  sqlite3* handle() const { return m_database; }
   bool inTransaction() const { return sqlite3_get_autocommit(m_database) == 0; }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -35,9 +36,20 @@ constexpr int kDeepest = 64;
 // The letters of a word of at most eight, in lower case. No two words of identifier bytes that differ in more
 // than case come to the same.
 constexpr std::uint64_t wordOf(std::string_view letters) {
+  std::array<char, sizeof(std::uint64_t)> bytes{};
+  for (std::size_t at = 0; at < letters.size(); ++at) bytes[at] = static_cast<char>(letters[at] | 0x20);
+  return std::bit_cast<std::uint64_t>(bytes);
+}
+
+// The same of a word in a text, in one load where the text goes on for long enough.
+std::uint64_t wordAt(const char* begin, std::size_t size, const char* end) {
+  constexpr std::size_t kEight = sizeof(std::uint64_t);
+  if (std::endian::native != std::endian::little || end - begin < std::ptrdiff_t{kEight}) {
+    return wordOf({begin, size});
+  }
   std::uint64_t word = 0;
-  for (const char c : letters) word = word << 8 | (static_cast<unsigned char>(c) | 0x20U);
-  return word;
+  std::memcpy(&word, begin, kEight);
+  return (word | 0x2020202020202020U) & (~std::uint64_t{0} >> (8 * (kEight - size)));
 }
 
 namespace word {
@@ -54,23 +66,59 @@ constexpr std::uint64_t kSelect = wordOf("select"), kInsert = wordOf("insert"), 
 constexpr std::uint64_t kIntersect = 1;
 }  // namespace word
 
+// What a byte begins.
+enum class Byte : unsigned char { Bad, Blank, Word, Digit, Sign, Compare, Minus, Text, Name };
+
+constexpr std::array<Byte, 256> makeBytes() {
+  std::array<Byte, 256> bytes{};
+  const auto set = [&bytes](std::string_view all, Byte kind) {
+    for (const char c : all) bytes[static_cast<unsigned char>(c)] = kind;
+  };
+  for (int byte = 0; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    if (ascii::isIdentifierByte(c)) set({&c, 1}, isDigit(c) ? Byte::Digit : Byte::Word);
+    if (ascii::isBlank(c)) set({&c, 1}, Byte::Blank);
+  }
+  set("(),.*", Byte::Sign);
+  set("=<>!", Byte::Compare);
+  set("-", Byte::Minus);
+  set("'", Byte::Text);
+  set("\"`[", Byte::Name);
+  return bytes;
+}
+
+constexpr std::array<Byte, 256> kBytes = makeBytes();
+
+Byte byteOf(char c) {
+  return kBytes[static_cast<unsigned char>(c)];
+}
+
 bool isIdentifierByte(char c) {
-  static constexpr auto kTable = [] {
-    std::array<bool, 256> table{};
-    for (int byte = 0; byte < 256; ++byte)
-      table[static_cast<std::size_t>(byte)] = ascii::isIdentifierByte(static_cast<char>(byte));
-    return table;
+  static constexpr auto kIs = [] {
+    std::array<bool, 256> is{};
+    for (std::size_t byte = 0; byte < is.size(); ++byte)
+      is[byte] = kBytes[byte] == Byte::Word || kBytes[byte] == Byte::Digit;
+    return is;
   }();
-  return kTable[static_cast<unsigned char>(c)];
+  return kIs[static_cast<unsigned char>(c)];
 }
 
 bool isControl(char c) {
   return static_cast<unsigned char>(c) < ' ' && !ascii::isBlank(c);
 }
 
-const char* skipDigits(const char* at, const char* end) {
-  while (at < end && isDigit(*at)) ++at;
+const char* skipDigits(const char* at) {
+  while (isDigit(*at)) ++at;
   return at;
+}
+
+// @param bytes  digits, with a sign or without one
+bool parseInteger(std::string_view bytes, const char* digits, std::int64_t& integer) {
+  constexpr std::size_t kAlwaysFits = 18;
+  if (bytes.size() > kAlwaysFits) return ascii::parseWhole(bytes, integer);
+  for (const char* at = digits; at != bytes.data() + bytes.size(); ++at) integer = 10 * integer + (*at - '0');
+  if (digits != bytes.data()) integer = -integer;
+  return true;
 }
 
 std::size_t hashOf(std::string_view bytes) {
@@ -97,21 +145,104 @@ std::size_t hashOf(std::string_view bytes) {
 void StatementShape::read(const std::string& sql, const SqlDialect& dialect) {
   m_sql = &sql;
   m_dialect = &dialect;
-  m_at = m_copied = m_begin = sql.data();
   m_end = sql.data() + sql.size();
-  m_depth = 0;
-  m_token = Token::End;
-  m_verb = Verb::Other;
-  m_key.clear();
-  m_literals.clear();
   if (m_unescaped.capacity() > kMostKept) m_unescaped = std::string();
-  m_unescaped.clear();
+  for (const Known& known : m_known) {
+    if (known.dialect == &dialect && matches(known)) {
+      m_key = known.key;
+      m_hash = known.hash;
+      m_verb = known.verb;
+      m_liftable = true;
+      return;
+    }
+  }
+  begin();
+  m_depth = 0;
+  m_disjunctive = false;
+  m_verb = Verb::Other;
+  m_text.clear();
+  m_marks.clear();
   next();
   m_liftable = readStatement() && m_token == Token::End;
-  if (m_liftable) m_key.append(m_copied, m_end);
-  m_liftable = m_liftable && m_key.size() <= kLongestShape;
+  if (m_liftable) m_text.append(m_copied, m_end);
+  m_liftable = m_liftable && m_text.size() <= kLongestShape && !(m_disjunctive && mayBeCombined());
   if (!m_liftable) mask();
+  m_key = m_text;
   m_hash = hashOf(m_key);
+  if (m_liftable) remember();
+}
+
+void StatementShape::begin() {
+  m_at = m_copied = m_begin = m_sql->data();
+  m_token = Token::End;
+  m_literals.clear();
+  m_unescaped.clear();
+}
+
+void StatementShape::remember() {
+  for (const Known& known : m_known) {
+    if (known.dialect == m_dialect && known.key == m_text) return;
+  }
+  Known& known = m_known[m_oldest];
+  m_oldest = (m_oldest + 1) % m_known.size();
+  known.dialect = nullptr;  // for as long as it is neither the one nor the other
+  known.key.assign(m_text);
+  known.marks.assign(m_marks.begin(), m_marks.end());
+  known.hash = m_hash;
+  known.verb = m_verb;
+  known.disjunctive = m_disjunctive;
+  known.dialect = m_dialect;
+}
+
+// Whether a text differs from a known shape in lifted literals only. Then its tokens are the same but for
+// these, and so is everything that is understood of it. A literal that is to be kept, has a sign or is NULL
+// is left to the whole reading.
+bool StatementShape::matches(const Known& known) {
+  begin();
+  std::size_t from = 0;
+  for (const Mark& mark : known.marks) {
+    if (!passOver(std::string_view(known.key).substr(from, mark.at - from))) return false;
+    from = mark.at + 1;
+    const char kind = known.key[mark.at];
+    if (kind == kKept) continue;
+    m_begin = m_at;
+    const Byte first = byteOf(*m_at);
+    if (first == Byte::Digit) {
+      scanNumber();
+    } else if (first == Byte::Text) {
+      scanText();
+    } else {
+      return false;
+    }
+    if (m_token != Token::Literal || kind != parameterOf(m_literals.back().type)) return false;
+    if (mark.takes == Takes::NotSmall && isSmallInteger(m_literals.back())) return false;
+    if (mark.takes == Takes::Whole && !isWhole()) return false;
+  }
+  return passOver(std::string_view(known.key).substr(from)) && m_at == m_end &&
+         !(known.disjunctive && mayBeCombined());
+}
+
+// Of two conditions on the sides of an `or`, a planner may make one, but only where it sees that their
+// literals are the same, as it does not of two parameters. One that is kept is a small integer.
+bool StatementShape::mayBeCombined() const {
+  if (!m_dialect->literalsDecideThePlan) return false;
+  constexpr std::size_t kMostCompared = 32;
+  if (m_literals.size() > kMostCompared) return true;
+  for (auto literal = m_literals.begin(); literal != m_literals.end(); ++literal) {
+    if (isSmallInteger(*literal)) return true;
+    for (auto other = m_literals.begin(); other != literal; ++other) {
+      if (other->bytes == literal->bytes) return true;
+    }
+  }
+  return false;
+}
+
+bool StatementShape::passOver(std::string_view run) {
+  if (static_cast<std::size_t>(m_end - m_at) < run.size() || std::memcmp(m_at, run.data(), run.size()) != 0) {
+    return false;
+  }
+  m_at += run.size();
+  return true;
 }
 
 bool StatementShape::readStatement() {
@@ -141,7 +272,7 @@ bool StatementShape::readInsert() {
   if (!take(word::kValues) || !take(Token::Open)) return false;
   do {
     if (is(word::kNull)) {
-      lift(m_begin, Type::Null, 0, {});
+      liftNull();
     } else if (m_token != Token::Literal) {
       return false;
     }
@@ -158,7 +289,7 @@ bool StatementShape::readUpdate() {
     next();
     bool literal = false;
     if (is(word::kNull)) {
-      lift(m_begin, Type::Null, 0, {});
+      liftNull();
       next();
     } else if (!readOperand(literal, false)) {
       return false;
@@ -219,8 +350,8 @@ bool StatementShape::readTail() {
 
 bool StatementShape::readCount(bool kept) {
   if (m_token != Token::Literal) return false;
-  const Type type = m_literals.back().type;
-  if ((type != Type::Integer && type != Type::Long) || (kept && !keepLiteral())) return false;
+  m_marks.back().takes = Takes::Whole;
+  if (!isWhole() || (kept && !keepLiteral())) return false;
   next();
   return true;
 }
@@ -299,6 +430,7 @@ bool StatementShape::readCondition() {
     while (take(word::kNot)) {
     }
     if (!readPredicate()) return false;
+    if (is(word::kOr)) m_disjunctive = true;
   } while (take(word::kAnd) || take(word::kOr));
   --m_depth;
   return true;
@@ -359,7 +491,10 @@ bool StatementShape::readList() {
 bool StatementShape::readOperand(bool& literal, bool kept) {
   literal = m_token == Token::Literal;
   if (literal) {
-    if (kept && m_dialect->literalsDecideThePlan && isSmallInteger() && !keepLiteral()) return false;
+    if (kept && m_dialect->literalsDecideThePlan) {
+      m_marks.back().takes = Takes::NotSmall;
+      if (isSmallInteger(m_literals.back()) && !keepLiteral()) return false;
+    }
     next();
     return true;
   }
@@ -383,68 +518,76 @@ bool StatementShape::take(Token token) {
 }
 
 void StatementShape::next() {
-  while (m_at < m_end && ascii::isBlank(*m_at)) ++m_at;
+  // The zero byte after the text ends every loop over its bytes.
+  while (byteOf(*m_at) == Byte::Blank) ++m_at;
   m_begin = m_at;
-  if (m_at == m_end) {
-    m_token = Token::End;
-    return;
-  }
-  const char first = *m_at;
-  const auto sign = [this](Token token) {
-    m_token = token;
-    ++m_at;
-  };
-  switch (first) {
-    case '(':
-      return sign(Token::Open);
-    case ')':
-      return sign(Token::Close);
-    case ',':
-      return sign(Token::Comma);
-    case '.':
-      return sign(Token::Dot);
-    case '*':
-      return sign(Token::Star);
-    case '\'':
-      return scanText();
-    case '"':
-    case '`':
-    case '[':
-      return scanQuotedName();
-    case '-':
-      if (signMayStand()) return scanNumber();
-      return sign(Token::Bad);
-    case '!':
-    case '=':
-    case '<':
-    case '>': {
-      ++m_at;
-      const char second = m_at < m_end ? *m_at : '\0';
-      if (second == '=' ? first != '=' : first == '<' && second == '>') ++m_at;
-      const bool alone = first == '!' && m_at - m_begin == 1;
-      m_token = alone ? Token::Bad : Token::Compare;
+  switch (byteOf(*m_at)) {
+    case Byte::Word:
+      return scanWord();
+    case Byte::Sign:
+      m_token = tokenOf(*m_at++);
       return;
-    }
+    case Byte::Text:
+      scanText();
+      break;
+    case Byte::Digit:
+      scanNumber();
+      break;
+    case Byte::Compare:
+      return scanComparison();
+    case Byte::Name:
+      return scanQuotedName();
+    case Byte::Minus:
+      if (!signMayStand()) return bad();
+      scanNumber();
+      break;
     default:
-      if (isDigit(first)) return scanNumber();
-      if (isIdentifierByte(first)) return scanWord();
-      sign(Token::Bad);
+      return bad();
+  }
+  if (m_token == Token::Literal) lift();
+}
+
+void StatementShape::bad() {
+  m_token = m_at == m_end ? Token::End : Token::Bad;
+  if (m_at < m_end) ++m_at;
+}
+
+StatementShape::Token StatementShape::tokenOf(char sign) {
+  switch (sign) {
+    case '(':
+      return Token::Open;
+    case ')':
+      return Token::Close;
+    case ',':
+      return Token::Comma;
+    case '.':
+      return Token::Dot;
+    default:
+      return Token::Star;
   }
 }
 
+void StatementShape::scanComparison() {
+  const char first = *m_at++;
+  const char second = *m_at;
+  const bool two = second == '=' ? first != '=' : first == '<' && second == '>';
+  if (two) ++m_at;
+  m_token = first == '!' && !two ? Token::Bad : Token::Compare;
+}
+
 void StatementShape::scanWord() {
-  std::uint64_t word = 0;
-  while (m_at < m_end && isIdentifierByte(*m_at)) {
-    word = word << 8 | (static_cast<unsigned char>(*m_at) | 0x20U);
-    ++m_at;
-  }
-  const auto size = static_cast<std::size_t>(m_at - m_begin);
-  if (size > sizeof word) {
-    const bool intersect = size == 9 && word == wordOf("ntersect") && (*m_begin | 0x20) == 'i';
-    word = intersect ? word::kIntersect : 0;
-  }
-  m_word = word;
+  const char* at = m_at + 1;
+  while (isIdentifierByte(*at)) ++at;
+  m_at = at;
   m_token = Token::Word;
+  const auto size = static_cast<std::size_t>(at - m_begin);
+  if (size <= sizeof m_word) {
+    m_word = wordAt(m_begin, size, m_end);
+  } else {
+    const bool intersect =
+        size == 9 && wordOf({m_begin + 1, 8}) == wordOf("ntersect") && (*m_begin | 0x20) == 'i';
+    m_word = intersect ? word::kIntersect : 0;
+  }
 }
 
 void StatementShape::scanQuotedName() {
@@ -460,7 +603,7 @@ void StatementShape::scanQuotedName() {
 // Whether a minus here belongs to the number after it: it is a sign, no operator, and no operator before it
 // takes it in, as the stores would read "!=-".
 bool StatementShape::signMayStand() const {
-  if (m_at + 1 == m_end || !isDigit(m_at[1])) return false;
+  if (!isDigit(m_at[1])) return false;
   switch (m_token) {
     case Token::Open:
     case Token::Comma:
@@ -476,29 +619,22 @@ bool StatementShape::signMayStand() const {
 
 void StatementShape::scanNumber() {
   const char* const digits = m_at + (*m_at == '-' ? 1 : 0);
-  m_at = skipDigits(digits, m_end);
-  const bool fraction = m_at < m_end && *m_at == '.';
-  if (fraction) {
-    const char* const first = ++m_at;
-    m_at = skipDigits(first, m_end);
-    if (m_at == first) {
-      m_token = Token::Bad;
-      return;
-    }
-  }
+  m_at = skipDigits(digits);
   m_token = Token::Bad;
-  if (m_at < m_end && (isIdentifierByte(*m_at) || *m_at == '.' || *m_at == '\'')) return;
+  const bool fraction = *m_at == '.';
+  if (fraction && (m_at = skipDigits(m_at + 1))[-1] == '.') return;
+  if (isIdentifierByte(*m_at) || *m_at == '.' || *m_at == '\'') return;
   const std::string_view bytes(m_begin, static_cast<std::size_t>(m_at - m_begin));
   std::int64_t integer = 0;
   Type type = Type::Decimal;
-  if (!fraction && ascii::parseWhole(bytes, integer)) {
+  if (!fraction && parseInteger(bytes, digits, integer)) {
     const bool narrow = integer >= std::numeric_limits<std::int32_t>::min() &&
                         integer <= std::numeric_limits<std::int32_t>::max();
     type = narrow ? Type::Integer : Type::Long;
   } else if (digits != m_begin && bytes.find_first_not_of("-0.") == std::string_view::npos) {
     return;  // the stores keep the sign of a zero in one place and lose it in another
   }
-  lift(m_begin, type, integer, bytes);
+  m_literals.push_back({type, integer, bytes});
   m_token = Token::Literal;
 }
 
@@ -535,21 +671,30 @@ void StatementShape::scanText() {
   }
   if (prefixed || (m_at < m_end && isIdentifierByte(*m_at))) return;
   if (m_dialect->backslashIsASetting && bytes.find('\\') != std::string_view::npos) return;
-  lift(m_begin, Type::Text, 0, bytes);
+  m_literals.push_back({Type::Text, 0, bytes});
   m_token = Token::Literal;
 }
 
-void StatementShape::lift(const char* begin, Type type, std::int64_t integer, std::string_view bytes) {
+char StatementShape::parameterOf(Type type) const {
   constexpr char kTyped[] = {kAnyParameter, kIntegerParameter, kLongParameter, kDecimalParameter,
                              kAnyParameter};
-  m_key.append(m_copied, begin);
-  m_key += m_dialect->typedParameters ? kTyped[static_cast<std::size_t>(type)] : kAnyParameter;
-  m_copied = m_at;
-  m_literals.push_back({type, integer, bytes});
+  return m_dialect->typedParameters ? kTyped[static_cast<std::size_t>(type)] : kAnyParameter;
 }
 
-bool StatementShape::isSmallInteger() const {
-  const Literal& literal = m_literals.back();
+// The literal is the token at hand.
+void StatementShape::lift() {
+  m_text.append(m_copied, m_begin);
+  m_copied = m_at;
+  m_marks.push_back({m_text.size(), Takes::Any});
+  m_text += parameterOf(m_literals.back().type);
+}
+
+bool StatementShape::isWhole() const {
+  const Type type = m_literals.back().type;
+  return type == Type::Integer || type == Type::Long;
+}
+
+bool StatementShape::isSmallInteger(const Literal& literal) {
   return literal.type == Type::Integer && literal.integer >= -1 && literal.integer <= 1;
 }
 
@@ -557,52 +702,60 @@ bool StatementShape::isSmallInteger() const {
 bool StatementShape::keepLiteral() {
   if (std::any_of(m_begin, m_at, isControl)) return false;
   m_literals.pop_back();
-  m_key.back() = kKept;
-  m_key.append(m_begin, m_at);
-  m_key += kKept;
+  m_text.back() = kKept;
+  m_text.append(m_begin, m_at);
+  m_marks.push_back({m_text.size(), Takes::Any});
+  m_text += kKept;
   return true;
+}
+
+void StatementShape::liftNull() {
+  m_literals.push_back({Type::Null, 0, {}});
+  lift();
 }
 
 // Writes the key of a text that is not liftable: everything that may be a value is gone, whatever it is.
 // Where the store might see parts that are not those of the scanner, the rest of the text is one value.
 void StatementShape::mask() {
-  m_key.clear();
+  m_text.clear();
   m_literals.clear();
   const SqlScanner scanner(*m_sql, *m_dialect);
   m_at = m_sql->data();
-  while (m_at < m_end && m_key.size() < kLongestMasked) {
+  while (m_at < m_end && m_text.size() < kLongestMasked) {
     m_begin = m_at;
     m_at = m_sql->data() + scanner.opaqueEnd(static_cast<std::size_t>(m_at - m_sql->data()));
-    if (m_at > m_begin ? maskOpaque() : maskPlain()) continue;
-    if (m_key.empty() || m_key.back() != kMasked) m_key += kMasked;
+    if (m_at > m_begin ? maskOpaque(scanner) : maskPlain()) continue;
+    if (m_text.empty() || m_text.back() != kMasked) m_text += kMasked;
     return;
   }
 }
 
 // @return whether the store surely sees the end of the part where it is
-bool StatementShape::maskOpaque() {
+bool StatementShape::maskOpaque(const SqlScanner& scanner) {
   const char first = *m_begin;
   const std::string_view part(m_begin, static_cast<std::size_t>(m_at - m_begin));
   if (first == '-' || first == '/') {
-    m_key += ' ';
+    m_text += ' ';
     const std::size_t line = part.find('\r');  // which ends a comment in one store and not in the other
     return first == '/' || line == std::string_view::npos || line + 1 == part.size();
   }
   const bool closed = part.size() > 1 && part.back() == (first == '[' ? ']' : first);
   const bool literal = first == '\'' || first == '$' || (first == '"' && m_dialect->doubleQuotedLiterals);
   if (closed && !literal) {
-    m_key.append(part);
+    m_text.append(part);
     return true;
   }
   if (!closed) {
     // A quote inside of a value that was not doubled may be why: what stood between two of them is a value.
-    m_key.resize(std::min(m_key.find(kMasked), m_key.size()));
+    m_text.resize(std::min(m_text.find(kMasked), m_text.size()));
     return false;
   }
-  const bool doubled = m_begin > m_sql->data() && m_begin[-1] == first && m_key.back() == kMasked;
-  if (!doubled) m_key += kMasked;
+  const bool doubled = m_begin > m_sql->data() && m_begin[-1] == first && m_text.back() == kMasked;
+  if (!doubled) m_text += kMasked;
   if (m_at < m_end && isIdentifierByte(*m_at)) return false;
-  return first != '\'' || !m_dialect->backslashIsASetting || part.find('\\') == std::string_view::npos;
+  const bool settled = first != '\'' || !m_dialect->backslashIsASetting ||
+                       scanner.isEscapedLiteral(static_cast<std::size_t>(m_begin - m_sql->data()));
+  return settled || part.find('\\') == std::string_view::npos;
 }
 
 // @return whether the store surely sees no more of it as a part of its own
@@ -611,15 +764,15 @@ bool StatementShape::maskPlain() {
   if (isDigit(first)) {
     // With its fraction, exponent or hexadecimal digits.
     while (m_at < m_end && (isIdentifierByte(*m_at) || *m_at == '.')) ++m_at;
-    m_key += kMasked;
+    m_text += kMasked;
     return true;
   }
   if (isIdentifierByte(first)) {
     while (m_at < m_end && (isIdentifierByte(*m_at) || *m_at == '$')) ++m_at;
-    m_key.append(m_begin, m_at);
+    m_text.append(m_begin, m_at);
     return true;
   }
-  m_key += isControl(first) ? ' ' : first;
+  m_text += isControl(first) ? ' ' : first;
   if (first == '$' && m_dialect->dollarQuotes) return m_at < m_end && isDigit(*m_at);
   return (first != '$' && first != '@' && first != ':' && first != '#') || isPlainVariable();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "exec/adapters/sql/SqlDialect.h"
+#include "exec/adapters/sql/SqlScanner.h"
 
 namespace vorn {
 
@@ -27,7 +29,9 @@ namespace vorn {
 ///    parameters are typed, these have the same types.
 /// 2. statement() with parameters is the text but for its lifted literals.
 /// 3. masked() shows no literal of any text, liftable or not.
-/// 4. After the first texts of its kind, read() allocates nothing.
+/// 4. A text that differs from one of the last shapes in its literals only is found without being read whole;
+///    what comes of it is the same.
+/// 5. After the first texts of its kind, read() allocates nothing.
 class StatementShape {
  public:
   enum class Verb : unsigned char { Select, Insert, Update, Delete, Other };
@@ -40,6 +44,10 @@ class StatementShape {
     std::int64_t integer;    ///< of an Integer and a Long
     std::string_view bytes;  ///< of a Text, its doubled quotes undone, and the digits of a number
   };
+
+  StatementShape() = default;
+  StatementShape(const StatementShape&) = delete;
+  StatementShape& operator=(const StatementShape&) = delete;
 
   /// Takes a text apart. The text must stay where and as it is while the shape is used.
   void read(const std::string& sql, const SqlDialect& dialect);
@@ -68,6 +76,25 @@ class StatementShape {
  private:
   enum class Token : unsigned char { End, Word, Name, Literal, Open, Close, Comma, Dot, Compare, Star, Bad };
 
+  /// Which literals may be lifted at a place: all, those that are not kept, whole numbers.
+  enum class Takes : unsigned char { Any, NotSmall, Whole };
+
+  /// Where in a key a literal stood, or a kept one begins or ends.
+  struct Mark {
+    std::size_t at;
+    Takes takes;
+  };
+
+  /// A shape read before.
+  struct Known {
+    std::string key;
+    std::vector<Mark> marks;
+    const SqlDialect* dialect = nullptr;  ///< null for none
+    std::size_t hash = 0;
+    Verb verb = Verb::Other;
+    bool disjunctive = false;
+  };
+
   static std::string written(std::string_view key, const SqlDialect& dialect, bool mask);
 
   bool readStatement();
@@ -89,7 +116,14 @@ class StatementShape {
   bool skipNames();
   bool skipCall();
 
+  void begin();
+  void remember();
+  bool matches(const Known& known);
+  bool passOver(std::string_view run);
   void next();
+  void bad();
+  static Token tokenOf(char sign);
+  void scanComparison();
   void scanWord();
   void scanQuotedName();
   void scanText();
@@ -98,28 +132,36 @@ class StatementShape {
   bool is(std::uint64_t word) const { return m_token == Token::Word && m_word == word; }
   bool take(std::uint64_t word);
   bool take(Token token);
-  void lift(const char* begin, Type type, std::int64_t integer, std::string_view bytes);
+  char parameterOf(Type type) const;
+  void lift();
+  void liftNull();
   bool keepLiteral();
-  bool isSmallInteger() const;
+  static bool isSmallInteger(const Literal& literal);
+  bool mayBeCombined() const;
+  bool isWhole() const;
   void mask();
-  bool maskOpaque();
+  bool maskOpaque(const SqlScanner& scanner);
   bool maskPlain();
   bool isPlainVariable() const;
-  void finish();
 
   const std::string* m_sql = nullptr;
   const SqlDialect* m_dialect = nullptr;
   const char* m_at = nullptr;  ///< after the token
   const char* m_end = nullptr;
   const char* m_begin = nullptr;   ///< of the token
-  const char* m_copied = nullptr;  ///< up to here the text is in the key
+  const char* m_copied = nullptr;  ///< up to here the text is in m_text
   std::uint64_t m_word = 0;        ///< of a token Word: its letters in lower case if they are eight at most
   std::size_t m_hash = 0;
   int m_depth = 0;
   Token m_token = Token::End;
   Verb m_verb = Verb::Other;
   bool m_liftable = false;
-  std::string m_key;
+  bool m_disjunctive = false;  ///< a condition has an `or`
+  std::string_view m_key;
+  std::string m_text;  ///< of the key, where it is not a known one
+  std::vector<Mark> m_marks;
+  std::array<Known, 8> m_known;
+  std::size_t m_oldest = 0;  ///< in m_known
   std::string m_unescaped;  ///< texts whose doubled quotes were undone; never moves while texts point into it
   std::vector<Literal> m_literals;
 };
