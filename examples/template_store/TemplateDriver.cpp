@@ -12,6 +12,7 @@ namespace vorn {
 ExecResult makeTemplateDriver(StoreUrl& url, const std::string&, std::shared_ptr<StoreDriver>& driver) {
   TemplateSettings settings;
   if (url.location().empty()) return makeFailure(Failure::InvalidUrl, "the template URL names no store");
+  settings.name = url.location();
   ExecResult result = url.takeWord("mode", "write read", settings.mode);
   if (result.succeeded()) result = url.refuseRest();
   if (result.succeeded()) driver = std::make_shared<TemplateDriver>(std::move(settings));

@@ -18,6 +18,8 @@ class TemplateDriver : public StoreDriver {
  public:
   explicit TemplateDriver(TemplateSettings settings);
 
+  std::string name() const override { return "template:" + m_settings.name; }
+
   // Several threads open connections at once: the settings are const, and the engine has its own lock.
   ExecResult open(std::unique_ptr<StoreConnection>& connection) override;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -117,5 +118,61 @@ struct StatementStatistics {
 ///
 /// Threads: any thread. Statements that run during the call may be counted or not.
 VORN_API std::vector<StatementStatistics> statementStatistics();
+
+/// What the statements of one shape did on one store in this process so far. A shape is the text of a
+/// statement with `?` for each value, so it may be logged and exported.
+///
+/// Statements that never reached the store have the shape `(not run)`: no connection was to be had, their
+/// transaction was lost, or their text has a zero byte. Where there is not even a store, its name is
+/// `(none)`. The process keeps 1,000 pairs of store and shape apart, the first that it meets, and counts the
+/// others together, with `(other)` for both names.
+struct ShapeStatistics {
+  /// `sqlite:/var/lib/app/state.db`, `postgresql://db1:5432/app`: without user, password and options. One
+  /// store that has two session names is one store here, if their URLs write its place alike.
+  std::string store;
+  std::string shape;  ///< of a text above 4,096 bytes the beginning
+  std::uint64_t calls = 0;
+  std::uint64_t failures = 0;
+  std::uint64_t rows = 0;  ///< rows that were fetched or written
+
+  /// The time inside execute(), without that for fetching further rows: of all calls, and of the longest.
+  std::uint64_t totalNanoseconds = 0;
+  std::uint64_t longestNanoseconds = 0;
+
+  /// How long the fastest 50, 90 and 99 of each hundred calls took at most. A figure is never below the true
+  /// time, and at most an eighth above it. Times below 1,024 ns count as 1,024 ns, and times above 68 s as
+  /// the longest.
+  std::uint64_t p50Nanoseconds = 0;
+  std::uint64_t p90Nanoseconds = 0;
+  std::uint64_t p99Nanoseconds = 0;
+};
+
+/// @return one entry for each store and statement shape that any thread has used so far, the one with the
+///         longest total first
+/// @code
+///   for (const vorn::ShapeStatistics& each : vorn::shapeStatistics()) {
+///     std::cout << each.calls << " x " << each.shape << ", 99 of 100 calls within "
+///               << static_cast<double>(each.p99Nanoseconds) / 1e6 << " ms\n";
+///   }
+/// @endcode
+///
+/// Threads: any thread. Statements that run during the call may be counted or not.
+VORN_API std::vector<ShapeStatistics> shapeStatistics();
+
+/// Has every statement that takes longer than `threshold` inside execute() logged, by one line at information
+/// level: milliseconds, rows, whether it failed, store and shape, without a value. The time for fetching
+/// further rows is not in it, and the rows of a read, which are fetched later, are not counted in it.
+///
+/// A threshold of 0 or less switches this off, as it is by default. The environment variable
+/// `VORN_SLOW_STATEMENT_MS` is the threshold in milliseconds until this is called. It is read once, at the
+/// first statement; a value that is no whole number counts as 0, and one line says so.
+///
+/// The log sink may run statements. Those that it runs while it receives such a line have no line themselves.
+/// @code
+///   vorn::setSlowStatementThreshold(std::chrono::seconds(5));
+/// @endcode
+///
+/// Threads: any thread.
+VORN_API void setSlowStatementThreshold(std::chrono::milliseconds threshold);
 
 }  // namespace vorn

@@ -169,6 +169,16 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
 
 PostgresDriver::PostgresDriver(PostgresSettings settings) : m_settings(std::move(settings)) {}
 
+std::string PostgresDriver::name() const {
+  const auto part = [this](const char* mark, const char* keyword) {
+    const auto found = m_settings.keywords.find(keyword);
+    return found == m_settings.keywords.end() ? std::string() : mark + found->second;
+  };
+  const std::string host = part("", "host");
+  return "postgresql://" + (host.empty() ? part("", "hostaddr") : host) + part(":", "port") +
+         part("/", "dbname") + part("?service=", "service");
+}
+
 ExecResult PostgresDriver::open(std::unique_ptr<StoreConnection>& connection) {
   return PostgresConnection::open({withLimits(m_settings.keywords), m_settings.alwaysReset}, connection);
 }

@@ -18,6 +18,7 @@ class PostgresDriver : public StoreDriver {
  public:
   explicit PostgresDriver(PostgresSettings settings);
 
+  std::string name() const override;
   ExecResult open(std::unique_ptr<StoreConnection>& connection) override;
 
  private:

@@ -7,8 +7,11 @@
 
 namespace vorn {
 
-ConnectionPool::ConnectionPool(std::string storeName, std::shared_ptr<StoreDriver> driver, Limits limits)
-    : m_storeName(std::move(storeName)), m_limits(limits), m_driver(std::move(driver)) {
+ConnectionPool::ConnectionPool(std::string sessionName, std::shared_ptr<StoreDriver> driver, Limits limits)
+    : m_sessionName(std::move(sessionName)),
+      m_limits(limits),
+      m_driver(std::move(driver)),
+      m_store(m_driver->name()) {
   m_idle.reserve(limits.size);
 }
 
@@ -40,7 +43,7 @@ ExecResult ConnectionPool::waitForTurn(std::unique_lock<std::mutex>& lock,
   Waiter self(m_waiters);
   if (!self.wake.wait_for(lock, m_limits.acquireTimeout, [&self] { return self.served; })) {
     return makeFailure(Failure::PoolExhausted,
-                       "no connection of store '" + m_storeName + "' became free within " +
+                       "no connection of store '" + m_sessionName + "' became free within " +
                            std::to_string(m_limits.acquireTimeout.count()) + " ms, all " +
                            std::to_string(m_limits.size) + " are in use");
   }

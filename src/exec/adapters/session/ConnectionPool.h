@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "exec/adapters/session/StoreName.h"
 #include "exec/adapters/store/StoreDriver.h"
 
 namespace vorn {
@@ -28,8 +29,8 @@ class ConnectionPool {
     std::chrono::milliseconds acquireTimeout{5000};
   };
 
-  /// @param storeName  how failures name the store
-  ConnectionPool(std::string storeName, std::shared_ptr<StoreDriver> driver, Limits limits);
+  /// @param sessionName  how failures name the store
+  ConnectionPool(std::string sessionName, std::shared_ptr<StoreDriver> driver, Limits limits);
 
   /// Lends a connection: an idle one that still works, else a new one, else, after waiting, one that another
   /// thread gives back.
@@ -43,6 +44,9 @@ class ConnectionPool {
 
   /// Closes the idle connections, lets go of the driver's own, and closes lent ones as they come back.
   void close();
+
+  /// @return the name of the store, the same for every pool that leads to it
+  const StoreName& store() const noexcept { return m_store; }
 
   /// @return whether a connection must not be open while the process forks, if that can be had
   bool closesBeforeFork() const { return m_driver->closesIdleBeforeFork(); }
@@ -72,9 +76,10 @@ class ConnectionPool {
   ExecResult waitForTurn(std::unique_lock<std::mutex>& lock, std::unique_ptr<StoreConnection>& connection);
   void passOn(std::unique_ptr<StoreConnection> connection) noexcept;
 
-  const std::string m_storeName;
+  const std::string m_sessionName;
   const Limits m_limits;
   const std::shared_ptr<StoreDriver> m_driver;
+  const StoreName m_store;
   std::mutex m_mutex;
   std::vector<std::unique_ptr<StoreConnection>> m_idle;
   std::deque<Waiter*> m_waiters;

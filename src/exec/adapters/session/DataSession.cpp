@@ -9,6 +9,7 @@
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/ThreadContext.h"
 #include "exec/adapters/session/fork_handlers.h"
+#include "exec/adapters/session/slow_statement.h"
 #include "exec/adapters/sql/TransactionText.h"
 #include "vorn/platform/row_value.h"
 
@@ -64,14 +65,15 @@ class DataSession::Impl {
     const auto start = std::chrono::steady_clock::now();
     closeCursor();
     m_counters = &m_context->statistics().find(statementId);
+    m_shapeCounters = nullptr;
     std::uint64_t rows = 0;
     try {
       ExecResult result = runOn(sqlText, text, rows, run);
-      count(start, result, rows);
+      count(start, sqlText, result, rows);
       return result;
     } catch (...) {
       m_brokeOff = true;
-      count(start, outOfMemory(), 0);
+      count(start, sqlText, outOfMemory(), 0);
       throw;
     }
   }
@@ -88,6 +90,7 @@ class DataSession::Impl {
     if (fetched == StoreCursor::Fetch::Row) {
       setSuccess(status);
       StatementCounters::add(m_counters->rows, 1);
+      StatementCounters::add(m_shapeCounters->rows, 1);
       return true;
     }
     if (fetched == StoreCursor::Fetch::End) {
@@ -108,7 +111,9 @@ class DataSession::Impl {
     if (connection == nullptr) return result;
     try {
       const ThreadContext::ShapeLoan shape(*m_context);
-      (*shape).read(sqlText, connection->dialect());
+      m_dialect = &connection->dialect();
+      (*shape).read(sqlText, *m_dialect);
+      m_shapeCounters = &m_context->shapes().find(m_shared->store(), *shape, *m_dialect);
       result = run(*connection, *shape, rows);
     } catch (...) {
       m_cursor.take().reset();
@@ -121,13 +126,42 @@ class DataSession::Impl {
 
   using Time = std::chrono::steady_clock::time_point;
 
-  void count(Time start, const ExecResult& result, std::uint64_t rows) noexcept {
+  void count(Time start, const std::string& sqlText, const ExecResult& result, std::uint64_t rows) noexcept {
+    const bool succeeded = result.succeeded();
     StatementCounters::add(m_counters->calls, 1);
-    StatementCounters::add(result.succeeded() ? m_counters->rows : m_counters->failures,
-                           result.succeeded() ? rows : 1);
-    const std::chrono::nanoseconds elapsed = std::chrono::steady_clock::now() - start;
-    StatementCounters::add(m_counters->nanoseconds, static_cast<std::uint64_t>(elapsed.count()));
+    StatementCounters::add(succeeded ? m_counters->rows : m_counters->failures, succeeded ? rows : 1);
+    const auto elapsed = static_cast<std::uint64_t>(
+        std::chrono::nanoseconds(std::chrono::steady_clock::now() - start).count());
+    StatementCounters::add(m_counters->nanoseconds, elapsed);
+    const bool ran = m_shapeCounters != nullptr;
+    ShapeCounters* const counters = ran ? m_shapeCounters : m_context->shapes().findNotRun(m_shared->store());
+    if (counters != nullptr) counters->addCall(succeeded, rows, elapsed);
+    if (isSlowStatement(elapsed)) logSlow(ran ? &sqlText : nullptr, elapsed, rows, succeeded);
     m_context->setLast(result);
+  }
+
+  // Comes before the outcome is kept: the sink may run statements, whose outcome is not the caller's.
+  void logSlow(const std::string* sqlText, std::uint64_t elapsed, std::uint64_t rows,
+               bool succeeded) noexcept {
+    if (std::exchange(m_context->writesSlowLine, true)) return;
+    writeSlowLine(sqlText, elapsed, rows, succeeded);
+    m_context->writesSlowLine = false;
+  }
+
+  void writeSlowLine(const std::string* sqlText, std::uint64_t elapsed, std::uint64_t rows,
+                     bool succeeded) noexcept {
+    try {
+      std::string text = kNotRun;
+      if (sqlText != nullptr) {
+        StatementShape shape;
+        shape.read(*sqlText, *m_dialect);
+        text = StatementShape::masked(shape.key(), *m_dialect);
+      }
+      logSlowStatement(text, m_shared->store().text, elapsed, rows, succeeded);
+    } catch (...) {
+      // The statement has run: neither a lack of memory nor a sink that throws is its outcome.
+      return;
+    }
   }
 
   // What an exception leaves in the row is of no use, and a cursor need not be exact after one.
@@ -192,6 +226,8 @@ class DataSession::Impl {
   std::shared_ptr<ThreadSession> m_shared;
   OwnedByProcess<StoreCursor> m_cursor;
   StatementCounters* m_counters = nullptr;
+  ShapeCounters* m_shapeCounters = nullptr;  ///< nothing as long as the statement has not been run
+  const SqlDialect* m_dialect = nullptr;     ///< in which m_shapeCounters' statement was run
   ExecResult m_fetchFailure;
   ExecResult m_failure;     ///< with which the result ended
   bool m_brokeOff = false;  ///< whether an exception ended the result, and no fetch has said so yet

@@ -7,6 +7,7 @@
 
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/ThreadSession.h"
+#include "exec/adapters/session/ThreadShapes.h"
 #include "exec/adapters/sql/StatementShape.h"
 
 namespace vorn {
@@ -40,6 +41,10 @@ class ThreadContext {
   std::shared_ptr<ThreadSession> session(const char* name);
 
   ThreadStatistics& statistics() noexcept { return m_statistics; }
+  ThreadShapes& shapes() noexcept { return m_shapes; }
+
+  /// Whether a line about a slow statement is being written. A log sink may run statements, which have none.
+  bool writesSlowLine = false;
 
   /// Lends a shape that knows the statements of this thread. A statement that runs inside of another one, from a
   /// log sink, is lent one of its own.
@@ -79,6 +84,7 @@ class ThreadContext {
   void forgetIdleSessions();
 
   ThreadStatistics& m_statistics;
+  ThreadShapes m_shapes;
   std::vector<std::shared_ptr<ThreadSession>> m_sessions;
   std::unique_ptr<StatementShape> m_shape;  ///< null while it is lent
   ExecResult m_last;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/NoDestructor.h"
 #include "common/log_line.h"
 #include "exec/adapters/base/Failure.h"
 #include "vorn/platform/logging.h"
@@ -84,6 +85,12 @@ ExecResult ThreadSession::connection(StoreConnection*& connection, TransactionTe
   }
   connection = m_connection.get();
   return {};
+}
+
+const StoreName& ThreadSession::store() const noexcept {
+  static NoDestructor<StoreName> none("(none)");
+  if (m_connectionPool) return m_connectionPool->store();
+  return m_pool ? m_pool->store() : *none;
 }
 
 void ThreadSession::statementRan(const ExecResult& result, TransactionText text) noexcept {

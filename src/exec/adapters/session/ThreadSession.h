@@ -45,6 +45,9 @@ class ThreadSession {
   ///         connection: the statement has done its work on the lost transaction, there is nothing to run.
   ExecResult connection(StoreConnection*& connection, TransactionText text = TransactionText::None);
 
+  /// @return the store of the last statement, which is valid until the next call; a name of its own for none
+  const StoreName& store() const noexcept;
+
   /// Takes note of what a statement did to the transaction.
   void statementRan(const ExecResult& result, TransactionText text) noexcept;
 

@@ -11,6 +11,7 @@
 #include "exec/adapters/session/StatementStatistics.h"
 #include "exec/adapters/session/StoreTable.h"
 #include "exec/adapters/session/ThreadContext.h"
+#include "exec/adapters/session/ThreadShapes.h"
 
 namespace vorn {
 
@@ -20,11 +21,13 @@ void lockAll() {
   StoreTable::instance().lock();
   ThreadContext::lockAll();
   lockStatementStatistics();
+  lockShapeStatistics();
   lockLogSinks();
 }
 
 void unlockAll() {
   unlockLogSinks();
+  unlockShapeStatistics();
   unlockStatementStatistics();
   ThreadContext::unlockAll();
   StoreTable::instance().unlock();

@@ -18,10 +18,12 @@ class SqlScanner {
   ///         begins there
   std::size_t opaqueEnd(std::size_t at) const;
 
+  /// @return whether the literal that begins at `quote` has a prefix by which backslashes escape
+  bool isEscapedLiteral(std::size_t quote) const;
+
  private:
   bool standsAt(std::size_t at, const char* two) const;
   std::size_t endAfter(std::size_t from, const std::string& closing) const;
-  bool isEscapedLiteral(std::size_t quote) const;
   std::size_t escapedLiteralEnd(std::size_t at) const;
   std::size_t commentEnd(std::size_t at) const;
   std::size_t dollarQuotedEnd(std::size_t at) const;

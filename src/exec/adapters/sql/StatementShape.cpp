@@ -719,36 +719,77 @@ void StatementShape::liftNull() {
 }
 
 // Writes the key of a text that is not liftable: everything that may be a value is gone, whatever it is.
+// Where the store might see parts that are not those of the scanner, the rest of the text is one value.
 void StatementShape::mask() {
   m_text.clear();
   m_literals.clear();
   const SqlScanner scanner(*m_sql, *m_dialect);
-  const std::string& sql = *m_sql;
-  for (std::size_t at = 0; at < sql.size() && m_text.size() < kLongestMasked;) {
-    const char first = sql[at];
-    const std::size_t opaque = scanner.opaqueEnd(at);
-    if (opaque > at) {
-      const bool comment = first == '-' || first == '/';
-      const bool literal = first == '\'' || first == '$' || (first == '"' && m_dialect->doubleQuotedLiterals);
-      if (comment || literal) {
-        m_text += comment ? ' ' : kMasked;
-      } else {
-        m_text.append(sql, at, opaque - at);
-      }
-      at = opaque;
-    } else if (isDigit(first)) {
-      // With its fraction, exponent or hexadecimal digits.
-      while (at < sql.size() && (isIdentifierByte(sql[at]) || sql[at] == '.')) ++at;
-      m_text += kMasked;
-    } else if (isIdentifierByte(first)) {
-      const std::size_t begin = at;
-      while (at < sql.size() && isIdentifierByte(sql[at])) ++at;
-      m_text.append(sql, begin, at - begin);
-    } else {
-      m_text += isControl(first) ? ' ' : first;
-      ++at;
-    }
+  m_at = m_sql->data();
+  while (m_at < m_end && m_text.size() < kLongestMasked) {
+    m_begin = m_at;
+    m_at = m_sql->data() + scanner.opaqueEnd(static_cast<std::size_t>(m_at - m_sql->data()));
+    if (m_at > m_begin ? maskOpaque(scanner) : maskPlain()) continue;
+    if (m_text.empty() || m_text.back() != kMasked) m_text += kMasked;
+    return;
   }
+}
+
+// @return whether the store surely sees the end of the part where it is
+bool StatementShape::maskOpaque(const SqlScanner& scanner) {
+  const char first = *m_begin;
+  const std::string_view part(m_begin, static_cast<std::size_t>(m_at - m_begin));
+  if (first == '-' || first == '/') {
+    m_text += ' ';
+    const std::size_t line = part.find('\r');  // which ends a comment in one store and not in the other
+    return first == '/' || line == std::string_view::npos || line + 1 == part.size();
+  }
+  const bool closed = part.size() > 1 && part.back() == (first == '[' ? ']' : first);
+  const bool literal = first == '\'' || first == '$' || (first == '"' && m_dialect->doubleQuotedLiterals);
+  if (closed && !literal) {
+    m_text.append(part);
+    return true;
+  }
+  if (!closed) {
+    // A quote inside of a value that was not doubled may be why: what stood between two of them is a value.
+    m_text.resize(std::min(m_text.find(kMasked), m_text.size()));
+    return false;
+  }
+  const bool doubled = m_begin > m_sql->data() && m_begin[-1] == first && m_text.back() == kMasked;
+  if (!doubled) m_text += kMasked;
+  if (m_at < m_end && isIdentifierByte(*m_at)) return false;
+  const bool settled = first != '\'' || !m_dialect->backslashIsASetting ||
+                       scanner.isEscapedLiteral(static_cast<std::size_t>(m_begin - m_sql->data()));
+  return settled || part.find('\\') == std::string_view::npos;
+}
+
+// @return whether the store surely sees no more of it as a part of its own
+bool StatementShape::maskPlain() {
+  const char first = *m_at++;
+  if (isDigit(first)) {
+    // With its fraction, exponent or hexadecimal digits.
+    while (m_at < m_end && (isIdentifierByte(*m_at) || *m_at == '.')) ++m_at;
+    m_text += kMasked;
+    return true;
+  }
+  if (isIdentifierByte(first)) {
+    while (m_at < m_end && (isIdentifierByte(*m_at) || *m_at == '$')) ++m_at;
+    m_text.append(m_begin, m_at);
+    return true;
+  }
+  m_text += isControl(first) ? ' ' : first;
+  if (first == '$' && m_dialect->dollarQuotes) return m_at < m_end && isDigit(*m_at);
+  return (first != '$' && first != '@' && first != ':' && first != '#') || isPlainVariable();
+}
+
+// A variable may go on in parentheses, in which a quote is no quote.
+bool StatementShape::isPlainVariable() const {
+  const char* at = m_at;
+  while (at < m_end && (isIdentifierByte(*at) || *at == '$' || *at == ':')) ++at;
+  if (at == m_at || at == m_end || *at != '(') return true;
+  do {
+    ++at;
+  } while (at < m_end && (isIdentifierByte(*at) || *at == ','));
+  return at < m_end && (*at == ')' || ascii::isBlank(*at));
 }
 
 std::string StatementShape::written(std::string_view key, const SqlDialect& dialect, bool mask) {

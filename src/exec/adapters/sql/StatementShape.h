@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "exec/adapters/sql/SqlDialect.h"
+#include "exec/adapters/sql/SqlScanner.h"
 
 namespace vorn {
 
@@ -142,6 +143,9 @@ class StatementShape {
   bool mayBeCombined() const;
   bool isWhole() const;
   void mask();
+  bool maskOpaque(const SqlScanner& scanner);
+  bool maskPlain();
+  bool isPlainVariable() const;
 
   const std::string* m_sql = nullptr;
   const SqlDialect* m_dialect = nullptr;

@@ -27,6 +27,7 @@ ExecResult readLocation(const std::string& location, const std::string& sessionN
     settings.file = memoryUri(sessionName);
     settings.isUri = true;
     settings.journalMode = "memory";
+    settings.name = "sqlite::memory: (" + sessionName + ")";
     return {};
   }
   std::string path = location;
@@ -41,6 +42,7 @@ ExecResult readLocation(const std::string& location, const std::string& sessionN
   if (result.succeeded() && settings.file.empty()) {
     result = makeFailure(Failure::InvalidUrl, "the sqlite URL names no file");
   }
+  settings.name = "sqlite:" + settings.file;
   return result;
 }
 

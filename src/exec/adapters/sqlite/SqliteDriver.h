@@ -18,6 +18,7 @@ class SqliteDriver : public StoreDriver {
  public:
   explicit SqliteDriver(SqliteSettings settings);
 
+  std::string name() const override { return m_settings.name; }
   ExecResult open(std::unique_ptr<StoreConnection>& connection) override;
   void close() override;
 

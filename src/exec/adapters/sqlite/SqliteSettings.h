@@ -9,6 +9,7 @@ namespace vorn {
 struct SqliteSettings {
   std::string file;  ///< a path, or a file: URI for a database in memory
   bool isUri = false;
+  std::string name;                  ///< see StoreDriver::name()
   std::uint32_t busyTimeout = 5000;  ///< milliseconds
   std::string journalMode = "wal";
   std::string synchronous = "full";

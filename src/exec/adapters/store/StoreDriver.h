@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "exec/adapters/store/StoreConnection.h"
 #include "vorn/platform/data_session.h"
@@ -12,6 +13,10 @@ namespace vorn {
 class StoreDriver {
  public:
   virtual ~StoreDriver() = default;
+
+  /// Names the store for statistics and log lines: without a user, a secret or an option, and for two URLs
+  /// of one store the same as far as the URLs show that. Called once.
+  virtual std::string name() const = 0;
 
   /// Opens a connection, within a time limit of the store's own.
   /// @param connection  set on success only: ready for a statement, without a transaction
