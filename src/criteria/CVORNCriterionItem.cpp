@@ -3,6 +3,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "criteria/text_access.h"
+#include "statement/EscapedText.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
@@ -10,35 +12,36 @@
 #include "vorn/statement.h"
 
 namespace keyword = vorn::keyword;
-using vorn::escapeSingleQuotes;
+using vorn::EscapedText;
 using vorn::FormatFailure;
 
 namespace {
 
-CVORNCriterion wrap(std::string& itemText) {
-  itemText.insert(itemText.begin(), '(');
-  itemText += ')';
-  return CVORNCriterion(itemText);
+// Both the condition and the operand become the pieces, among which is the operand's text.
+template <typename... Pieces>
+[[gnu::always_inline]] inline CVORNCriterion become(std::string& itemText, const Pieces&... pieces) {
+  CVORNCriterion condition;
+  std::string& text = vorn::TextAccess::of(condition);
+  text = vorn::concatenateWithRoom(pieces...);
+  itemText = text;
+  return condition;
 }
 
 CVORNCriterion append(std::string& itemText, std::string_view opening, std::string_view operand,
                       std::string_view closing) {
-  itemText.reserve(itemText.size() + opening.size() + operand.size() + closing.size() + 2);
-  itemText.append(opening).append(operand).append(closing);
-  return CVORNCriterion(itemText);
+  return become(itemText, itemText, opening, operand, closing);
 }
 
 CVORNCriterion appendAndWrap(std::string& itemText, std::string_view opening, std::string_view operand,
                              std::string_view closing = {}) {
-  itemText = vorn::concatenate("(", itemText, opening, operand, closing, ")");
-  return CVORNCriterion(itemText);
+  return become(itemText, "(", itemText, opening, operand, closing, ")");
 }
 
 template <typename Number>
 CVORNCriterion appendNumberAndWrap(std::string& itemText, const char* format, Number value,
                                    const FormatFailure& failure) {
-  vorn::appendNumber(itemText, format, value, failure);
-  return wrap(itemText);
+  vorn::NumberBuffer buffer;
+  return become(itemText, "(", itemText, vorn::formatNumber(buffer, format, value, failure), ")");
 }
 
 template <typename Integer>
@@ -65,13 +68,10 @@ CVORNCriterion unequalToReal(std::string& itemText, double value) {
 }
 
 // Only the first quote is doubled, whatever follows it.
-std::string doubleFirstQuote(const std::string& value) {
+CVORNCriterion equalToText(std::string& itemText, std::string_view value) {
   const std::size_t quote = value.find('\'');
-  if (quote == std::string::npos) return escapeSingleQuotes(value);
-  std::string quoted;
-  quoted.reserve(value.size() + 1);
-  quoted.append(value, 0, quote).append(1, '\'').append(value, quote);
-  return quoted;
+  if (quote == std::string_view::npos) return appendAndWrap(itemText, "='", value, "'");
+  return become(itemText, "(", itemText, "='", value.substr(0, quote), "'", value.substr(quote), "')");
 }
 
 }  // namespace
@@ -79,13 +79,13 @@ std::string doubleFirstQuote(const std::string& value) {
 CVORNCriterionItem::CVORNCriterionItem(std::string text) : m_text(std::move(text)) {}
 
 CVORNCriterionItem CVORNCriterionItem::operator[](const std::string& name) {
-  m_text = escapeSingleQuotes(name);
+  m_text = vorn::escapeSingleQuotes(name);
   return *this;
 }
 
 CVORNCriterion CVORNCriterionItem::operator()(const std::string& value) {
   // The quote stays open and nothing is wrapped: the rest is the caller's.
-  return append(m_text, "'", escapeSingleQuotes(value), {});
+  return append(m_text, "'", EscapedText(value), {});
 }
 
 std::string CVORNCriterionItem::toString() const {
@@ -94,7 +94,7 @@ std::string CVORNCriterionItem::toString() const {
 
 CVORNCriterion CVORNCriterionItem::in(const std::string& list) {
   m_text += keyword::kIn;
-  return append(m_text, "(", escapeSingleQuotes(list), ")");
+  return append(m_text, "(", EscapedText(list), ")");
 }
 
 CVORNCriterion CVORNCriterionItem::notIn(const std::string& list) {
@@ -110,7 +110,7 @@ CVORNCriterion CVORNCriterionItem::like(const std::string& pattern) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes operands by value
 CVORNCriterion CVORNCriterionItem::operator==(CVORNCriterionItem other) {
-  return appendAndWrap(m_text, "=", escapeSingleQuotes(other.m_text));
+  return appendAndWrap(m_text, "=", EscapedText(other.m_text));
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes operands by value
@@ -120,19 +120,19 @@ CVORNCriterion CVORNCriterionItem::operator!=(CVORNCriterionItem other) {
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const std::string& value) {
-  return appendAndWrap(m_text, "='", doubleFirstQuote(value), "'");
+  return equalToText(m_text, value);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const std::string& value) {
-  return appendAndWrap(m_text, "!='", escapeSingleQuotes(value), "'");
+  return appendAndWrap(m_text, "!='", EscapedText(value), "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator<=(const std::string& value) {
-  return appendAndWrap(m_text, " <= '", escapeSingleQuotes(value), "'");
+  return appendAndWrap(m_text, " <= '", EscapedText(value), "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator>=(const std::string& value) {
-  return appendAndWrap(m_text, " >= '", escapeSingleQuotes(value), "'");
+  return appendAndWrap(m_text, " >= '", EscapedText(value), "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator<=(const CVORNBase& subSelect) {
