@@ -27,7 +27,8 @@ std::string_view compoundFragment(ENUM_COMPOUND_OP op) {
 }
 
 void appendColumn(std::string& columns, const std::string& column) {
-  vorn::appendPieces(columns, columns.empty() ? std::string_view() : ",", vorn::EscapedText(column));
+  if (!columns.empty()) columns += ',';
+  vorn::appendPieces(columns, vorn::EscapedText(column));
 }
 
 vorn::FormatFailure limitFailure(int line) {
@@ -55,7 +56,7 @@ void CVORNSelector::select(const CVORNColumn& column) {
 }
 
 CVORNSelector& CVORNSelector::operator<<(const CVORNCriterionItem& item) {
-  appendColumn(m_columns, vorn::TextAccess::of(item));
+  appendColumn(m_columns, item.toString());
   return *this;
 }
 

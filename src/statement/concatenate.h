@@ -47,8 +47,12 @@ template <typename... Pieces>
   const std::size_t before = text.size();
   const std::size_t size = before + (std::string_view(pieces).size() + ...);
   if (size > text.capacity()) text.reserve(roomyCapacity(size));
-  text.resize(size);
-  writePieces(text.data() + before, pieces...);
+  if constexpr (sizeof...(pieces) == 1) {
+    text.append(std::string_view(pieces)...);
+  } else {
+    text.resize(size);
+    writePieces(text.data() + before, pieces...);
+  }
 }
 
 }  // namespace vorn
