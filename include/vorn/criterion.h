@@ -185,5 +185,6 @@ class VORN_API CVORNCriterionItem {
  private:
   friend struct vorn::TextAccess;
   std::string m_text;
-  std::string m_auxiliary;  ///< copied with the operand; no operation sets or reads it
+  std::string m_comparison;  ///< what the last comparison appended, where it is not in m_text yet
+  std::string m_auxiliary;   ///< copied with the operand; no operation sets or reads it
 };

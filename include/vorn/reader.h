@@ -122,6 +122,8 @@ class VORN_API CVORNReader {
   vorn::RowValue* nextValue();
   template <typename Target>
   CVORNReader& extract(Target& value);
+  template <typename Target>
+  CVORNReader& extractOther(Target& value);
 
   vorn::DataSession* m_session = nullptr;
   std::vector<vorn::RowValue> m_row;

@@ -79,9 +79,9 @@ class VORN_API CVORNSelector : public CVORNBase {
 
  private:
   std::string m_columns;
-  std::string m_orderBy;
+  std::string m_orderBy;  ///< the sort keys, with a comma before each
   std::string m_where;
   std::string m_distinct;
-  std::string m_limit;
+  std::string m_limit;  ///< without its keyword
   std::string m_compound;
 };

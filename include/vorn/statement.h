@@ -100,6 +100,7 @@ class VORN_API CVORNTable {
   CVORNCriterionItem operator[](const std::string& columnName) const;
 
  private:
+  friend class CVORNBase;
   std::string m_tableName;
 };
 

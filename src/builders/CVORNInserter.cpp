@@ -1,10 +1,10 @@
 #include "vorn/inserter.h"
 
 #include "builders/literal.h"
+#include "statement/EscapedText.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
-#include "vorn/platform/text.h"
 
 namespace keyword = vorn::keyword;
 
@@ -36,8 +36,7 @@ CVORNTable CVORNInserter::table(const std::string& name) {
 }
 
 CVORNInserter& CVORNInserter::operator[](const std::string& column) {
-  m_columns += m_columns.empty() ? " (" : ",";
-  m_columns += vorn::escapeSingleQuotes(column);
+  vorn::appendPieces(m_columns, m_columns.empty() ? std::string_view(" (") : ",", vorn::EscapedText(column));
   return *this;
 }
 

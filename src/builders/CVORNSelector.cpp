@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "criteria/text_access.h"
+#include "statement/EscapedText.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
-#include "vorn/platform/text.h"
 
 namespace keyword = vorn::keyword;
 
@@ -28,7 +28,7 @@ std::string_view compoundFragment(ENUM_COMPOUND_OP op) {
 
 void appendColumn(std::string& columns, const std::string& column) {
   if (!columns.empty()) columns += ',';
-  columns += vorn::escapeSingleQuotes(column);
+  vorn::appendPieces(columns, vorn::EscapedText(column));
 }
 
 vorn::FormatFailure limitFailure(int line) {
@@ -56,7 +56,7 @@ void CVORNSelector::select(const CVORNColumn& column) {
 }
 
 CVORNSelector& CVORNSelector::operator<<(const CVORNCriterionItem& item) {
-  appendColumn(m_columns, vorn::TextAccess::of(item));
+  appendColumn(m_columns, item.toString());
   return *this;
 }
 
@@ -65,13 +65,8 @@ void CVORNSelector::distinct() {
 }
 
 void CVORNSelector::orderBy(const std::string& column, bool ascending) {
-  if (m_orderBy.empty()) {
-    m_orderBy = keyword::kOrderBy;
-  } else {
-    m_orderBy += ',';
-  }
-  m_orderBy += vorn::escapeSingleQuotes(column);
-  if (!ascending) m_orderBy += keyword::kDescending;
+  vorn::appendPieces(m_orderBy, ",", vorn::EscapedText(column),
+                     ascending ? std::string_view() : keyword::kDescending);
 }
 
 void CVORNSelector::orderBy(const CVORNColumn& column, bool ascending) {
@@ -84,11 +79,10 @@ void CVORNSelector::where(const CVORNCriterion& condition) {
 
 void CVORNSelector::limit(unsigned int count, unsigned int offset) {
   // One buffer for both: where the offset cannot be formatted, its text is what the buffer still holds.
-  vorn::NumberBuffer buffer = {};
-  std::string limit(keyword::kLimit);
+  vorn::NumberBuffer buffer;
   // The log names the place of each number by these lines.
-  limit += vorn::formatNumber(buffer, "%u", count, limitFailure(158));
-  limit += keyword::kOffset;
+  std::string limit =
+      vorn::concatenateWithRoom(vorn::formatNumber(buffer, "%u", count, limitFailure(158)), keyword::kOffset);
   limit += vorn::formatNumber(buffer, "%u", offset, limitFailure(164));
   m_limit = std::move(limit);
 }
@@ -99,8 +93,16 @@ void CVORNSelector::compound(const CVORNSelector& other, ENUM_COMPOUND_OP op) {
 
 std::string CVORNSelector::toString() const {
   const std::string_view columns = m_columns.empty() ? keyword::kAllColumns : m_columns;
+  // The sort keys and the limit are kept without their keywords, so that most of them need no allocation.
+  std::string_view orderBy;
+  std::string_view sortKeys;
+  if (!m_orderBy.empty()) {
+    orderBy = keyword::kOrderBy;
+    sortKeys = std::string_view(m_orderBy).substr(1);
+  }
   return vorn::concatenate(m_attachSQL, keyword::kSelect, m_distinct, columns, keyword::kFrom, m_tableList,
-                           m_where, m_compound, m_orderBy, m_limit, m_detachSQL);
+                           m_where, m_compound, orderBy, sortKeys, m_limit.empty() ? "" : keyword::kLimit,
+                           m_limit, m_detachSQL);
 }
 
 void CVORNSelector::clear() {

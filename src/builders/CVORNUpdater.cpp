@@ -2,10 +2,10 @@
 
 #include "builders/literal.h"
 #include "criteria/text_access.h"
+#include "statement/EscapedText.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
-#include "vorn/platform/text.h"
 
 namespace keyword = vorn::keyword;
 
@@ -29,12 +29,7 @@ CVORNTable CVORNUpdater::table(const std::string& name) {
 }
 
 CVORNUpdater& CVORNUpdater::operator[](const std::string& column) {
-  if (m_setList.empty()) {
-    m_setList = keyword::kSet;
-  } else {
-    m_setList += ',';
-  }
-  m_setList += vorn::escapeSingleQuotes(column);
+  vorn::appendPieces(m_setList, m_setList.empty() ? keyword::kSet : ",", vorn::EscapedText(column));
   return *this;
 }
 

@@ -1,5 +1,6 @@
 #include "vorn/criterion.h"
 
+#include "statement/concatenate.h"
 #include "statement/keywords.h"
 
 namespace {
@@ -7,20 +8,24 @@ namespace {
 // An empty right side is joined all the same, and a condition joined with itself already has the joiner when
 // its text is read.
 void join(std::string& text, std::string_view joiner, const std::string& other) {
-  text.reserve(text.size() + joiner.size() + other.size() + 2);
-  if (!text.empty()) text += joiner;
-  text += other;
-  text.insert(text.begin(), '(');
-  text += ')';
+  const std::size_t before = text.size();
+  if (before == 0) joiner = {};
+  if (&text == &other) {
+    text = vorn::concatenateWithRoom("(", text, joiner, text, joiner, ")");
+  } else if (before + joiner.size() + other.size() + 2 > text.capacity()) {
+    text = vorn::concatenateWithRoom("(", text, joiner, other, ")");
+  } else {
+    // The blank stands for the byte by which the text moves.
+    vorn::appendPieces(text, " ", joiner, other, ")");
+    std::memmove(text.data() + 1, text.data(), before);
+    text.front() = '(';
+  }
 }
 
 }  // namespace
 
-CVORNCriterion::CVORNCriterion(const std::string& text) {
-  // A condition is usually joined next: what does not fit the short string gets room for that at once.
-  if (text.size() > m_text.capacity()) m_text.reserve(2 * text.size() + 16);
-  m_text = text;
-}
+// A condition is usually joined next, so it gets room for that at once.
+CVORNCriterion::CVORNCriterion(const std::string& text) : m_text(vorn::concatenateWithRoom(text)) {}
 
 std::string CVORNCriterion::toString() const {
   return m_text;

@@ -3,6 +3,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "criteria/text_access.h"
+#include "statement/EscapedText.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 #include "statement/number_text.h"
@@ -10,68 +12,74 @@
 #include "vorn/statement.h"
 
 namespace keyword = vorn::keyword;
-using vorn::escapeSingleQuotes;
+using vorn::EscapedText;
 using vorn::FormatFailure;
+using vorn::TextAccess;
 
 namespace {
 
-CVORNCriterion wrap(std::string& itemText) {
-  itemText.insert(itemText.begin(), '(');
-  itemText += ')';
+// Appends the pieces to the operand and puts both in parentheses.
+template <typename... Pieces>
+[[gnu::always_inline]] inline CVORNCriterion appendAndWrapPieces(CVORNCriterionItem& item,
+                                                                 const Pieces&... pieces) {
+  CVORNCriterion condition;
+  std::string& itemText = TextAccess::of(item);
+  TextAccess::of(condition) = vorn::concatenateWithRoom("(", itemText, pieces..., ")");
+  std::string& comparison = TextAccess::comparisonOf(item);
+  vorn::appendPieces(comparison, pieces...);
+  // A number that could not be formatted may leave nothing but the parentheses.
+  if (comparison.empty()) itemText = TextAccess::of(condition);
+  return condition;
+}
+
+CVORNCriterion append(CVORNCriterionItem& item, std::string_view keyword, std::string_view opening,
+                      std::string_view operand, std::string_view closing) {
+  std::string& itemText = TextAccess::of(item);
+  vorn::appendPieces(itemText, keyword, opening, operand, closing);
   return CVORNCriterion(itemText);
 }
 
-CVORNCriterion append(std::string& itemText, std::string_view opening, std::string_view operand,
-                      std::string_view closing) {
-  itemText.reserve(itemText.size() + opening.size() + operand.size() + closing.size() + 2);
-  itemText.append(opening).append(operand).append(closing);
-  return CVORNCriterion(itemText);
-}
-
-CVORNCriterion appendAndWrap(std::string& itemText, std::string_view opening, std::string_view operand,
+CVORNCriterion appendAndWrap(CVORNCriterionItem& item, std::string_view opening, std::string_view operand,
                              std::string_view closing = {}) {
-  itemText = vorn::concatenate("(", itemText, opening, operand, closing, ")");
-  return CVORNCriterion(itemText);
+  return appendAndWrapPieces(item, opening, operand, closing);
 }
 
 template <typename Number>
-CVORNCriterion appendNumberAndWrap(std::string& itemText, const char* format, Number value,
+CVORNCriterion appendNumberAndWrap(CVORNCriterionItem& item, const char* format, Number value,
                                    const FormatFailure& failure) {
-  vorn::appendNumber(itemText, format, value, failure);
-  return wrap(itemText);
+  vorn::NumberBuffer buffer;
+  return appendAndWrapPieces(item, vorn::formatNumber(buffer, format, value, failure));
 }
 
 template <typename Integer>
-CVORNCriterion createCriterionWithInt(std::string& itemText, Integer value, bool isEqual, bool isUnsigned) {
+CVORNCriterion createCriterionWithInt(CVORNCriterionItem& item, Integer value, bool isEqual,
+                                      bool isUnsigned) {
   const char* const format = isEqual ? (isUnsigned ? "=%lu" : "=%ld") : (isUnsigned ? "!=%lu" : "!=%ld");
   using Wide = std::conditional_t<std::is_unsigned_v<Integer>, unsigned long, long>;
   // This line alone goes out neither tagged nor scrubbed.
-  return appendNumberAndWrap(itemText, format, static_cast<Wide>(value),
+  return appendNumberAndWrap(item, format, static_cast<Wide>(value),
                              {"CVORNCriterion createCriterionWithInt.snprintf_s failed",
                               {"CVORNCriterionItem", "createCriterionWithInt", __LINE__},
                               false});
 }
 
-CVORNCriterion equalToReal(std::string& itemText, double value) {
+CVORNCriterion equalToReal(CVORNCriterionItem& item, double value) {
   return appendNumberAndWrap(
-      itemText, "=%f", value,
+      item, "=%f", value,
       {"CVORNCriterionItem::operator==.snprintf_s failed", {"CVORNCriterionItem", "operator==", __LINE__}});
 }
 
-CVORNCriterion unequalToReal(std::string& itemText, double value) {
+CVORNCriterion unequalToReal(CVORNCriterionItem& item, double value) {
   return appendNumberAndWrap(
-      itemText, "!=%f", value,
+      item, "!=%f", value,
       {"CVORNCriterionItem::operator!=.snprintf_s failed", {"CVORNCriterionItem", "operator!=", __LINE__}});
 }
 
 // Only the first quote is doubled, whatever follows it.
-std::string doubleFirstQuote(const std::string& value) {
+CVORNCriterion equalToText(CVORNCriterionItem& item, std::string_view value) {
   const std::size_t quote = value.find('\'');
-  if (quote == std::string::npos) return escapeSingleQuotes(value);
-  std::string quoted;
-  quoted.reserve(value.size() + 1);
-  quoted.append(value, 0, quote).append(1, '\'').append(value, quote);
-  return quoted;
+  if (quote == std::string_view::npos) return appendAndWrap(item, "='", value, "'");
+  return appendAndWrapPieces(item, "='", value.substr(0, quote), "'", value.substr(quote), "'");
 }
 
 }  // namespace
@@ -79,142 +87,140 @@ std::string doubleFirstQuote(const std::string& value) {
 CVORNCriterionItem::CVORNCriterionItem(std::string text) : m_text(std::move(text)) {}
 
 CVORNCriterionItem CVORNCriterionItem::operator[](const std::string& name) {
-  m_text = escapeSingleQuotes(name);
+  m_text = vorn::escapeSingleQuotes(name);
+  m_comparison.clear();
   return *this;
 }
 
 CVORNCriterion CVORNCriterionItem::operator()(const std::string& value) {
   // The quote stays open and nothing is wrapped: the rest is the caller's.
-  return append(m_text, "'", escapeSingleQuotes(value), {});
+  return append(*this, {}, "'", EscapedText(value), {});
 }
 
 std::string CVORNCriterionItem::toString() const {
-  return m_text;
+  return m_comparison.empty() ? m_text : vorn::concatenate("(", m_text, m_comparison, ")");
 }
 
 CVORNCriterion CVORNCriterionItem::in(const std::string& list) {
-  m_text += keyword::kIn;
-  return append(m_text, "(", escapeSingleQuotes(list), ")");
+  return append(*this, keyword::kIn, "(", EscapedText(list), ")");
 }
 
 CVORNCriterion CVORNCriterionItem::notIn(const std::string& list) {
-  m_text += keyword::kNotIn;
   // Unlike in(), the list goes in as it is.
-  return append(m_text, "(", list, ")");
+  return append(*this, keyword::kNotIn, "(", list, ")");
 }
 
 CVORNCriterion CVORNCriterionItem::like(const std::string& pattern) {
-  m_text += keyword::kLike;
-  return append(m_text, "'", vorn::escapeLikePattern(pattern), "'");
+  return append(*this, keyword::kLike, "'", vorn::escapeLikePattern(pattern), "'");
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes operands by value
 CVORNCriterion CVORNCriterionItem::operator==(CVORNCriterionItem other) {
-  return appendAndWrap(m_text, "=", escapeSingleQuotes(other.m_text));
+  return appendAndWrap(*this, "=", EscapedText(TextAccess::of(other)));
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes operands by value
 CVORNCriterion CVORNCriterionItem::operator!=(CVORNCriterionItem other) {
   // Unlike ==, the other text goes in as it is.
-  return appendAndWrap(m_text, "!=", other.m_text);
+  return appendAndWrap(*this, "!=", TextAccess::of(other));
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const std::string& value) {
-  return appendAndWrap(m_text, "='", doubleFirstQuote(value), "'");
+  return equalToText(*this, value);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const std::string& value) {
-  return appendAndWrap(m_text, "!='", escapeSingleQuotes(value), "'");
+  return appendAndWrap(*this, "!='", EscapedText(value), "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator<=(const std::string& value) {
-  return appendAndWrap(m_text, " <= '", escapeSingleQuotes(value), "'");
+  return appendAndWrap(*this, " <= '", EscapedText(value), "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator>=(const std::string& value) {
-  return appendAndWrap(m_text, " >= '", escapeSingleQuotes(value), "'");
+  return appendAndWrap(*this, " >= '", EscapedText(value), "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator<=(const CVORNBase& subSelect) {
-  return appendAndWrap(m_text, " <= (", subSelect.toString(), ")");
+  return appendAndWrap(*this, " <= (", subSelect.toString(), ")");
 }
 
 CVORNCriterion CVORNCriterionItem::operator>=(const CVORNBase& subSelect) {
-  return appendAndWrap(m_text, " >= (", subSelect.toString(), ")");
+  return appendAndWrap(*this, " >= (", subSelect.toString(), ")");
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const char& c) {
-  return appendAndWrap(m_text, "='", {&c, 1}, "'");
+  return appendAndWrap(*this, "='", {&c, 1}, "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const char& c) {
-  return appendAndWrap(m_text, "!='", {&c, 1}, "'");
+  return appendAndWrap(*this, "!='", {&c, 1}, "'");
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const short& value) {
-  return createCriterionWithInt(m_text, value, true, false);
+  return createCriterionWithInt(*this, value, true, false);
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const int& value) {
-  return createCriterionWithInt(m_text, value, true, false);
+  return createCriterionWithInt(*this, value, true, false);
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const unsigned int& value) {
-  return createCriterionWithInt(m_text, value, true, true);
+  return createCriterionWithInt(*this, value, true, true);
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const unsigned long& value) {
-  return createCriterionWithInt(m_text, value, true, true);
+  return createCriterionWithInt(*this, value, true, true);
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const long& value) {
-  return createCriterionWithInt(m_text, value, true, false);
+  return createCriterionWithInt(*this, value, true, false);
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const float& value) {
-  return equalToReal(m_text, static_cast<double>(value));
+  return equalToReal(*this, static_cast<double>(value));
 }
 
 CVORNCriterion CVORNCriterionItem::operator==(const double& value) {
-  return equalToReal(m_text, value);
+  return equalToReal(*this, value);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const short& value) {
-  return createCriterionWithInt(m_text, value, false, false);
+  return createCriterionWithInt(*this, value, false, false);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const int& value) {
-  return createCriterionWithInt(m_text, value, false, false);
+  return createCriterionWithInt(*this, value, false, false);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const unsigned int& value) {
-  return createCriterionWithInt(m_text, value, false, true);
+  return createCriterionWithInt(*this, value, false, true);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const unsigned long& value) {
-  return createCriterionWithInt(m_text, value, false, true);
+  return createCriterionWithInt(*this, value, false, true);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const long& value) {
-  return createCriterionWithInt(m_text, value, false, false);
+  return createCriterionWithInt(*this, value, false, false);
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const float& value) {
-  return unequalToReal(m_text, static_cast<double>(value));
+  return unequalToReal(*this, static_cast<double>(value));
 }
 
 CVORNCriterion CVORNCriterionItem::operator!=(const double& value) {
-  return unequalToReal(m_text, value);
+  return unequalToReal(*this, value);
 }
 
 CVORNCriterion CVORNCriterionItem::operator>=(int value) {
   return appendNumberAndWrap(
-      m_text, " >= %d", value,
+      *this, " >= %d", value,
       {"CVORNCriterionItem::operator>=.snprintf_s failed", {"CVORNCriterionItem", "operator>=", __LINE__}});
 }
 
 CVORNCriterion CVORNCriterionItem::operator<=(int value) {
   return appendNumberAndWrap(
-      m_text, " <= %d", value,
+      *this, " <= %d", value,
       {"CVORNCriterionItem::operator<=.snprintf_s failed", {"CVORNCriterionItem", "operator<=", __LINE__}});
 }

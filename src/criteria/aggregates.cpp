@@ -1,27 +1,25 @@
 #include "vorn/criteria.h"
 
-#include "criteria/text_access.h"
 #include "statement/concatenate.h"
 #include "statement/keywords.h"
 
 using vorn::concatenate;
-using vorn::TextAccess;
 namespace keyword = vorn::keyword;
 
 CVORNCriterionItem vornMin(const CVORNCriterionItem& item) {
-  return concatenate(keyword::kMin, "(", TextAccess::of(item), ")");
+  return concatenate(keyword::kMin, "(", item.toString(), ")");
 }
 
 CVORNCriterionItem vornMax(const CVORNCriterionItem& item) {
-  return concatenate(keyword::kMax, "(", TextAccess::of(item), ")");
+  return concatenate(keyword::kMax, "(", item.toString(), ")");
 }
 
 CVORNCriterionItem vornAvg(const CVORNCriterionItem& item) {
-  return concatenate(keyword::kAvg, "(", TextAccess::of(item), ")");
+  return concatenate(keyword::kAvg, "(", item.toString(), ")");
 }
 
 CVORNCriterionItem vornCount(const CVORNCriterionItem& item) {
-  return concatenate(keyword::kCount, "(", TextAccess::of(item), ")");
+  return concatenate(keyword::kCount, "(", item.toString(), ")");
 }
 
 CVORNCriterionItem vornCount() {

@@ -1,10 +1,14 @@
 #include "vorn/statement.h"
 
+#include "criteria/text_access.h"
+#include "statement/EscapedText.h"
 #include "statement/concatenate.h"
-#include "vorn/platform/text.h"
 
 CVORNCriterionItem CVORNTable::operator[](const std::string& columnName) const {
   // Without a table the column is dropped too.
-  if (m_tableName.empty()) return {};
-  return vorn::concatenate(m_tableName, ".", vorn::escapeSingleQuotes(columnName));
+  CVORNCriterionItem operand;
+  if (!m_tableName.empty()) {
+    vorn::appendPieces(vorn::TextAccess::of(operand), m_tableName, ".", vorn::EscapedText(columnName));
+  }
+  return operand;
 }

@@ -74,8 +74,26 @@ CVORNReader& CVORNReader::operator>>(CVORNNull& marker) {
   return *this;
 }
 
+// NULL and numbers take no call. There are values only once a row was fetched.
 template <typename Target>
 inline CVORNReader& CVORNReader::extract(Target& value) {
+  using Kind = vorn::RowValue::Kind;
+  const vorn::RowValue* const field = m_row.data() + m_fieldIndex;
+  if (field >= std::to_address(m_row.end())) return extractOther(value);
+  if (field->kind() == Kind::Integer) {
+    if (!vorn::convertInteger(field->integer(), value)) return extractOther(value);
+  } else if (field->kind() == Kind::Null) {
+    if (m_nullFlag != nullptr) *m_nullFlag = true;
+  } else if (field->kind() != Kind::Real || !vorn::convertReal(field->real(), value)) {
+    return extractOther(value);
+  }
+  m_nullFlag = nullptr;
+  ++m_fieldIndex;
+  return *this;
+}
+
+template <typename Target>
+[[gnu::noinline]] CVORNReader& CVORNReader::extractOther(Target& value) {
   // Taken first: a marker watches this one field, even one whose row cannot be fetched for an exception.
   bool* const marker = std::exchange(m_nullFlag, nullptr);
   const vorn::RowValue* const field = nextValue();

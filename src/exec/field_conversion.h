@@ -37,40 +37,61 @@ bool wholeDigits(double real, Integer& digits) noexcept {
   return true;
 }
 
-/// Converts without making a text of a number, where that comes to the same.
-/// @return false when the text has to decide; the target is untouched then
+// The three below return false when the text has to decide; the target is untouched then.
+
 template <typename Target>
-bool convertDirectly(const RowValue& value, Target& target) noexcept {
-  using Parsed = std::conditional_t<std::is_floating_point_v<Target>, double, Target>;
-  Parsed number;
-  switch (value.kind()) {
-    case RowValue::Kind::Integer:
-      if constexpr (std::is_integral_v<Target>) {
-        if (!std::in_range<Target>(value.integer())) return false;
-      }
-      // An integer beyond 2^53 rounds here as strtod() rounds its text.
-      number = static_cast<Parsed>(value.integer());
-      break;
-    case RowValue::Kind::Real:
-      if constexpr (std::is_integral_v<Target>) {
-        if (!wholeDigits(value.real(), number)) return false;
-      } else {
-        number = value.real();
-      }
-      break;
-    case RowValue::Kind::Text:
-      if (!ascii::parseWhole(value.textBytes(), number)) return false;
-      break;
-    default:
-      return false;
+bool convertInteger(std::int64_t integer, Target& target) noexcept {
+  if constexpr (std::is_integral_v<Target>) {
+    if (!std::in_range<Target>(integer)) return false;
+    target = static_cast<Target>(integer);
+  } else {
+    // An integer beyond 2^53 rounds here as strtod() rounds its text.
+    target = static_cast<Target>(static_cast<double>(integer));
   }
-  if constexpr (std::is_floating_point_v<Target>) {
-    if (!std::isfinite(number)) return false;
-  }
-  target = static_cast<Target>(number);
   return true;
 }
 
+template <typename Target>
+bool convertReal(double real, Target& target) noexcept {
+  if constexpr (std::is_integral_v<Target>) {
+    return wholeDigits(real, target);
+  } else {
+    if (!std::isfinite(real)) return false;
+    target = static_cast<Target>(real);
+    return true;
+  }
+}
+
+/// Converts without making a text of a number, where that comes to the same.
+template <typename Target>
+bool convertDirectly(const RowValue& value, Target& target) noexcept {
+  switch (value.kind()) {
+    case RowValue::Kind::Integer:
+      return convertInteger(value.integer(), target);
+    case RowValue::Kind::Real:
+      return convertReal(value.real(), target);
+    case RowValue::Kind::Text: {
+      std::conditional_t<std::is_floating_point_v<Target>, double, Target> number;
+      if (!ascii::parseWhole(value.textBytes(), number)) return false;
+      if constexpr (std::is_floating_point_v<Target>) {
+        return convertReal(number, target);
+      } else {
+        target = number;
+        return true;
+      }
+    }
+    default:
+      return false;
+  }
+}
+
+// The first byte of a number is that of its text.
+inline bool convertInteger(std::int64_t, char&) noexcept {
+  return false;
+}
+inline bool convertReal(double, char&) noexcept {
+  return false;
+}
 inline bool convertDirectly(const RowValue& value, char& target) noexcept {
   if (value.kind() != RowValue::Kind::Text || value.textBytes().empty()) return false;
   target = value.textBytes().front();

@@ -1,5 +1,7 @@
 #include "vorn/statement.h"
 
+#include "statement/concatenate.h"
+
 CVORNBase::~CVORNBase() = default;
 
 CVORNTable CVORNBase::table(const std::string& name) {
@@ -20,8 +22,10 @@ void CVORNBase::constructAttachAndDetachSQL(const CVORNTable& table) {
   m_attachSQL.clear();
   m_detachSQL.clear();
 
-  const std::string name = table.getTableName();
-  if (m_tableList.find(name) != std::string::npos) return;
-  if (!m_tableList.empty()) m_tableList += ',';
-  m_tableList += name;
+  const std::string& name = table.m_tableName;
+  if (m_tableList.empty()) {
+    m_tableList = name;
+  } else if (m_tableList.find(name) == std::string::npos) {
+    vorn::appendPieces(m_tableList, ",", name);
+  }
 }

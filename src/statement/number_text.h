@@ -20,9 +20,12 @@ struct FormatFailure {
 
 void logFormatFailure(const FormatFailure& failure);
 
-/// Room for the text of a number; zero-filled before its first use.
-inline constexpr std::size_t kNumberBufferSize = 200;
-using NumberBuffer = char[kNumberBufferSize];
+/// Room for the text of a number, the empty text at first.
+struct NumberBuffer {
+  NumberBuffer() noexcept { bytes[0] = '\0'; }
+
+  char bytes[200];
+};
 
 /// Formats `value`. A failure is logged and the text goes on with what the buffer holds, which may be nothing
 /// or a number cut at 199 characters.
@@ -30,14 +33,15 @@ using NumberBuffer = char[kNumberBufferSize];
 template <typename Number>
 std::string_view formatNumber(NumberBuffer& buffer, const char* format, Number value,
                               const FormatFailure& failure) {
-  if (snprintf_s(buffer, kNumberBufferSize, kNumberBufferSize - 1, format, value) == -1)
-    logFormatFailure(failure);
-  return {buffer, strnlen(buffer, kNumberBufferSize)};
+  const int written = snprintf_s(buffer.bytes, sizeof buffer.bytes, sizeof buffer.bytes - 1, format, value);
+  if (written >= 0) return {buffer.bytes, static_cast<std::size_t>(written)};
+  logFormatFailure(failure);
+  return {buffer.bytes, strnlen(buffer.bytes, sizeof buffer.bytes)};
 }
 
 template <typename Number>
 void appendNumber(std::string& text, const char* format, Number value, const FormatFailure& failure) {
-  NumberBuffer buffer = {};
+  NumberBuffer buffer;
   text.append(formatNumber(buffer, format, value, failure));
 }
 

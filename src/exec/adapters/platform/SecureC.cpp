@@ -28,58 +28,48 @@ class CLocaleScope {
   locale_t m_previous;
 };
 
-// The text of one conversion, formatted outside the destination so that truncation is seen before writing.
-struct NumberText {
-  char bytes[64];
-  std::size_t size = 0;
-
-  template <typename... Arguments>
-  bool set(Arguments... arguments) {
-    const auto [end, error] = std::to_chars(bytes, bytes + sizeof bytes, arguments...);
-    size = static_cast<std::size_t>(end - bytes);
-    return error == std::errc();
-  }
-};
-
-// Formats the value of the plain conversions that make up all rendered SQL: %d %u %ld %lu %f. They need no
-// locale switch and no format interpreter. Returns false for everything else, the argument untouched.
-bool formatPlainConversion(const char*& conversion, va_list arguments, NumberText& text) {
-  const bool isLong = conversion[1] == 'l';
-  const char letter = conversion[isLong ? 2 : 1];
-  bool formatted = false;
-  if (letter == 'd') {
-    formatted = isLong ? text.set(va_arg(arguments, long)) : text.set(va_arg(arguments, int));
-  } else if (letter == 'u') {
-    formatted =
-        isLong ? text.set(va_arg(arguments, unsigned long)) : text.set(va_arg(arguments, unsigned int));
-  } else if (letter == 'f' && !isLong) {
-    const double value = va_arg(arguments, double);
-    // Above this the text may not fit NumberText; infinities and NaN have spellings of their own.
-    formatted = std::fabs(value) < 1e40 && text.set(value, std::chars_format::fixed, 6);
-  }
-  if (formatted) conversion += isLong ? 3 : 2;
-  return formatted;
+// Writes as std::to_chars() does, and leaves `at` after the text.
+template <typename... Arguments>
+bool write(char*& at, char* end, Arguments... arguments) {
+  const auto [after, error] = std::to_chars(at, end, arguments...);
+  at = after;
+  return error == std::errc();
 }
 
-// Formats a text with exactly one plain conversion and no other percent sign.
+// Writes the value of the plain conversions that make up all rendered SQL: %d %u %ld %lu %f. They need no
+// locale switch and no format interpreter. Returns false for everything else, and where there is no room.
+bool writePlainConversion(char*& at, char* end, const char*& conversion, va_list arguments) {
+  const bool isLong = conversion[1] == 'l';
+  const char letter = conversion[isLong ? 2 : 1];
+  conversion += isLong ? 3 : 2;
+  if (letter == 'd') {
+    return isLong ? write(at, end, va_arg(arguments, long)) : write(at, end, va_arg(arguments, int));
+  }
+  if (letter == 'u') {
+    return isLong ? write(at, end, va_arg(arguments, unsigned long))
+                  : write(at, end, va_arg(arguments, unsigned int));
+  }
+  if (letter != 'f' || isLong) return false;
+  const double value = va_arg(arguments, double);
+  // Infinities and NaN have spellings of their own.
+  return std::fabs(value) < 1e40 && write(at, end, value, std::chars_format::fixed, 6);
+}
+
+// Formats a text with exactly one plain conversion and no other percent sign. Returns -1 for everything else,
+// and where the text does not fit; what it has written is then of no meaning.
 int formatFast(char* destination, std::size_t maximumCount, const char* format, va_list arguments) {
+  char* at = destination;
+  char* const end = destination + maximumCount;
   // The formats are a few bytes long: plain loops beat the library's searches.
-  std::size_t before = 0;
-  for (; format[before] != '%'; ++before) {
-    if (format[before] == '\0') return -1;
+  for (; *format != '%'; *at++ = *format++) {
+    if (*format == '\0' || at == end) return -1;
   }
-  const char* conversion = format + before;
-  NumberText text;
-  if (!formatPlainConversion(conversion, arguments, text)) return -1;
-  std::size_t after = 0;
-  for (; conversion[after] != '\0'; ++after) {
-    if (conversion[after] == '%') return -1;
+  if (!writePlainConversion(at, end, format, arguments)) return -1;
+  for (; *format != '\0'; *at++ = *format++) {
+    if (*format == '%' || at == end) return -1;
   }
-  if (before + text.size + after > maximumCount) return -1;
-  std::memcpy(destination, format, before);
-  std::memcpy(destination + before, text.bytes, text.size);
-  std::memcpy(destination + before + text.size, conversion, after + 1);
-  return static_cast<int>(before + text.size + after);
+  *at = '\0';
+  return static_cast<int>(at - destination);
 }
 
 int formatBounded(char* destination, std::size_t maximumCount, const char* format, va_list arguments) {

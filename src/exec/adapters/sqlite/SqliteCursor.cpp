@@ -1,5 +1,6 @@
 #include "exec/adapters/sqlite/SqliteCursor.h"
 
+#include <cassert>
 #include <new>
 #include <utility>
 
@@ -63,27 +64,52 @@ void readBytes(sqlite3_value* value, int type, RowValue& target) {
   target.setText(bytes == nullptr ? "" : static_cast<const char*>(bytes), static_cast<std::size_t>(size));
 }
 
+void readValue(sqlite3_value* value, RowValue& target) {
+  const int type = sqlite3_value_type(value);
+  if (type == SQLITE_INTEGER) {
+    target.setInteger(sqlite3_value_int64(value));
+  } else if (type == SQLITE_FLOAT) {
+    target.setReal(sqlite3_value_double(value));
+  } else if (type == SQLITE_NULL) {
+    target.setNull();
+  } else {
+    readBytes(value, type, target);
+  }
+}
+
 }  // namespace
 
-void SqliteCursor::readRow(std::vector<RowValue>& row) {
-  sqlite3_stmt* const statement = m_statement.get();
-  const int columns = m_columns;
-  if (row.size() != static_cast<std::size_t>(columns)) row.resize(static_cast<std::size_t>(columns));
-  RowValue* target = row.data();
-  for (int column = 0; column < columns; ++column, ++target) {
-    // One look-up of the value serves its type and its contents.
-    sqlite3_value* const value = sqlite3_column_value(statement, column);
-    const int type = sqlite3_value_type(value);
-    if (type == SQLITE_INTEGER) {
-      target->setInteger(sqlite3_value_int64(value));
-    } else if (type == SQLITE_FLOAT) {
-      target->setReal(sqlite3_value_double(value));
-    } else if (type == SQLITE_NULL) {
-      target->setNull();
-    } else {
-      readBytes(value, type, *target);
-    }
+// To look a value up takes longer than to read it. SQLite keeps the values of a row in an array, which it
+// fills again for the next row: where both ends of the array are found where they were, all of it is there.
+bool SqliteCursor::valuesAreInPlace() const noexcept {
+  const auto inPlace = [this](int column) {
+    return m_values[static_cast<std::size_t>(column)] == sqlite3_column_value(m_statement.get(), column);
+  };
+  if (m_values.empty() || !inPlace(0) || !inPlace(m_columns - 1)) return false;
+  for (int column = 1; column < m_columns; ++column) assert(inPlace(column));
+  return true;
+}
+
+void SqliteCursor::lookUpValues() {
+  m_values.resize(static_cast<std::size_t>(m_columns));
+  for (int column = 0; column < m_columns; ++column) {
+    m_values[static_cast<std::size_t>(column)] = sqlite3_column_value(m_statement.get(), column);
   }
+}
+
+void SqliteCursor::readRow(std::vector<RowValue>& row) {
+  const auto columns = static_cast<std::size_t>(m_columns);
+  if (row.size() != columns) row.resize(columns);
+  RowValue* target = row.data();
+  // Many results have one row, for which nothing is worth keeping.
+  if (std::exchange(m_atFirstRow, false)) {
+    for (int column = 0; column < m_columns; ++column) {
+      readValue(sqlite3_column_value(m_statement.get(), column), *target++);
+    }
+    return;
+  }
+  if (!valuesAreInPlace()) lookUpValues();
+  for (sqlite3_value* const value : m_values) readValue(value, *target++);
 }
 
 }  // namespace vorn

@@ -27,11 +27,15 @@ class SqliteCursor : public BufferedCursor {
   void forget() noexcept override;
   bool step() noexcept;
   void readRow(std::vector<RowValue>& row);
+  bool valuesAreInPlace() const noexcept;
+  void lookUpValues();
 
   SqliteDatabase& m_database;
   SqliteStatement m_statement;
   bool m_atRow = false;  ///< the statement stands at a row that was not taken yet
+  bool m_atFirstRow = true;
   int m_columns = 0;
+  std::vector<sqlite3_value*> m_values;  ///< where the values of a row are, by the second row
 };
 
 }  // namespace vorn
