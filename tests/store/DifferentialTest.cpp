@@ -97,7 +97,7 @@ void DifferentialTest::finishReading(std::list<Reading>::iterator reading) {
             replaced(sql, "\n", "\\n").c_str());
   m_failures += plain.end == kSuccess ? 0 : 1;
   m_rows += plain.rows.size();
-  EXPECT_TRUE(plain.end == ours.end && plain.rows == ours.rows)
+  EXPECT_TRUE(isSame(plain.end, ours.end) && plain.rows == ours.rows)
       << "statement " << m_done << " of VORN_TEST_SEED=" << m_seed << "\n"
       << sql << "\nplain: " << plain.end << testing::PrintToString(plain.rows) << "\nours:  " << ours.end
       << testing::PrintToString(ours.rows);
