@@ -2,10 +2,11 @@ create table affinity (a integer, b text, c real, d numeric, e blob)
 create index affinity_a on affinity(a)
 create index affinity_b on affinity(b)
 create table bare (a, b, c, d, e)
-create index bare_half on bare(a) where b = 'x'
-create index bare_high on bare(c) where a > 5
-create index bare_sum on bare(a + 1)
-create index bare_lower on bare(lower(b))
+create table partly (a, b, c, d, e)
+create index partly_half on partly(a) where b = 'x'
+create index partly_high on partly(c) where a > 5
+create index partly_sum on partly(a + 1)
+create index partly_lower on partly(lower(b))
 create table tight (a int, b text, c real, d any, e blob) strict
 create unique index tight_unique on tight(b) where a >= 2
 # After the last number of a row SQLite takes random ones.
@@ -29,6 +30,7 @@ create trigger seen_3 instead of delete on seen begin delete from spoken where (
 create table "quoted name" ("a" text, b text check (b like 'a%' or b > 3), c integer default -1, d collate nocase, e)
 create table children (a references keyed(a) on update cascade on delete set null, b references worded(a) deferrable initially deferred, c, d, e)
 insert into affinity values(1,'a',1.5,'5',x'6162'),('x',5,'5','1e2','a'),(NULL,NULL,NULL,NULL,NULL),(9007199254740993,'5.0',9007199254740993,0.1,0.1),(-9223372036854775808,'Ab',-0.0,9223372036854775807,5)
+insert into partly values(9,'x',3,1,1),(8,'X',2,2,2),(7,'x',1.5,'5',x'61'),(6,'x','1',5,5),(5,'a',5,5,5),('5','5','5','5','5')
 insert into bare values(1,'a',1.5,'5',x'61'),('1','x',5,5.0,'5'),(6,'X ','6',6,NULL),(7,'x',9e18,9223372036854775807,-0.0),(0.1,'%','_','ä','')
 insert into tight values(1,'a',1.5,'5',x'61'),(2,'b',5,5,NULL),(3,'x',-0.0,5.0,x'')
 insert into keyed values(1,'a',1.5,1,'5'),(2,'b',5,'5',5),(5,'x',9e18,NULL,5.0),(-1,'Ab',0.1,0.1,'')
