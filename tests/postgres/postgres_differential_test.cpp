@@ -108,7 +108,6 @@ class PostgresDifferential : public DifferentialTest {
     }
     for (const Connection* const other : {&m_otherOnOurs, &m_otherOnPlain})
       execute(*other, done ? "commit" : "rollback");
-    if (getenv("DBG")) fprintf(stderr, "CHANGE %d %s\n", done, sql.c_str());
   }
 
   std::string contents(const Connection& connection) {

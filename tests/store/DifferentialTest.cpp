@@ -92,9 +92,7 @@ void DifferentialTest::finishReading(std::list<Reading>::iterator reading) {
     if (!m_hasOrder && sql.find("order by") == std::string::npos)
       std::sort(outcome->rows.begin(), outcome->rows.end());
   }
-  if (getenv("DBG"))
-    fprintf(stderr, "%s\t%zu\t%s\n", plain.end.c_str(), plain.rows.size(),
-            replaced(sql, "\n", "\\n").c_str());
+  fprintf(stderr, "%s\t%zu\t%s\n", plain.end.c_str(), plain.rows.size(), replaced(sql, "\n", "\\n").c_str());
   m_failures += plain.end == kSuccess ? 0 : 1;
   m_rows += plain.rows.size();
   EXPECT_TRUE(isSame(plain.end, ours.end) && plain.rows == ours.rows)

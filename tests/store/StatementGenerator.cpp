@@ -37,7 +37,7 @@ std::string StatementGenerator::statement() {
   std::string& shape = m_shapes[below(m_shapes.size())];
   if (shape.empty() || below(12) == 0) {
     shape = filled(choice("STATEMENT"), false);
-    if (below(12) == 0) spoil(shape);
+    if (below(16) == 0) spoil(shape);
   }
   std::string text = filled(shape, true);
   if (below(40) == 0) spoil(text);
