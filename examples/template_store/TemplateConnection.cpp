@@ -4,6 +4,7 @@
 
 #include "template_store/TemplateBatch.h"
 #include "template_store/TemplateCursor.h"
+#include "template_store/TemplateDialect.h"
 
 namespace vorn {
 
@@ -20,6 +21,10 @@ ExecResult TemplateConnection::open(const TemplateSettings& settings,
 
 // No round trip: what the client library knows by itself, such as a socket that has something to read while
 // nothing was asked.
+const SqlDialect& TemplateConnection::dialect() const noexcept {
+  return kTemplateDialect;
+}
+
 bool TemplateConnection::usable() noexcept {
   return m_database.usable();
 }
@@ -55,14 +60,14 @@ ExecResult TemplateConnection::rollback() {
 
 ExecResult TemplateConnection::run(const char* statement) {
   std::uint64_t ignored = 0;
-  return write(statement, ignored);
+  return runToEnd(statement, ignored);
 }
 
 // An engine whose writes can return rows is read to the end here: such a write has succeeded only when its
 // last row was seen.
-ExecResult TemplateConnection::read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) {
+ExecResult TemplateConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
   TemplateStatement statement;
-  ExecResult result = m_database.prepare(sql, statement);
+  ExecResult result = m_database.prepare(shape.sql(), statement);
   if (!result.succeeded()) return result;
   auto opened = std::make_unique<TemplateCursor>(m_database, std::move(statement));
   result = opened->start();
@@ -70,7 +75,13 @@ ExecResult TemplateConnection::read(const std::string& sql, std::unique_ptr<Stor
   return result;
 }
 
-ExecResult TemplateConnection::write(const std::string& sql, std::uint64_t& rows) {
+// An engine whose parameters mean what literals mean may prepare shape.statement() once for all texts that
+// are liftable, and bind shape.literals().
+ExecResult TemplateConnection::write(const StatementShape& shape, std::uint64_t& rows) {
+  return runToEnd(shape.sql(), rows);
+}
+
+ExecResult TemplateConnection::runToEnd(const std::string& sql, std::uint64_t& rows) {
   TemplateStatement statement;
   ExecResult result = m_database.prepare(sql, statement);
   if (result.succeeded()) result = m_database.runToEnd(statement, rows);

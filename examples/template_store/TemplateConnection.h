@@ -17,6 +17,7 @@ class TemplateConnection : public StoreConnection {
   static ExecResult open(const TemplateSettings& settings, std::shared_ptr<scripted::Database> shared,
                          std::unique_ptr<StoreConnection>& connection);
 
+  const SqlDialect& dialect() const noexcept override;
   bool usable() noexcept override;
   bool inTransaction() const noexcept override;
   bool renew() noexcept override;
@@ -25,14 +26,15 @@ class TemplateConnection : public StoreConnection {
   ExecResult begin() override;
   ExecResult commit() override;
   ExecResult rollback() override;
-  ExecResult read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) override;
-  ExecResult write(const std::string& sql, std::uint64_t& rows) override;
+  ExecResult read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) override;
+  ExecResult write(const StatementShape& shape, std::uint64_t& rows) override;
   ExecResult batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) override;
 
  private:
   explicit TemplateConnection(std::unique_ptr<scripted::Session> session);
 
   ExecResult run(const char* statement);
+  ExecResult runToEnd(const std::string& sql, std::uint64_t& rows);
 
   TemplateDatabase m_database;
 };

@@ -57,7 +57,8 @@ void TemplateDatabase::drainCursor() noexcept {
 ExecResult TemplateDatabase::prepare(const std::string& sql, TemplateStatement& statement) {
   if (!m_session) return connectionClosed();
   drainCursor();
-  statement = m_cache.take(sql);
+  const std::size_t hash = std::hash<std::string>{}(sql);
+  statement = m_cache.take(sql, hash, false);
   if (!statement.handle) {
     ExecResult result = checkOneStatement(sql);
     if (!result.succeeded()) return result;
@@ -65,6 +66,7 @@ ExecResult TemplateDatabase::prepare(const std::string& sql, TemplateStatement& 
     if (code != scripted::Code::Ok) return failure(code);
     if (sql.size() <= StatementCache<TemplateStatement>::kLongestText) statement.text = sql;
     statement.bytes = sql.size();
+    statement.hash = hash;
   }
   m_sessionChanged = m_sessionChanged || statement->changesSession();
   return {};

@@ -51,6 +51,7 @@ class PlainSqlite {
     return sqlite3_finalize(statement);
   }
 
+  sqlite3* handle() const { return m_database; }
   bool inTransaction() const { return sqlite3_get_autocommit(m_database) == 0; }
 
  private:

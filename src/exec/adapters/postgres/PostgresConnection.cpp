@@ -5,6 +5,7 @@
 
 #include "exec/adapters/postgres/PostgresBatch.h"
 #include "exec/adapters/postgres/PostgresCursor.h"
+#include "exec/adapters/postgres/PostgresDialect.h"
 #include "exec/adapters/postgres/PostgresError.h"
 #include "exec/adapters/postgres/statement_effects.h"
 
@@ -56,6 +57,10 @@ ExecResult PostgresConnection::configure() {
     }
   }
   return outcome;
+}
+
+const SqlDialect& PostgresConnection::dialect() const noexcept {
+  return kPostgresDialect;
 }
 
 bool PostgresConnection::usable() noexcept {
@@ -116,10 +121,11 @@ ExecResult PostgresConnection::rollback() {
 
 ExecResult PostgresConnection::run(const char* statement) {
   std::uint64_t rows = 0;
-  return write(statement, rows);
+  return runText(statement, rows);
 }
 
-ExecResult PostgresConnection::read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) {
+ExecResult PostgresConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
+  const std::string& sql = shape.sql();
   ExecResult result = m_executor.send(sql);
   if (!result.succeeded()) return result;
   auto opened = std::make_unique<PostgresCursor>(m_executor);
@@ -134,7 +140,11 @@ ExecResult PostgresConnection::read(const std::string& sql, std::unique_ptr<Stor
   return result;
 }
 
-ExecResult PostgresConnection::write(const std::string& sql, std::uint64_t& rows) {
+ExecResult PostgresConnection::write(const StatementShape& shape, std::uint64_t& rows) {
+  return runText(shape.sql(), rows);
+}
+
+ExecResult PostgresConnection::runText(const std::string& sql, std::uint64_t& rows) {
   ExecResult result = m_executor.send(sql);
   return result.succeeded() ? m_executor.checkKept(sql, m_executor.finish(&rows)) : result;
 }

@@ -16,6 +16,7 @@ class PostgresConnection : public StoreConnection {
  public:
   static ExecResult open(const PostgresSettings& settings, std::unique_ptr<StoreConnection>& connection);
 
+  const SqlDialect& dialect() const noexcept override;
   bool usable() noexcept override;
   bool inTransaction() const noexcept override;
   bool renew() noexcept override;
@@ -24,8 +25,8 @@ class PostgresConnection : public StoreConnection {
   ExecResult begin() override;
   ExecResult commit() override;
   ExecResult rollback() override;
-  ExecResult read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) override;
-  ExecResult write(const std::string& sql, std::uint64_t& rows) override;
+  ExecResult read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) override;
+  ExecResult write(const StatementShape& shape, std::uint64_t& rows) override;
   ExecResult batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) override;
 
  private:
@@ -34,6 +35,7 @@ class PostgresConnection : public StoreConnection {
   ExecResult configure();
   bool resetSession();
   ExecResult run(const char* statement);
+  ExecResult runText(const std::string& sql, std::uint64_t& rows);
 
   PostgresExecutor m_executor;
 };

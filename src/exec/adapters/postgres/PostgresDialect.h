@@ -4,7 +4,11 @@
 
 namespace vorn {
 
-inline constexpr SqlDialect kPostgresDialect{
-    .parameterMark = '$', .nestedComments = true, .escapedLiterals = true, .dollarQuotes = true};
+inline constexpr SqlDialect kPostgresDialect{.parameterMark = '$',
+                                             .nestedComments = true,
+                                             .escapedLiterals = true,
+                                             .dollarQuotes = true,
+                                             .typedParameters = true,
+                                             .backslashIsASetting = true};
 
 }  // namespace vorn

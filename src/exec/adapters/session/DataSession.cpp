@@ -107,7 +107,9 @@ class DataSession::Impl {
     ExecResult result = m_shared->connection(connection, text);
     if (connection == nullptr) return result;
     try {
-      result = run(*connection, rows);
+      StatementShape shape;
+      shape.read(sqlText, connection->dialect());
+      result = run(*connection, shape, rows);
     } catch (...) {
       m_cursor.take().reset();
       m_shared->connectionThrew();
@@ -214,16 +216,16 @@ ExecResult DataSession::rollback() {
 ExecResult DataSession::execute(const std::string& statementId, SqlKind kind, const std::string& sqlText,
                                 NoParametersType) {
   return m_impl->execute(statementId, sqlText, transactionText(sqlText),
-                         [&](StoreConnection& connection, std::uint64_t& rows) {
-                           return kind == SqlKind::Read ? connection.read(sqlText, m_impl->cursor())
-                                                        : connection.write(sqlText, rows);
+                         [&](StoreConnection& connection, const StatementShape& shape, std::uint64_t& rows) {
+                           return kind == SqlKind::Read ? connection.read(shape, m_impl->cursor())
+                                                        : connection.write(shape, rows);
                          });
 }
 
 ExecResult DataSession::execute(const std::string& statementId, SqlKind, const std::string& sqlText,
                                 const TypedRef& parameters) {
   return m_impl->execute(statementId, sqlText, TransactionText::None,
-                         [&](StoreConnection& connection, std::uint64_t& rows) {
+                         [&](StoreConnection& connection, const StatementShape&, std::uint64_t& rows) {
                            BatchColumns columns;
                            ExecResult result = BatchColumns::read(parameters, columns);
                            return result.succeeded() ? connection.batch(sqlText, columns, rows) : result;

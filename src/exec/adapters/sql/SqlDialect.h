@@ -11,6 +11,13 @@ struct SqlDialect {
   bool nestedComments = false;   ///< comments in slashes may hold others
   bool escapedLiterals = false;  ///< E'…', in which a backslash takes the next byte with it
   bool dollarQuotes = false;     ///< $$…$$ and $tag$…$tag$
+
+  // What StatementShape lifts, and how.
+  bool typedParameters = false;       ///< a parameter has the type of its literal, which tells shapes apart
+  bool backslashIsASetting = false;   ///< what it means in a plain literal depends on the session
+  bool doubleQuotedLiterals = false;  ///< "…" is a text where no such name is known
+  bool literalsDecideThePlan =
+      false;  ///< the planner looks at -1, 0 and 1, at limits at patterns, and for like literals
 };
 
 }  // namespace vorn

@@ -7,6 +7,7 @@
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/sqlite/SqliteBatch.h"
 #include "exec/adapters/sqlite/SqliteCursor.h"
+#include "exec/adapters/sqlite/SqliteDialect.h"
 #include "exec/adapters/sqlite/SqliteError.h"
 
 namespace vorn {
@@ -94,6 +95,10 @@ ExecResult SqliteConnection::runPatiently(const std::string& sql,
   return result;
 }
 
+const SqlDialect& SqliteConnection::dialect() const noexcept {
+  return kSqliteDialect;
+}
+
 bool SqliteConnection::usable() noexcept {
   if (m_database->handle() == nullptr) return false;
   return !std::exchange(m_idle, false) || m_database->lookAfterRest();
@@ -128,9 +133,9 @@ ExecResult SqliteConnection::rollback() {
   return m_database->run("rollback");
 }
 
-ExecResult SqliteConnection::read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) {
+ExecResult SqliteConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
   SqliteStatement statement;
-  ExecResult result = m_database->prepare(sql, statement);
+  ExecResult result = m_database->prepare(shape, SqliteDatabase::Texts::Copied, statement);
   if (result.succeeded()) result = m_database->makeReady(statement);
   if (!result.succeeded()) return result;
 
@@ -147,10 +152,9 @@ ExecResult SqliteConnection::read(const std::string& sql, std::unique_ptr<StoreC
   return result;
 }
 
-ExecResult SqliteConnection::write(const std::string& sql, std::uint64_t& rows) {
+ExecResult SqliteConnection::write(const StatementShape& shape, std::uint64_t& rows) {
   SqliteStatement statement;
-  ExecResult result;
-  if (!m_database->prepareLifted(sql, statement)) result = m_database->prepare(sql, statement);
+  ExecResult result = m_database->prepare(shape, SqliteDatabase::Texts::Referred, statement);
   if (result.succeeded()) result = m_database->makeReady(statement);
   return result.succeeded() ? m_database->runToEnd(statement, rows) : result;
 }

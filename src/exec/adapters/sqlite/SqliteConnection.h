@@ -21,6 +21,7 @@ class SqliteConnection : public StoreConnection {
  public:
   static ExecResult open(const SqliteSettings& settings, std::unique_ptr<StoreConnection>& connection);
 
+  const SqlDialect& dialect() const noexcept override;
   bool usable() noexcept override;
   bool inTransaction() const noexcept override;
   bool renew() noexcept override;
@@ -29,8 +30,8 @@ class SqliteConnection : public StoreConnection {
   ExecResult begin() override;
   ExecResult commit() override;
   ExecResult rollback() override;
-  ExecResult read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) override;
-  ExecResult write(const std::string& sql, std::uint64_t& rows) override;
+  ExecResult read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) override;
+  ExecResult write(const StatementShape& shape, std::uint64_t& rows) override;
   ExecResult batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) override;
 
  private:

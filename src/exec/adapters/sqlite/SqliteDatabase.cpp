@@ -17,12 +17,18 @@ constexpr std::size_t kCachedStatements = 64;
 // Below this a text's program is small too, and is not worth measuring.
 constexpr std::size_t kShortText = 4096;
 
+// A statement that the planner makes anew for its values half of the time is better off as text.
+constexpr unsigned kUsesLookedAt = 16;
+constexpr int kMostReprepared = 8;
+
 // Gives a new statement what the cache needs to keep it; a text that is too long gets nothing.
-void label(SqliteStatement& statement, const std::string& text) {
-  if (text.size() > StatementCache<SqliteStatement>::kLongestText) return;
-  statement.text = text;
-  statement.bytes = text.size();
-  if (text.size() > kShortText) {
+void label(SqliteStatement& statement, std::string_view key, std::size_t hash, bool lifted) {
+  if (key.size() > StatementCache<SqliteStatement>::kLongestText) return;
+  statement.text = key;
+  statement.hash = hash;
+  statement.lifted = lifted;
+  statement.bytes = key.size();
+  if (key.size() > kShortText) {
     statement.bytes +=
         static_cast<std::size_t>(sqlite3_stmt_status(statement.get(), SQLITE_STMTSTATUS_MEMUSED, 0));
   }
@@ -59,6 +65,7 @@ void SqliteDatabase::giveUp() noexcept {
   for (BufferedCursor* cursor : m_cursors) cursor->detach();
   m_cursors.clear();
   m_cache.clear();
+  m_realReader.reset();
   m_handle.reset();  // no statement holds it any more: its transaction is undone, its locks are gone
   m_file.forget();
 }
@@ -113,21 +120,85 @@ ExecResult SqliteDatabase::run(const std::string& sql) {
 
 ExecResult SqliteDatabase::prepare(const std::string& sql, SqliteStatement& statement) {
   if (!m_handle) return makeFailure(Failure::ConnectionLost, "the connection was given up");
-  statement = m_cache.take(sql);
-  return statement ? ExecResult() : prepareOne(sql, statement);
+  const std::size_t hash = std::hash<std::string_view>{}(sql);
+  statement = m_cache.take(sql, hash, false);
+  if (statement) return {};
+  ExecResult result = prepareOne(sql, statement);
+  if (result.succeeded()) label(statement, sql, hash, false);
+  return result;
+}
+
+ExecResult SqliteDatabase::prepare(const StatementShape& shape, Texts texts, SqliteStatement& statement) {
+  if (shape.liftable() && m_handle && prepareLifted(shape, texts, statement)) return {};
+  return prepare(shape.sql(), statement);
 }
 
 // Whatever is unusual about a statement, its failures included, is left to its own text.
-bool SqliteDatabase::prepareLifted(const std::string& sql, SqliteStatement& statement) {
-  if (!m_handle) return false;
+bool SqliteDatabase::prepareLifted(const StatementShape& shape, Texts texts, SqliteStatement& statement) {
   const int longestText = sqlite3_limit(handle(), SQLITE_LIMIT_SQL_LENGTH, -1);
-  if (sql.size() > static_cast<std::size_t>(longestText) || !m_lifter.recognise(sql)) return false;
-  if (prepare(m_lifter.shape(), statement).succeeded() &&
-      bindSqliteLiterals(statement.get(), m_lifter.literals()) == SQLITE_OK) {
-    return true;
+  if (shape.sql().size() > static_cast<std::size_t>(longestText)) return false;
+  statement = m_cache.take(shape.key(), shape.hash(), true);
+  const bool asText = statement.asText;
+  if (asText) {
+    m_cache.put(std::move(statement));
+  } else if (!statement && prepareOne(shape.statement(), statement).succeeded()) {
+    label(statement, shape.key(), shape.hash(), true);
   }
+  if (statement && bind(statement.get(), shape, texts) == SQLITE_OK) return true;
   statement = {};
   return false;
+}
+
+int SqliteDatabase::bind(sqlite3_stmt* statement, const StatementShape& shape, Texts texts) {
+  using Type = StatementShape::Type;
+  const auto owner = texts == Texts::Copied ? SQLITE_TRANSIENT : SQLITE_STATIC;
+  int parameter = 0;
+  for (const StatementShape::Literal& literal : shape.literals()) {
+    ++parameter;
+    int code = SQLITE_OK;
+    double real = 0;
+    switch (literal.type) {
+      case Type::Text:
+        code = sqlite3_bind_text64(statement, parameter, literal.bytes.data(), literal.bytes.size(), owner,
+                                   SQLITE_UTF8);
+        break;
+      case Type::Integer:
+      case Type::Long:
+        code = sqlite3_bind_int64(statement, parameter, literal.integer);
+        break;
+      case Type::Decimal:
+        code = readReal(literal.bytes, real);
+        if (code == SQLITE_OK) code = sqlite3_bind_double(statement, parameter, real);
+        break;
+      case Type::Null:
+        code = sqlite3_bind_null(statement, parameter);
+        break;
+    }
+    if (code != SQLITE_OK) return code;
+  }
+  return SQLITE_OK;
+}
+
+// The store rounds some digits in its own way.
+int SqliteDatabase::readReal(std::string_view digits, double& real) {
+  constexpr char kReader[] = "select cast(?1 as real)";
+  int code = SQLITE_OK;
+  if (!m_realReader) {
+    sqlite3_stmt* compiled = nullptr;
+    code =
+        sqlite3_prepare_v3(handle(), kReader, sizeof kReader, SQLITE_PREPARE_PERSISTENT, &compiled, nullptr);
+    m_realReader.reset(compiled);
+  }
+  if (code == SQLITE_OK) {
+    code =
+        sqlite3_bind_text64(m_realReader.get(), 1, digits.data(), digits.size(), SQLITE_STATIC, SQLITE_UTF8);
+  }
+  if (code == SQLITE_OK) {
+    code = sqlite3_step(m_realReader.get()) == SQLITE_ROW ? SQLITE_OK : SQLITE_ERROR;
+    real = sqlite3_column_double(m_realReader.get(), 0);
+    sqlite3_reset(m_realReader.get());
+  }
+  return code;
 }
 
 int SqliteDatabase::compile(const std::string& sql, SqliteSessionWatch::Mode mode, SqliteStatement& statement,
@@ -156,7 +227,6 @@ ExecResult SqliteDatabase::prepareOne(const std::string& sql, SqliteStatement& s
   if (!statement) return makeFailure(Failure::EmptyStatement, "the text holds no statement");
   statement.controls = control.any;
   statement.mayCommit = control.commits;
-  label(statement, sql);
   return tail == end ? ExecResult() : refuseTail(tail, end);
 }
 
@@ -193,6 +263,11 @@ void SqliteDatabase::finish(SqliteStatement statement) noexcept {
   if (!statement) return;
   sqlite3_reset(statement.get());
   sqlite3_clear_bindings(statement.get());  // the bound texts are not the statement's own
+  if (statement.lifted && ++statement.uses % kUsesLookedAt == 0 &&
+      sqlite3_stmt_status(statement.get(), SQLITE_STMTSTATUS_REPREPARE, 1) >= kMostReprepared) {
+    statement.asText = true;
+    statement.handle.reset();
+  }
   m_cache.put(std::move(statement));
 }
 

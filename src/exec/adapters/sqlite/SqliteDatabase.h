@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "exec/adapters/sql/LiteralLifter.h"
+#include "exec/adapters/sql/StatementShape.h"
 #include "exec/adapters/sqlite/SqliteFile.h"
 #include "exec/adapters/sqlite/SqliteSessionWatch.h"
 #include "exec/adapters/sqlite/SqliteStatement.h"
@@ -49,9 +49,11 @@ class SqliteDatabase {
   /// Prepares the one statement of a text, or finds it prepared.
   ExecResult prepare(const std::string& sql, SqliteStatement& statement);
 
-  /// Prepares a plain insert with its literals lifted out and bound, so that its like share a statement.
-  /// @return false for a text that has to be prepared as it is
-  bool prepareLifted(const std::string& sql, SqliteStatement& statement);
+  /// How long a statement's literals are used: Copied for as long as it runs, Referred during this call only.
+  enum class Texts : unsigned char { Copied, Referred };
+
+  /// Prepares a statement, if it can be with its literals lifted out and bound, so that its like share one.
+  ExecResult prepare(const StatementShape& shape, Texts texts, SqliteStatement& statement);
 
   /// What comes before the first step of every statement of the caller's: see the invariants 2 and 3.
   ExecResult makeReady(const SqliteStatement& statement);
@@ -82,12 +84,15 @@ class SqliteDatabase {
   int compile(const std::string& sql, SqliteSessionWatch::Mode mode, SqliteStatement& statement,
               const char*& tail);
   ExecResult prepareOne(const std::string& sql, SqliteStatement& statement);
+  bool prepareLifted(const StatementShape& shape, Texts texts, SqliteStatement& statement);
+  int bind(sqlite3_stmt* statement, const StatementShape& shape, Texts texts);
+  int readReal(std::string_view digits, double& real);
   ExecResult prepareFailure();
   ExecResult refuseTail(const char* tail, const char* end);
 
   SqliteFile m_file;  ///< outlives the handle
   std::unique_ptr<sqlite3, Closer> m_handle;
-  LiteralLifter m_lifter;
+  SqliteHandle m_realReader;  ///< has the store itself read a real's digits
   StatementCache<SqliteStatement> m_cache;
   std::vector<BufferedCursor*> m_cursors;
   SqliteSessionWatch m_watch;

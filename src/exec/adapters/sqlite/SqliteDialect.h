@@ -4,7 +4,10 @@
 
 namespace vorn {
 
-inline constexpr SqlDialect kSqliteDialect{
-    .parameterMark = '?', .backquotedNames = true, .bracketedNames = true};
+inline constexpr SqlDialect kSqliteDialect{.parameterMark = '?',
+                                           .backquotedNames = true,
+                                           .bracketedNames = true,
+                                           .doubleQuotedLiterals = true,
+                                           .literalsDecideThePlan = true};
 
 }  // namespace vorn

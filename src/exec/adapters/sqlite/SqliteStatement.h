@@ -3,8 +3,8 @@
 #include <sqlite3.h>
 
 #include <memory>
-#include <string>
-#include <utility>
+
+#include "exec/adapters/store/StatementCache.h"
 
 namespace vorn {
 
@@ -14,10 +14,10 @@ struct SqliteFinalizer {
 
 using SqliteHandle = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 
-/// A prepared statement and the text under which the cache keeps it.
-struct SqliteStatement {
-  std::string text;        ///< empty when the statement is not to be kept
-  std::size_t bytes = 0;   ///< the memory that keeping it takes, roughly
+/// A prepared statement, as the cache keeps it.
+struct SqliteStatement : CachedStatement {
+  unsigned uses = 0;
+  bool asText = false;     ///< there is no statement: its like are not worth lifting
   bool controls = false;   ///< begins, ends or divides the transaction
   bool mayCommit = false;  ///< may end it by a commit
   SqliteHandle handle;

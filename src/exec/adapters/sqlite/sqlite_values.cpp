@@ -82,25 +82,6 @@ int bindSqliteRow(sqlite3_stmt* statement, const BatchColumns& columns, std::siz
   return SQLITE_OK;
 }
 
-int bindSqliteLiterals(sqlite3_stmt* statement, const std::vector<LiteralLifter::Literal>& literals) {
-  using Type = LiteralLifter::Type;
-  int parameter = 0;
-  for (const LiteralLifter::Literal& literal : literals) {
-    ++parameter;
-    int code = SQLITE_OK;
-    if (literal.type == Type::Text) {
-      code =
-          sqlite3_bind_text64(statement, parameter, literal.bytes, literal.size, SQLITE_STATIC, SQLITE_UTF8);
-    } else if (literal.type == Type::Integer) {
-      code = sqlite3_bind_int64(statement, parameter, literal.integer);
-    } else {
-      code = sqlite3_bind_null(statement, parameter);
-    }
-    if (code != SQLITE_OK) return code;
-  }
-  return SQLITE_OK;
-}
-
 void returnSqliteValue(sqlite3_context* context, const BatchColumn& column, std::size_t row) noexcept {
   column.visit([&](const auto* elements) { giveBack(context, elements[row]); });
 }

@@ -2,9 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <vector>
-
-#include "exec/adapters/sql/LiteralLifter.h"
 #include "exec/adapters/store/BatchColumns.h"
 
 namespace vorn {
@@ -16,10 +13,6 @@ ExecResult checkSqliteValues(const BatchColumns& columns);
 /// Binds one row to the parameters ?1, ?2, … of a statement, without copying texts.
 /// @return an SQLite result code
 int bindSqliteRow(sqlite3_stmt* statement, const BatchColumns& columns, std::size_t row);
-
-/// Binds lifted literals to the parameters of a statement, without copying texts.
-/// @return an SQLite result code
-int bindSqliteLiterals(sqlite3_stmt* statement, const std::vector<LiteralLifter::Literal>& literals);
 
 /// Makes one value of a column the result of a function or of a virtual table's column, without copying
 /// texts.

@@ -35,8 +35,11 @@ ExecResult BatchScope::close(ExecResult outcome, std::uint64_t& rows) {
 }
 
 ExecResult BatchScope::run(const char* statement) {
+  const std::string sql(statement);
+  StatementShape shape;
+  shape.read(sql, m_connection.dialect());
   std::uint64_t ignored = 0;
-  return m_connection.write(statement, ignored);
+  return m_connection.write(shape, ignored);
 }
 
 void BatchScope::undo() noexcept {

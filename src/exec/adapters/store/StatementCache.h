@@ -11,14 +11,25 @@
 
 namespace vorn {
 
+/// What the cache has to know of a statement that it keeps. Stores derive theirs from it.
+struct CachedStatement {
+  std::string text;       ///< its text, or the key of its shape; empty when the statement is not to be kept
+  std::size_t bytes = 0;  ///< the memory that keeping it takes, roughly
+  std::size_t hash = 0;   ///< of `text`
+  std::size_t slot = 0;   ///< the cache's: where it stood
+  bool lifted = false;    ///< whether `text` is a key, and the literals are parameters
+};
+
 /// The idle prepared statements of one connection, the least recently used dropped first. A statement in use
 /// is not in the cache, so two cursors over the same text never share one.
 ///
-/// Invariant: the statements kept are at most as many, and take at most as many bytes, as was said.
+/// Invariants:
+/// 1. The statements kept are at most as many, and take at most as many bytes, as was said.
+/// 2. A text finds no statement of a shape, and a shape none of a text.
 ///
-/// @tparam Statement  a movable owner with the members `text` (empty when it is not to be kept, as one longer
-///                    than kLongestText must be: it would never be found again) and `bytes` (what keeping it
-///                    takes, roughly), and nothing to do for its destruction when empty
+/// @tparam Statement  a movable owner, derived from CachedStatement. A text longer than kLongestText is left
+///                    empty: it would never be found again. There is nothing to do for the destruction of an
+///                    empty one.
 template <typename Statement>
 class StatementCache {
  public:
@@ -27,15 +38,17 @@ class StatementCache {
 
   explicit StatementCache(std::size_t capacity) : m_hashes(capacity), m_slots(capacity) {}
 
-  /// Takes the statement of a text out of the cache.
+  /// Takes a statement out of the cache.
+  /// @param lifted  whether `text` is the key of a shape
   /// @return an empty statement when there is none
-  Statement take(std::string_view text) noexcept {
+  Statement take(std::string_view text, std::size_t hash, bool lifted) noexcept {
     if (text.size() > kLongestText) return {};
-    const std::size_t hash = hashOf(text);
+    hash |= 1;
     auto found = std::find(m_hashes.begin(), m_hashes.end(), hash);
     while (found != m_hashes.end()) {
       const auto slot = static_cast<std::size_t>(found - m_hashes.begin());
-      if (m_slots[slot].statement.text == text) return empty(slot);
+      const Statement& statement = m_slots[slot].statement;
+      if (statement.lifted == lifted && statement.text == text) return empty(slot);
       found = std::find(found + 1, m_hashes.end(), hash);
     }
     return {};
@@ -45,12 +58,16 @@ class StatementCache {
   void put(Statement statement) noexcept {
     if (statement.text.empty() || statement.bytes > kMostBytes) return;
     while (m_bytes + statement.bytes > kMostBytes) empty(oldest());
-    const auto free = std::find(m_hashes.begin(), m_hashes.end(), std::size_t{0});
-    const std::size_t slot =
-        free == m_hashes.end() ? oldest() : static_cast<std::size_t>(free - m_hashes.begin());
-    empty(slot);
-    m_hashes[slot] = hashOf(statement.text);
+    // Mostly it comes back to where it stood.
+    std::size_t slot = statement.slot;
+    if (m_hashes[slot] != 0) {
+      const auto free = std::find(m_hashes.begin(), m_hashes.end(), std::size_t{0});
+      slot = free == m_hashes.end() ? oldest() : static_cast<std::size_t>(free - m_hashes.begin());
+      empty(slot);
+    }
+    m_hashes[slot] = statement.hash | 1;
     m_bytes += statement.bytes;
+    statement.slot = slot;
     m_slots[slot].statement = std::move(statement);
     m_slots[slot].lastUse = ++m_clock;
   }
@@ -66,9 +83,6 @@ class StatementCache {
     std::uint64_t lastUse = 0;
     Statement statement;
   };
-
-  // Never 0, which marks an empty slot.
-  static std::size_t hashOf(std::string_view text) { return std::hash<std::string_view>{}(text) | 1; }
 
   // The slot used longest ago. An empty one counts as never used only when all are empty.
   std::size_t oldest() const noexcept {
@@ -89,7 +103,7 @@ class StatementCache {
 
   // The hashes stand apart from the slots: looking one up is a scan over a few cache lines, and neither
   // taking nor putting allocates.
-  std::vector<std::size_t> m_hashes;  ///< 0 for an empty slot
+  std::vector<std::size_t> m_hashes;  ///< 0 for an empty slot, otherwise odd
   std::vector<Slot> m_slots;
   std::uint64_t m_clock = 0;
   std::size_t m_bytes = 0;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "exec/adapters/sql/StatementShape.h"
 #include "exec/adapters/store/BatchColumns.h"
 #include "exec/adapters/store/StoreCursor.h"
 #include "vorn/platform/data_session.h"
@@ -18,6 +19,9 @@ namespace vorn {
 class StoreConnection {
  public:
   virtual ~StoreConnection() = default;
+
+  /// @return how the store writes its SQL; the statements that it is handed are read by it
+  virtual const SqlDialect& dialect() const noexcept = 0;
 
   /// Looks, without a round trip, whether the connection can still be used. Asked before every statement, so
   /// it has to cost next to nothing on a connection that was used just now.
@@ -50,16 +54,18 @@ class StoreConnection {
 
   // The three below take exactly one statement and send it once. A text with a second one is refused whole
   // with MultipleStatements, one without any with EmptyStatement. A statement that broke off with its
-  // connection is ConnectionLost: it may have been carried out, so it is not sent again.
+  // connection is ConnectionLost: it may have been carried out, so it is not sent again. Where a statement's
+  // literals are lifted, a store may run a prepared statement of its shape, if everything that comes of it is
+  // what comes of the text.
 
   /// Runs one statement and fetches its first row. A statement without rows gives a cursor at its end; one
   /// that writes and returns rows has been read to its end, as it may still fail after the last of them.
   /// @param cursor  set on success only
-  virtual ExecResult read(const std::string& sql, std::unique_ptr<StoreCursor>& cursor) = 0;
+  virtual ExecResult read(const StatementShape& statement, std::unique_ptr<StoreCursor>& cursor) = 0;
 
   /// Runs one statement; rows that it returns are dropped.
   /// @param rows  set to the number of rows written
-  virtual ExecResult write(const std::string& sql, std::uint64_t& rows) = 0;
+  virtual ExecResult write(const StatementShape& statement, std::uint64_t& rows) = 0;
 
   /// Runs one statement for every row of a parameter set, all rows or none. A transaction that was open
   /// before is open afterwards. See BatchScope.
