@@ -20,6 +20,12 @@ class DifferentialTest : public StoreTest {
   /// @param pieces  the file of a StatementGenerator, with pieces STATEMENT and NOISE
   explicit DifferentialTest(const std::string& pieces);
 
+  void TearDown() override {
+    finishReadings(0);
+    m_held.reset();
+    StoreTest::TearDown();
+  }
+
   /// Runs random statements until as many as asked for have run, or one came out differently.
   void run(std::size_t usually);
 
