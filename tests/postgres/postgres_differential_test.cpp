@@ -35,11 +35,10 @@ class PostgresDifferential : public DifferentialTest {
     const Result result(PQexecParams(m_plain.get(), sql.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 0),
                         PQclear);
     Outcome outcome{{}, endOf(result.get(), sql)};
-    std::vector<vorn::RowValue> row(static_cast<std::size_t>(PQnfields(result.get())));
     for (int line = 0; reads && line < PQntuples(result.get()); ++line) {
-      for (std::size_t column = 0; column < row.size(); ++column)
-        readValue(result.get(), line, static_cast<int>(column), row[column]);
-      outcome.rows.push_back(shown(row));
+      std::string& row = outcome.rows.emplace_back();
+      for (int column = 0; column < PQnfields(result.get()); ++column)
+        row += shown({valueOf(result.get(), line, column)});
     }
     return outcome;
   }
@@ -76,19 +75,23 @@ class PostgresDifferential : public DifferentialTest {
     return describe(2UL << 32 | std::strtoul(state.c_str(), nullptr, 36));
   }
 
-  static void readValue(const PGresult* result, int line, int column, vorn::RowValue& value) {
+  static vorn::RowValue valueOf(const PGresult* result, int line, int column) {
     constexpr Oid kBool = 16, kBytea = 17, kInt8 = 20, kInt2 = 21, kInt4 = 23, kFloat4 = 700, kFloat8 = 701;
-    const std::string text = PQgetvalue(result, line, column);
+    std::string text = PQgetvalue(result, line, column);
     const Oid type = PQftype(result, column);
-    if (PQgetisnull(result, line, column) != 0) return value.setNull();
-    if (type == kInt2 || type == kInt4 || type == kInt8) return value.setInteger(std::stoll(text));
-    if (type == kFloat4 || type == kFloat8) return value.setReal(std::stod(text));
-    if (type == kBool) return value.setText(text == "t" ? "true" : "false", text == "t" ? 4 : 5);
-    if (type != kBytea) return value.setText(text.data(), text.size());
-    std::size_t size = 0;
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.c_str());
-    const std::unique_ptr<unsigned char, void (*)(void*)> plain(PQunescapeBytea(bytes, &size), PQfreemem);
-    value.setText(reinterpret_cast<const char*>(plain.get()), size);
+    vorn::RowValue value;
+    if (PQgetisnull(result, line, column) != 0) return value;
+    if (type == kBool) text = text == "t" ? "true" : "false";
+    if (type == kBytea) {
+      std::size_t size = 0;
+      const auto* const escaped = reinterpret_cast<const unsigned char*>(text.c_str());
+      const std::unique_ptr<unsigned char, void (*)(void*)> bytes(PQunescapeBytea(escaped, &size), PQfreemem);
+      text.assign(reinterpret_cast<const char*>(bytes.get()), size);
+    }
+    value.setText(text.data(), text.size());
+    if (type == kInt2 || type == kInt4 || type == kInt8) value.setInteger(std::stoll(text));
+    if (type == kFloat4 || type == kFloat8) value.setReal(std::stod(text));
+    return value;
   }
 
   Connection connect(const std::string& url) { return {PQconnectdb(url.c_str()), PQfinish}; }

@@ -92,7 +92,6 @@ void DifferentialTest::finishReading(std::list<Reading>::iterator reading) {
     if (!m_hasOrder && sql.find("order by") == std::string::npos)
       std::sort(outcome->rows.begin(), outcome->rows.end());
   }
-  fprintf(stderr, "%s\t%zu\t%s\n", plain.end.c_str(), plain.rows.size(), replaced(sql, "\n", "\\n").c_str());
   m_failures += plain.end == kSuccess ? 0 : 1;
   m_rows += plain.rows.size();
   EXPECT_TRUE(isSame(plain.end, ours.end) && plain.rows == ours.rows)
