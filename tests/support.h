@@ -46,10 +46,13 @@ inline std::string escaped(const std::string& text) {
   return replaced(text, "'", "''");
 }
 
-/// @return the seed of a random test: VORN_TEST_SEED, or another one each time, which the output names
-inline unsigned testSeed() {
+/// @return the seed of a random test: VORN_TEST_SEED, or the usual one, or for 0 another one each time; the
+/// output names it
+inline unsigned testSeed(unsigned usual = 0) {
   const char* const chosen = std::getenv("VORN_TEST_SEED");
-  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen)) : std::random_device()();
+  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen))
+                        : usual != 0      ? usual
+                                          : std::random_device()();
   std::printf("repeat with VORN_TEST_SEED=%u\n", seed);
   return seed;
 }

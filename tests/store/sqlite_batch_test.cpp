@@ -1,8 +1,8 @@
 // A batch against one multi-row insert of the same rows on plain SQLite, over tables of every kind.
-#include <map>
 #include <optional>
 
 #include "store/PlainSqlite.h"
+#include "store/StatementGenerator.h"
 #include "store/store_fixture.h"
 
 namespace {
@@ -11,26 +11,11 @@ class SqliteBatch : public StoreTest {
  protected:
   using Rows = std::vector<std::pair<long, long>>;
 
-  SqliteBatch() {
-    for (const auto& [piece, choices] : casesOf("store/random_tables.txt"))
-      m_choices[piece] = split(choices, "|");
-  }
-
-  /// @return a random choice for a piece of a table, and for the pieces that it names
-  std::string random(const std::string& piece) {
-    const std::vector<std::string>& choices = m_choices.at(piece);
-    std::string choice = choices[m_random() % choices.size()];
-    for (const auto& [inner, unused] : m_choices) {
-      if (choice.find(inner) != std::string::npos) choice = replaced(choice, inner, random(inner));
-    }
-    return choice;
-  }
-
   /// Makes a random table on both stores. @return the statements that did
   std::string makeTable() {
     std::string all;
     for (const char* const piece : {"PARENT", "PARENTS", "SEEN", "TABLE", "INDEX", "TRIGGER", "ROWS"}) {
-      const std::string sql = random(piece);
+      const std::string sql = m_generator.text(piece);
       all += sql + "\n";
       if (!sql.empty()) expectSame(db->execWriteSQL(raw(sql)), m_plain->run(sql));
     }
@@ -48,14 +33,15 @@ class SqliteBatch : public StoreTest {
 
   Rows randomRows() {
     const long sizes[] = {1, 2, 40, 99, 100, 130};
-    const long size = sizes[m_random() % 6];
-    const long first = m_random() % 5 < 2 ? 4 : 100;
-    const std::size_t order = m_random() % 4;
-    const std::size_t values = m_random() % 4;
+    const long size = sizes[m_generator.below(6)];
+    const long first = m_generator.below(5) < 2 ? 4 : 100;
+    const std::size_t order = m_generator.below(4);
+    const std::size_t values = m_generator.below(4);
     Rows rows;
     for (long row = 0; row < size; ++row) {
-      const long n = order == 0 ? static_cast<long>(m_random() % 200) : first + row;
-      const long choices[] = {first + (row + 1) % size, static_cast<long>(m_random() % 8), n, row * 3 % 101};
+      const long n = order == 0 ? static_cast<long>(m_generator.below(200)) : first + row;
+      const long choices[] = {first + (row + 1) % size, static_cast<long>(m_generator.below(8)), n,
+                              row * 3 % 101};
       rows.emplace_back(n, choices[values]);
     }
     return rows;
@@ -101,8 +87,7 @@ class SqliteBatch : public StoreTest {
     return isStored;
   }
 
-  std::mt19937 m_random{testSeed()};
-  std::map<std::string, std::vector<std::string>> m_choices;
+  StatementGenerator m_generator{"store/random_tables.txt", testSeed()};
   std::optional<PlainSqlite> m_plain;
   std::string m_shown;    // a query of all that the tables hold
   bool m_nested = false;  // in a transaction of the caller's
@@ -115,7 +100,7 @@ TEST_F(SqliteBatch, StoresAndRefusesWhatOneInsertOfAllRowsDoes) {
     useStore("sqlite::memory:");
     m_plain.emplace(":memory:");
     const std::string table = makeTable();
-    m_nested = m_random() % 2 == 0;
+    m_nested = m_generator.below(2) == 0;
     SCOPED_TRACE(table + (m_nested ? "in a transaction" : "alone"));
     if (m_nested) expectSame(db->beginTransaction(), m_plain->run("begin"));
     for (int batch = 0; batch < 2; ++batch) {
