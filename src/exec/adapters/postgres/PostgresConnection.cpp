@@ -28,16 +28,17 @@ constexpr std::chrono::seconds kResetLimit{2};
 
 }  // namespace
 
-PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel, bool alwaysReset)
-    : m_executor(std::move(channel), alwaysReset) {}
+PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel,
+                                       const PostgresSettings& settings)
+    : m_executor(std::move(channel), settings.alwaysReset),
+      m_statements(m_executor, settings.preparedStatements, settings.statementsLast) {}
 
 ExecResult PostgresConnection::open(const PostgresSettings& settings,
                                     std::unique_ptr<StoreConnection>& connection) {
   std::unique_ptr<PostgresChannel> channel;
   ExecResult result = PostgresChannel::connect(settings.keywords, channel);
   if (!result.succeeded()) return result;
-  std::unique_ptr<PostgresConnection> opened(
-      new PostgresConnection(std::move(channel), settings.alwaysReset));
+  std::unique_ptr<PostgresConnection> opened(new PostgresConnection(std::move(channel), settings));
   result = opened->configure();
   if (result.succeeded()) connection = std::move(opened);
   return result;
@@ -82,6 +83,7 @@ bool PostgresConnection::renew() noexcept {
     return false;
   }
   m_executor.setSessionReset();
+  m_statements.clear();
   return true;
 }
 

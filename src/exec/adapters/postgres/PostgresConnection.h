@@ -4,6 +4,7 @@
 #include <string>
 
 #include "exec/adapters/postgres/PostgresExecutor.h"
+#include "exec/adapters/postgres/PostgresStatements.h"
 #include "exec/adapters/store/StoreConnection.h"
 
 namespace vorn {
@@ -30,7 +31,7 @@ class PostgresConnection : public StoreConnection {
   ExecResult batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) override;
 
  private:
-  PostgresConnection(std::unique_ptr<PostgresChannel> channel, bool alwaysReset);
+  PostgresConnection(std::unique_ptr<PostgresChannel> channel, const PostgresSettings& settings);
 
   ExecResult configure();
   bool resetSession();
@@ -38,6 +39,7 @@ class PostgresConnection : public StoreConnection {
   ExecResult runText(const std::string& sql, std::uint64_t& rows);
 
   PostgresExecutor m_executor;
+  PostgresStatements m_statements;
 };
 
 }  // namespace vorn

@@ -81,7 +81,8 @@ ExecResult PostgresExecutor::makeReady() {
   }
   m_transactionBefore = inTransaction();
   m_rolledBack = false;
-  m_sessionChanged = m_sessionChanged || m_alwaysReset;
+  m_used = true;
+  if (!m_transactionBefore) ++m_transactionMark;
   return m_channel->atRest() && !m_channel->broken() ? ExecResult() : m_channel->lost();
 }
 
@@ -94,6 +95,10 @@ ExecResult PostgresExecutor::send(const std::string& sql) {
 
 void PostgresExecutor::noteStatement(const std::string& sql) {
   m_sessionChanged = m_sessionChanged || mayChangeSession(sql);
+  const SchemaEffect effect = schemaEffect(sql);
+  if (effect == SchemaEffect::None) return;
+  ++m_transactionMark;
+  if (effect == SchemaEffect::Schema) ++m_schemaMark;
 }
 
 // The server answers a commit or a preparation of a failed transaction with a rollback, and with no
