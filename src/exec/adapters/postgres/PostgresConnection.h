@@ -4,6 +4,7 @@
 #include <string>
 
 #include "exec/adapters/postgres/PostgresExecutor.h"
+#include "exec/adapters/postgres/PostgresShapes.h"
 #include "exec/adapters/postgres/PostgresStatements.h"
 #include "exec/adapters/store/StoreConnection.h"
 
@@ -35,11 +36,12 @@ class PostgresConnection : public StoreConnection {
 
   ExecResult configure();
   bool resetSession();
-  ExecResult run(const char* statement);
-  ExecResult runText(const std::string& sql, std::uint64_t& rows);
+  template <typename Take>
+  ExecResult run(const StatementShape& shape, const Take& take);
 
   PostgresExecutor m_executor;
   PostgresStatements m_statements;
+  PostgresShapes m_shapes;
 };
 
 }  // namespace vorn

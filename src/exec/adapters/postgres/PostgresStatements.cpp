@@ -118,6 +118,7 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   statement.state = PostgresStatement::State::Refused;
   statement.parameters.clear();
   statement.columns.clear();
+  statement.targets.clear();
   const bool nested = m_executor.inTransaction();
   std::size_t questions = 0;
   if (!sendPreparation(statement, text, types, columns, nested, questions)) {

@@ -30,6 +30,7 @@ struct PostgresStatement {
   State state = State::New;
   std::vector<Oid> parameters;  ///< their types, as the server has understood the statement
   std::vector<Column> columns;  ///< of the second text that was asked for when it was prepared
+  std::vector<Column> targets;  ///< what each parameter is assigned to; type 0, or missing, for nothing
   bool returnsRows = false;
   std::uint64_t generation = 0;   ///< of the statements, when it was prepared
   std::uint64_t transaction = 0;  ///< the mark of the last transaction in which it succeeded

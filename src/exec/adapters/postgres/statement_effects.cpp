@@ -48,7 +48,7 @@ constexpr std::string_view kPlain[] = {
 // First words of statements that keep the locks of their transaction and do not change the schema.
 constexpr std::string_view kKeeping[] = {
     "begin", "close", "copy", "delete", "explain", "fetch", "insert", "listen", "lock", "merge",
-    "move", "notify", "release", "savepoint", "select", "set", "show", "start", "table", "truncate", "update",
+    "move", "notify", "release", "savepoint", "select", "show", "start", "table", "truncate", "update",
     "values", "with",
 };
 // clang-format on
@@ -187,6 +187,8 @@ SchemaEffect schemaEffect(const std::string& sql) {
     // With "to" or "chain" the transaction goes on.
     return words.next() ? SchemaEffect::Locks : SchemaEffect::None;
   }
+  if (first == "set")
+    return words.next() && words.word() == "local" ? SchemaEffect::Settings : SchemaEffect::None;
   return isIn(kKeeping, first) ? SchemaEffect::None : SchemaEffect::Schema;
 }
 

@@ -14,11 +14,11 @@ bool isCopy(const std::string& sql);
 /// @return whether the statement asks for the end of the transaction with nothing kept, or for a savepoint
 bool isRollback(const std::string& sql);
 
-/// What a statement may take from under those that follow it: the locks of their transaction (and with them
-/// what these hold in place), or the schema as well.
-enum class SchemaEffect : unsigned char { None, Locks, Schema };
+/// What a statement may take from under those that follow it in its transaction: the locks that hold their
+/// tables in place, the settings of the transaction, or the schema.
+enum class SchemaEffect : unsigned char { None, Locks, Settings, Schema };
 
-/// What functions do does not show, but for those that mayChangeSession() names.
+/// What functions do does not show here; mayChangeSession() names the calls that may do anything.
 SchemaEffect schemaEffect(const std::string& sql);
 
 /// @return whether the statement may leave something behind in its session: settings, a role, temporary
