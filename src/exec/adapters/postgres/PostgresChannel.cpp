@@ -356,8 +356,14 @@ ExecResult PostgresChannel::sendPipeline(std::size_t questions) {
 
 ExecResult PostgresChannel::endPipeline() {
   PostgresResult result;
-  const bool synchronised =
-      m_expected == 0 && next(result) && PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC;
+  ExecResult outcome;
+  bool more = m_expected == 0 && next(result);
+  // Outside of a transaction, what waits for its end, as a deferred constraint does, is refused here.
+  while (more && PQresultStatus(result.get()) == PGRES_FATAL_ERROR && !m_broken) {
+    outcome = postgresFailure(result.get(), handle());
+    more = next(result) && (result || next(result));
+  }
+  const bool synchronised = more && PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC;
   if (!synchronised || PQexitPipelineMode(handle()) != 1) {
     m_broken = true;
     return lost();
@@ -365,7 +371,7 @@ ExecResult PostgresChannel::endPipeline() {
   m_state = State::AtRest;
   m_answered = false;
   m_lastAnswer = Clock::now();
-  return {};
+  return outcome;
 }
 
 // @return false when the deadline is over, the peer has gone, or the client library waits for nothing

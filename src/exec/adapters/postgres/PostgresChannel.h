@@ -95,7 +95,8 @@ class PostgresChannel {
   /// @param questions  how many were sent. Each has an answer that next() ends with a null.
   ExecResult sendPipeline(std::size_t questions);
   /// Ends the pipeline after the last answer.
-  /// @return a failure when its answers do not match its questions
+  /// @return a failure when the server could not keep what was done outside of a transaction, or the answers do
+  ///         not match the questions
   ExecResult endPipeline();
 
   Clock::time_point lastAnswer() const noexcept { return m_lastAnswer; }

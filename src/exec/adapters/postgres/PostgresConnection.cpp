@@ -26,13 +26,17 @@ constexpr char kReset[] =
 
 constexpr std::chrono::seconds kResetLimit{2};
 
+constexpr std::size_t kBatchStatements = 32;
+
 }  // namespace
 
 PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel,
                                        const PostgresSettings& settings)
     : m_executor(std::move(channel), settings.alwaysReset),
       m_statements(m_executor, settings.preparedStatements, settings.statementsLast),
-      m_shapes(m_executor, m_statements) {}
+      m_shapes(m_executor, m_statements),
+      m_batchStatements(m_executor, settings.preparedStatements == 0 ? 0 : kBatchStatements,
+                        settings.statementsLast) {}
 
 ExecResult PostgresConnection::open(const PostgresSettings& settings,
                                     std::unique_ptr<StoreConnection>& connection) {
@@ -85,6 +89,7 @@ bool PostgresConnection::renew() noexcept {
   }
   m_executor.setSessionReset();
   m_statements.clear();
+  m_batchStatements.clear();
   return true;
 }
 
@@ -161,7 +166,7 @@ ExecResult PostgresConnection::write(const StatementShape& shape, std::uint64_t&
 
 ExecResult PostgresConnection::batch(const std::string& sql, const BatchColumns& columns,
                                      std::uint64_t& rows) {
-  return PostgresBatch(*this, m_executor, columns).run(sql, rows);
+  return PostgresBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
 }
 
 }  // namespace vorn

@@ -42,6 +42,7 @@ class PostgresConnection : public StoreConnection {
   PostgresExecutor m_executor;
   PostgresStatements m_statements;
   PostgresShapes m_shapes;
+  PostgresStatements m_batchStatements;  ///< apart, so that batches of many sizes push no others out
 };
 
 }  // namespace vorn
