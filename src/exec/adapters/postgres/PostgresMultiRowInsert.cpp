@@ -113,12 +113,21 @@ ExecResult PostgresMultiRowInsert::attempt(bool prepared, std::uint64_t& rows, b
   });
   if (result.succeeded()) {
     scope.setKept();
-    if (prepared) m_statements.setProven(*m_select);
+    noteSuccess(prepared);
   } else {
     rows = 0;
     repeat = prepared && needsRepeat(pipeline, selectAt, insertAt);
   }
   return result;
+}
+
+// An insert that was refused when it was to be prepared, and whose text is kept, shows another table.
+void PostgresMultiRowInsert::noteSuccess(bool prepared) noexcept {
+  if (prepared) {
+    m_statements.setProven(*m_select);
+  } else if (m_insert != nullptr && m_insert->parameters.empty()) {
+    m_statements.setStale(*m_select, false);
+  }
 }
 
 bool PostgresMultiRowInsert::needsRepeat(const PostgresPipeline& pipeline, std::size_t selectAt,
@@ -134,8 +143,9 @@ bool PostgresMultiRowInsert::needsRepeat(const PostgresPipeline& pipeline, std::
   }
   if (pipeline.failedAt() != insertAt) return false;
   if (unknown) m_statements.setStale(*m_insert, true);
-  if (pipeline.failedWith("22") || pipeline.failedWith("23")) return isConverted();
-  return unknown || pipeline.failedWith("42");
+  // Of a text the encoding is looked at first, of parameters one after the other.
+  return unknown || pipeline.failedWith("42") || pipeline.failedWith("22") ||
+         (pipeline.failedWith("23") && isConverted());
 }
 
 std::string PostgresMultiRowInsert::insertText(bool prepared) const {
