@@ -8,43 +8,19 @@
 
 namespace {
 
-const std::vector<std::string> kTypes = {
-    "bigint",    "int",          "smallint", "real",         "float8",   "numeric",       "numeric(6,2)",
-    "text",      "varchar(4)",   "char(3)",  "boolean",      "interval", "interval year", "date",
-    "timestamp", "timestamp(0)", "int[]",    "varchar(2)[]", "mood",     "short",         "positive",
-    "years",     "bit(3)",       "bytea",    "jsonb",        "regclass"};
-const std::vector<std::string> kConstraints = {"",
-                                               "",
-                                               "",
-                                               "not null",
-                                               "unique",
-                                               "unique deferrable initially deferred",
-                                               "primary key",
-                                               "generated always as (null) stored"};
-const std::vector<std::string> kTexts = {"1",
-                                         "1",
-                                         "-1",
-                                         "3",
-                                         "70000",
-                                         "3000000000",
-                                         "1.5",
-                                         "1.00",
-                                         "ab",
-                                         "a  ",
-                                         "abcdef",
-                                         "t",
-                                         "fine",
-                                         "{1}",
-                                         "{abc}",
-                                         "NaN",
-                                         "",
-                                         "101",
-                                         "1 year 2 mons",
-                                         "2024-01-31 10:00:00.7",
-                                         "pg_class",
-                                         "\\x00",
-                                         "\xff",
-                                         std::string(1, '\0')};
+const std::vector<std::string> kTypes = split(
+    "bigint;int;smallint;real;float8;numeric;numeric(6,2);text;varchar(4);char(3);boolean;interval;interval "
+    "year;date;"
+    "timestamp;timestamp(0);int[];varchar(2)[];mood;short;positive;years;bit(3);bytea;jsonb;regclass",
+    ";");
+const std::vector<std::string> kConstraints = split(
+    ";;;not null;unique;unique deferrable initially deferred;primary key;generated always as (null) stored",
+    ";");
+const std::vector<std::string> kTexts = split(
+    std::string("1;1;-1;3;70000;3000000000;1.5;1.00;ab;a  ;abcdef;t;fine;{1};{abc};NaN;;101;1 year 2 mons;"
+                "2024-01-31 10:00:00.7;pg_class;\\x00;\xff;") +
+        '\0',
+    ";");
 const std::vector<double> kNumbers = {0, 1, 1, 3, -1, 2.5, 0.1, 70000, 3e9, 1e15};
 
 constexpr const char* kPrepared =

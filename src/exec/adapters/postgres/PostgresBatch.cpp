@@ -43,9 +43,6 @@ constexpr std::size_t kSliceRows = 1000;
 
 constexpr std::size_t kRowsInFlight = 1000;
 
-// From here on a binary copy gains more than it costs to check every value.
-constexpr std::size_t kBinaryRows = 2000;
-
 }  // namespace
 
 PostgresBatch::PostgresBatch(StoreConnection& connection, PostgresExecutor& executor,
@@ -140,7 +137,7 @@ ExecResult PostgresBatch::inspect(BatchScope& scope, Target& target) {
 }
 
 ExecResult PostgresBatch::insertByCopy(const Target& target, const char* after, std::uint64_t& rows) {
-  if (target.isPostgres && m_columns.rows() >= kBinaryRows) {
+  if (target.isPostgres) {
     const PostgresBinaryCopy binary(m_columns, target.types);
     if (binary.possible()) return copy(binary, m_target + " from stdin (format binary)", after, rows);
   }
