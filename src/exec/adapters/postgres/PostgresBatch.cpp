@@ -56,6 +56,7 @@ PostgresBatch::PostgresBatch(StoreConnection& connection, PostgresExecutor& exec
 ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
   if (!isPlainBatchInsert(sql, m_columns, m_table))
     return runInScope([&] { return runRowByRow(sql, rows); }, rows);
+  if (m_columns.rows() == 0) return {};
   m_target = m_table + " (";
   appendJoined(m_target, m_columns, ", ",
                [](std::string& text, const BatchColumn& column) { text += *column.name; });
