@@ -1,14 +1,16 @@
 #include "exec/adapters/postgres/PostgresBatch.h"
 
 #include <algorithm>
-#include <array>
+#include <functional>
+#include <string_view>
 #include <utility>
 
 #include "common/joined.h"
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/postgres/PostgresBinaryCopy.h"
 #include "exec/adapters/postgres/PostgresDialect.h"
-#include "exec/adapters/postgres/PostgresError.h"
+#include "exec/adapters/postgres/PostgresMultiRowInsert.h"
+#include "exec/adapters/postgres/PostgresPipeline.h"
 #include "exec/adapters/postgres/PostgresTextCopy.h"
 #include "exec/adapters/postgres/postgres_literal.h"
 #include "exec/adapters/postgres/statement_effects.h"
@@ -28,8 +30,12 @@ constexpr char kInspect[] =
     " pg_catalog.version() like 'PostgreSQL %'"
     " from pg_catalog.pg_class c where c.oid = $1::regclass";
 
-// Up to here one insert with its values as literals is faster than the look-up before a copy.
-constexpr std::size_t kFewRows = 50;
+// Values of a batch, up to which one insert as a text costs less than the look-up before a copy.
+constexpr std::size_t kTextValues = 64;
+
+// Values up to which a prepared insert is kept. With more a copy is as fast, and the server's plan of the
+// insert takes about 250 bytes a value.
+constexpr std::size_t kPreparedValues = 512;
 
 // Bytes of the text of one insert, and its rows.
 constexpr std::size_t kSlice = 256 << 10;
@@ -37,114 +43,113 @@ constexpr std::size_t kSliceRows = 1000;
 
 constexpr std::size_t kRowsInFlight = 1000;
 
-// From here on a binary copy gains more than it costs to check every value.
-constexpr std::size_t kBinaryRows = 2000;
-
 }  // namespace
 
 PostgresBatch::PostgresBatch(StoreConnection& connection, PostgresExecutor& executor,
-                             const BatchColumns& columns)
-    : m_connection(connection), m_executor(executor), m_channel(executor.channel()), m_columns(columns) {}
+                             PostgresStatements& statements, const BatchColumns& columns)
+    : m_connection(connection),
+      m_executor(executor),
+      m_channel(executor.channel()),
+      m_statements(statements),
+      m_columns(columns) {}
 
 ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
-  if (isPlainBatchInsert(sql, m_columns, m_table)) {
-    m_target = m_table + " (";
-    appendJoined(m_target, m_columns, ", ",
-                 [](std::string& text, const BatchColumn& column) { text += *column.name; });
-    m_target += ")";
+  if (!isPlainBatchInsert(sql, m_columns, m_table))
+    return runInScope([&] { return runRowByRow(sql, rows); }, rows);
+  if (m_columns.rows() == 0) return {};
+  m_target = m_table + " (";
+  appendJoined(m_target, m_columns, ", ",
+               [](std::string& text, const BatchColumn& column) { text += *column.name; });
+  m_target += ")";
+  const std::size_t values = m_columns.rows() * m_columns.size();
+  if (values <= kPreparedValues && textBytes() < kSlice / 2) {
+    ExecResult result = refuseZeroBytes(m_columns);
+    if (!result.succeeded()) return result;
+    PostgresMultiRowInsert insert(m_connection, m_executor, m_statements, m_table, m_target, m_columns);
+    if (insert.prepare() || values <= kTextValues) return insert.run(rows);
   }
-  // One statement needs no transaction around it to be kept whole or not at all.
-  if (isSmall() && !m_executor.inTransaction()) {
-    ExecResult result = insertLiterals(rows);
-    if (!result.succeeded()) rows = 0;
-    return result;
-  }
-  BatchScope scope(m_connection);
-  ExecResult result = scope.open();
-  return result.succeeded() ? scope.close(runInScope(sql, rows), rows) : result;
+  return insertColumns(rows);
 }
 
-ExecResult PostgresBatch::runInScope(const std::string& sql, std::uint64_t& rows) {
-  if (m_target.empty()) return runRowByRow(sql, rows);
-  return isSmall() ? insertLiterals(rows) : insertColumns(rows);
-}
-
-bool PostgresBatch::isSmall() const {
-  if (m_target.empty() || m_columns.rows() > kFewRows) return false;
+std::size_t PostgresBatch::textBytes() const {
   std::size_t bytes = 0;
   for (const BatchColumn& column : m_columns) {
     if (!column.isText()) continue;
     for (std::size_t row = 0; row < m_columns.rows(); ++row) bytes += column.text(row).size();
   }
-  return bytes < kSlice / 2;
+  return bytes;
 }
 
+template <typename Work>
+ExecResult PostgresBatch::runInScope(const Work& work, std::uint64_t& rows) {
+  BatchScope scope(m_connection);
+  ExecResult result = scope.open();
+  return result.succeeded() ? scope.close(work(), rows) : result;
+}
+
+// Looks up and copies inside of a transaction, or of a savepoint, of its own. What opens and closes that
+// goes along with the look-up and with the copy.
 ExecResult PostgresBatch::insertColumns(std::uint64_t& rows) {
+  BatchScope scope(m_connection);
   Target target;
-  ExecResult result = inspect(target);
+  ExecResult result = inspect(scope, target);
   if (!result.succeeded()) return result;
-  return target.canCopy ? insertByCopy(target, rows) : insertLiterals(rows);
+  if (!target.canCopy) return scope.close(insertLiterals(rows), rows);
+  result = insertByCopy(target, scope.keepingText(), rows);
+  if (result.succeeded()) {
+    scope.setKept();
+  } else {
+    rows = 0;
+  }
+  return result;
 }
 
 // Parsing the insert takes the insert's own lock, to the end of the transaction, and has the server refuse
 // what it refuses of every insert. The look-up after it in the same round trip sees what nobody can change
 // any more.
-ExecResult PostgresBatch::inspect(Target& target) {
+ExecResult PostgresBatch::inspect(BatchScope& scope, Target& target) {
   std::string insert = "insert into " + m_target + " values (";
   for (std::size_t index = 0; index < m_columns.size(); ++index) {
     insert.append(index == 0 ? "$" : ", $").append(std::to_string(index + 1));
   }
   insert += ")";
-  ExecResult result = m_executor.makeReady();
-  if (result.succeeded()) result = m_channel.beginPipeline();
+  constexpr std::string_view kLookUp = kInspect;
+  PostgresStatement* kept = m_statements.find(kLookUp, std::hash<std::string_view>()(kLookUp));
+  if (kept != nullptr && kept->state == PostgresStatement::State::New)
+    static_cast<void>(m_statements.prepare(*kept, kInspect, {}));  // or it goes as text
+  if (kept != nullptr && kept->state != PostgresStatement::State::Prepared) kept = nullptr;
+  PostgresPipeline pipeline(m_executor);
+  ExecResult result = pipeline.begin();
   if (!result.succeeded()) return result;
-  PGconn* const handle = m_channel.handle();
-  const char* const table = m_table.c_str();
-  if (PQsendPrepare(handle, "", insert.c_str(), 0, nullptr) != 1 || PQsendDescribePrepared(handle, "") != 1 ||
-      PQsendQueryParams(handle, kInspect, 1, nullptr, &table, nullptr, nullptr, 0) != 1) {
-    m_channel.setBroken();
-    return m_channel.lost();
-  }
-  result = m_channel.sendPipeline(3);
-  return result.succeeded() ? receiveInspection(target) : result;
-}
-
-ExecResult PostgresBatch::receiveInspection(Target& target) {
-  ExecResult outcome;
-  PostgresResult answer;
-  for (int question = 0; question < 3; ++question) {
-    for (;;) {
-      if (!m_channel.next(answer)) return outcome.succeeded() ? m_channel.lost() : outcome;
-      if (!answer) break;
-      const ExecStatusType status = PQresultStatus(answer.get());
-      if (status == PGRES_TUPLES_OK && PQntuples(answer.get()) == 1) {
-        target.canCopy = *PQgetvalue(answer.get(), 0, 0) == 't';
-        target.isPostgres = *PQgetvalue(answer.get(), 0, 1) == 't';
-      } else if (status == PGRES_COMMAND_OK) {
-        for (int index = 0; index < PQnparams(answer.get()); ++index) {
-          target.types.push_back(PQparamtype(answer.get(), index));
-        }
-      } else if (status != PGRES_TUPLES_OK && outcome.succeeded()) {
-        outcome = postgresFailure(answer.get(), m_channel.handle());
-      }
+  pipeline.ask(scope.openingText());
+  const std::size_t describe = pipeline.askToDescribe(insert);
+  pipeline.askWithText(kept != nullptr, kept == nullptr ? kInspect : kept->name, m_table);
+  result = pipeline.end([&](std::size_t question, PGresult* answer) {
+    if (question == 0) scope.setOpen();
+    if (question == describe) {
+      for (int index = 0; index < PQnparams(answer); ++index)
+        target.types.push_back(PQparamtype(answer, index));
+    } else if (question > describe && PQntuples(answer) == 1) {
+      target.canCopy = *PQgetvalue(answer, 0, 0) == 't';
+      target.isPostgres = *PQgetvalue(answer, 0, 1) == 't';
     }
-  }
-  ExecResult ended = m_channel.endPipeline();
-  return outcome.succeeded() ? ended : outcome;
+  });
+  return result;
 }
 
-ExecResult PostgresBatch::insertByCopy(const Target& target, std::uint64_t& rows) {
-  if (target.isPostgres && m_columns.rows() >= kBinaryRows) {
+ExecResult PostgresBatch::insertByCopy(const Target& target, const char* after, std::uint64_t& rows) {
+  if (target.isPostgres) {
     const PostgresBinaryCopy binary(m_columns, target.types);
-    if (binary.possible()) return copy(binary, m_target + " from stdin (format binary)", rows);
+    if (binary.possible()) return copy(binary, m_target + " from stdin (format binary)", after, rows);
   }
-  return copy(PostgresTextCopy(m_columns), m_target + " from stdin", rows);
+  return copy(PostgresTextCopy(m_columns), m_target + " from stdin", after, rows);
 }
 
 template <typename Format>
-ExecResult PostgresBatch::copy(const Format& format, const std::string& destination, std::uint64_t& rows) {
+ExecResult PostgresBatch::copy(const Format& format, const std::string& destination, const char* after,
+                               std::uint64_t& rows) {
   ExecResult result = m_executor.makeReady();
-  if (result.succeeded()) result = m_channel.askSimple("copy " + destination);
+  if (result.succeeded()) result = m_channel.askSimple("copy " + destination + "; " + after);
   if (!result.succeeded()) return result;
   PostgresResult answer;
   if (!m_channel.next(answer)) return m_channel.lost();
@@ -154,7 +159,7 @@ ExecResult PostgresBatch::copy(const Format& format, const std::string& destinat
     // The answer says whether any of it failed.
     if (!m_channel.next(answer)) return m_channel.lost();
   }
-  return m_executor.finish(std::move(answer), &rows);
+  return m_executor.checkKept(after, m_executor.finish(std::move(answer), &rows));
 }
 
 ExecResult PostgresBatch::insertLiterals(std::uint64_t& rows) {
@@ -190,52 +195,24 @@ ExecResult PostgresBatch::runRowByRow(const std::string& sql, std::uint64_t& row
   m_executor.noteStatement(numbered);
   result = m_channel.askToParse(numbered);
   if (result.succeeded()) result = m_executor.finish();
+  PostgresBatchParameters parameters(m_columns, {}, 1);
   for (std::size_t first = 0; first < m_columns.rows() && result.succeeded(); first += kRowsInFlight) {
-    result = runRows(first, std::min(first + kRowsInFlight, m_columns.rows()), rows);
+    result = runRows(first, std::min(first + kRowsInFlight, m_columns.rows()), parameters, rows);
   }
   return result;
 }
 
-ExecResult PostgresBatch::runRows(std::size_t first, std::size_t last, std::uint64_t& rows) {
-  std::vector<std::array<char, kPostgresNumberSize + 1>> numbers(m_columns.size());
-  std::vector<const char*> values(m_columns.size());
-  ExecResult result = m_channel.beginPipeline();
+ExecResult PostgresBatch::runRows(std::size_t first, std::size_t last, PostgresBatchParameters& parameters,
+                                  std::uint64_t& rows) {
+  PostgresPipeline pipeline(m_executor);
+  ExecResult result = pipeline.begin();
   if (!result.succeeded()) return result;
   for (std::size_t row = first; row < last; ++row) {
-    for (std::size_t index = 0; index < m_columns.size(); ++index) {
-      const BatchColumn& column = m_columns[index];
-      const bool text = column.isText();
-      values[index] = text ? column.text(row).c_str() : numbers[index].data();
-      if (!text) *writePostgresNumber(numbers[index].data(), column, row) = '\0';
-    }
-    if (PQsendQueryPrepared(m_channel.handle(), "", static_cast<int>(values.size()), values.data(), nullptr,
-                            nullptr, 0) != 1) {
-      m_channel.setBroken();
-      return m_channel.lost();
-    }
+    parameters.set(row, row + 1);
+    pipeline.askPrepared("", &parameters);
   }
-  result = m_channel.sendPipeline(last - first);
-  return result.succeeded() ? receiveRows(last - first, rows) : result;
-}
-
-ExecResult PostgresBatch::receiveRows(std::size_t questions, std::uint64_t& rows) {
-  ExecResult outcome;
-  PostgresResult answer;
-  for (std::size_t question = 0; question < questions; ++question) {
-    for (;;) {
-      if (!m_channel.next(answer)) return outcome.succeeded() ? m_channel.lost() : outcome;
-      if (!answer) break;
-      const ExecStatusType status = PQresultStatus(answer.get());
-      if (!outcome.succeeded() || status == PGRES_PIPELINE_ABORTED) continue;
-      if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) {
-        rows += PostgresExecutor::rowsWritten(answer.get());
-      } else {
-        outcome = postgresFailure(answer.get(), m_channel.handle());
-      }
-    }
-  }
-  ExecResult ended = m_channel.endPipeline();
-  return outcome.succeeded() ? ended : outcome;
+  return pipeline.end(
+      [&rows](std::size_t, PGresult* answer) { rows += PostgresExecutor::rowsWritten(answer); });
 }
 
 }  // namespace vorn

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "exec/adapters/postgres/PostgresChannel.h"
+#include "exec/adapters/postgres/postgres_binary.h"
 #include "exec/adapters/store/BatchColumns.h"
 
 namespace vorn {
@@ -24,14 +25,8 @@ class PostgresBinaryCopy {
   bool send(PostgresChannel& channel) const;
 
  private:
-  enum class Form : unsigned char { None, Text, Int16, Int32, Int64, Float32, Float64 };
-
-  static Form formOf(const BatchColumn& column, Oid type);
-  static bool fits(const BatchColumn& column, Form form, std::size_t rows);
-  static char* writeNumber(char* out, const BatchColumn& column, Form form, std::size_t row);
-
   const BatchColumns& m_columns;
-  std::vector<Form> m_forms;
+  std::vector<PostgresForm> m_forms;
 };
 
 }  // namespace vorn

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "common/log_line.h"
@@ -193,6 +194,23 @@ ExecResult PostgresChannel::ask(const std::string& sql) {
   return asked(accepted);
 }
 
+ExecResult PostgresChannel::askPrepared(const PreparedCall& call, const char* before) {
+  if (!atRest() || broken()) return lost();
+  const auto send = [&] {
+    return PQsendQueryPrepared(handle(), call.name, call.count, call.values, call.lengths, call.formats, 0) ==
+           1;
+  };
+  if (before == nullptr) {
+    const bool accepted = send();
+    if (accepted) PQsetSingleRowMode(handle());
+    return asked(accepted);
+  }
+  m_before = Before::Asked;
+  return asked(PQenterPipelineMode(handle()) == 1 &&
+               PQsendQueryParams(handle(), before, 0, nullptr, nullptr, nullptr, nullptr, 0) == 1 && send() &&
+               PQpipelineSync(handle()) == 1);
+}
+
 ExecResult PostgresChannel::askSimple(const std::string& sql) {
   if (!atRest() || broken()) return lost();
   return asked(PQsendQuery(handle(), sql.c_str()) == 1);
@@ -223,21 +241,53 @@ bool PostgresChannel::flush() {
 bool PostgresChannel::next(PostgresResult& result, const Deadline& deadline) {
   result.reset();
   if (m_state == State::AtRest || m_broken) return false;
-  if (!awaitResult(deadline)) {
-    m_broken = true;
-    return false;
-  }
-  result.reset(PQgetResult(handle()));
+  const bool first = m_before == Before::Asked;
+  if (first ? !takeStatementBefore(result, deadline) : !takeResult(result, deadline)) return false;
   if (result) {
     m_answered = true;
     if (isClientFailure(result.get())) m_broken = true;
     return true;
   }
   const bool answered = m_answered;
+  if (m_before == Before::Answered) endTwoStatements();
   endAnswer();
   // A missing result is a failure; so is a connection that ended after the last one.
   if (!answered || PQstatus(handle()) != CONNECTION_OK) m_broken = true;
   return !m_broken;
+}
+
+bool PostgresChannel::takeResult(PostgresResult& result, const Deadline& deadline) {
+  if (!awaitResult(deadline)) {
+    m_broken = true;
+    return false;
+  }
+  result.reset(PQgetResult(handle()));
+  return true;
+}
+
+// Takes the answer of the statement before, and the first result of the one that was asked.
+bool PostgresChannel::takeStatementBefore(PostgresResult& result, const Deadline& deadline) {
+  PostgresResult own;
+  PostgresResult none;
+  if (!takeResult(own, deadline) || !takeResult(none, deadline)) return false;
+  m_before = Before::Answered;
+  if (!own || none) {
+    m_broken = true;
+    return false;
+  }
+  const bool good = PQresultStatus(own.get()) == PGRES_COMMAND_OK;
+  if (good) PQsetSingleRowMode(handle());
+  if (!takeResult(result, deadline)) return false;
+  // The server has passed over what was asked after a failure.
+  if (!good) result = std::move(own);
+  return true;
+}
+
+void PostgresChannel::endTwoStatements() {
+  m_before = Before::None;
+  PostgresResult end;
+  const bool synchronised = takeResult(end, {}) && PQresultStatus(end.get()) == PGRES_PIPELINE_SYNC;
+  if (!synchronised || PQexitPipelineMode(handle()) != 1) m_broken = true;
 }
 
 void PostgresChannel::endAnswer() noexcept {
@@ -306,8 +356,14 @@ ExecResult PostgresChannel::sendPipeline(std::size_t questions) {
 
 ExecResult PostgresChannel::endPipeline() {
   PostgresResult result;
-  const bool synchronised =
-      m_expected == 0 && next(result) && PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC;
+  ExecResult outcome;
+  bool more = m_expected == 0 && next(result);
+  // Outside of a transaction, what waits for its end, as a deferred constraint does, is refused here.
+  while (more && PQresultStatus(result.get()) == PGRES_FATAL_ERROR && !m_broken) {
+    outcome = postgresFailure(result.get(), handle());
+    more = next(result) && (result || next(result));
+  }
+  const bool synchronised = more && PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC;
   if (!synchronised || PQexitPipelineMode(handle()) != 1) {
     m_broken = true;
     return lost();
@@ -315,7 +371,7 @@ ExecResult PostgresChannel::endPipeline() {
   m_state = State::AtRest;
   m_answered = false;
   m_lastAnswer = Clock::now();
-  return {};
+  return outcome;
 }
 
 // @return false when the deadline is over, the peer has gone, or the client library waits for nothing

@@ -49,6 +49,20 @@ class PostgresChannel {
   /// come one by one.
   ExecResult ask(const std::string& sql);
 
+  /// A prepared statement, the values of its parameters, and how they are given, as PQexecPrepared() takes them.
+  struct PreparedCall {
+    const char* name;
+    int count;
+    const char* const* values;
+    const int* lengths;
+    const int* formats;
+  };
+
+  /// Asks a prepared statement. Its rows come one by one.
+  /// @param before  a statement without rows that is asked just before it, in the same round trip, or null.
+  ///                Where this one fails, its failure is the answer.
+  ExecResult askPrepared(const PreparedCall& call, const char* before);
+
   /// Asks by the simple protocol. There, a copy that the server refuses before its first data has one answer;
   /// in the extended protocol it has two. The text may hold several statements.
   ExecResult askSimple(const std::string& sql);
@@ -81,7 +95,8 @@ class PostgresChannel {
   /// @param questions  how many were sent. Each has an answer that next() ends with a null.
   ExecResult sendPipeline(std::size_t questions);
   /// Ends the pipeline after the last answer.
-  /// @return a failure when its answers do not match its questions
+  /// @return a failure when the server could not keep what was done outside of a transaction, or the answers do
+  ///         not match the questions
   ExecResult endPipeline();
 
   Clock::time_point lastAnswer() const noexcept { return m_lastAnswer; }
@@ -108,12 +123,17 @@ class PostgresChannel {
   Wait wait(short events, const Deadline& deadline);
   bool peerIsSilent() const noexcept;
   void endAnswer() noexcept;
+  bool takeStatementBefore(PostgresResult& result, const Deadline& deadline);
+  bool takeResult(PostgresResult& result, const Deadline& deadline);
+  void endTwoStatements();
 
   std::unique_ptr<PGconn, Closer> m_handle;
   std::chrono::seconds m_connectLimit{0};  ///< 0 for none
   State m_state = State::AtRest;
   bool m_broken = false;
-  bool m_answered = false;     ///< whether the answer in work has had a result
+  bool m_answered = false;  ///< whether the answer in work has had a result
+  /// Of the statement that was asked before another one.
+  enum class Before : unsigned char { None, Asked, Answered } m_before = Before::None;
   std::size_t m_expected = 0;  ///< answers of the pipeline that are still to come
   std::string m_reason;        ///< why the channel was given up, where the client library does not know it
   Clock::time_point m_lastAnswer;

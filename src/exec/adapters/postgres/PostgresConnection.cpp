@@ -26,18 +26,24 @@ constexpr char kReset[] =
 
 constexpr std::chrono::seconds kResetLimit{2};
 
+constexpr std::size_t kBatchStatements = 32;
+
 }  // namespace
 
-PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel, bool alwaysReset)
-    : m_executor(std::move(channel), alwaysReset) {}
+PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel,
+                                       const PostgresSettings& settings)
+    : m_executor(std::move(channel), settings.alwaysReset),
+      m_statements(m_executor, settings.preparedStatements, settings.statementsLast),
+      m_shapes(m_executor, m_statements),
+      m_batchStatements(m_executor, settings.preparedStatements == 0 ? 0 : kBatchStatements,
+                        settings.statementsLast) {}
 
 ExecResult PostgresConnection::open(const PostgresSettings& settings,
                                     std::unique_ptr<StoreConnection>& connection) {
   std::unique_ptr<PostgresChannel> channel;
   ExecResult result = PostgresChannel::connect(settings.keywords, channel);
   if (!result.succeeded()) return result;
-  std::unique_ptr<PostgresConnection> opened(
-      new PostgresConnection(std::move(channel), settings.alwaysReset));
+  std::unique_ptr<PostgresConnection> opened(new PostgresConnection(std::move(channel), settings));
   result = opened->configure();
   if (result.succeeded()) connection = std::move(opened);
   return result;
@@ -82,6 +88,8 @@ bool PostgresConnection::renew() noexcept {
     return false;
   }
   m_executor.setSessionReset();
+  m_statements.clear();
+  m_batchStatements.clear();
   return true;
 }
 
@@ -107,51 +115,58 @@ void PostgresConnection::drainCursors() noexcept {
 }
 
 ExecResult PostgresConnection::begin() {
-  return run("begin");
+  ExecResult result = m_executor.run("begin");
+  if (result.succeeded()) m_executor.noteBegin();
+  return result;
 }
 
 ExecResult PostgresConnection::commit() {
-  return run("commit");
+  return m_executor.checkKept("commit", m_executor.run("commit"));
 }
 
 // Closing the connection rolls back as well, and takes no rows that nobody wants.
 ExecResult PostgresConnection::rollback() {
-  return m_executor.dropGivenUp() ? run("rollback") : ExecResult();
+  return m_executor.dropGivenUp() ? m_executor.run("rollback") : ExecResult();
 }
 
-ExecResult PostgresConnection::run(const char* statement) {
-  std::uint64_t rows = 0;
-  return runText(statement, rows);
+/// Sends a statement and has its answer taken, by another way if the server refuses the first one.
+/// @param take  takes the answer
+template <typename Take>
+ExecResult PostgresConnection::run(const StatementShape& shape, const Take& take) {
+  ExecResult result = m_shapes.send(shape);
+  if (result.succeeded()) result = take();
+  if (!m_shapes.isRefused(result)) return result;
+  result = m_shapes.undoRefused();
+  if (result.succeeded()) result = m_executor.send(shape.sql());
+  return result.succeeded() ? take() : result;
 }
 
 ExecResult PostgresConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
-  const std::string& sql = shape.sql();
-  ExecResult result = m_executor.send(sql);
-  if (!result.succeeded()) return result;
-  auto opened = std::make_unique<PostgresCursor>(m_executor);
-  result = opened->start();
+  std::unique_ptr<PostgresCursor> opened;
+  ExecResult result = run(shape, [&] {
+    opened.reset();
+    opened = std::make_unique<PostgresCursor>(m_executor);
+    return opened->start();
+  });
   // A write that returns rows may still fail after the last of them.
-  if (result.succeeded() && opened->streams() && writesAndReturns(sql)) {
+  if (result.succeeded() && opened->streams() && shape.verb() != StatementShape::Verb::Select &&
+      writesAndReturns(shape.sql())) {
     if (!opened->drain()) giveUp();
     result = opened->failure();
   }
-  result = m_executor.checkKept(sql, std::move(result));
+  result = m_executor.checkKept(shape.sql(), std::move(result));
   if (result.succeeded()) cursor = std::move(opened);
   return result;
 }
 
 ExecResult PostgresConnection::write(const StatementShape& shape, std::uint64_t& rows) {
-  return runText(shape.sql(), rows);
-}
-
-ExecResult PostgresConnection::runText(const std::string& sql, std::uint64_t& rows) {
-  ExecResult result = m_executor.send(sql);
-  return result.succeeded() ? m_executor.checkKept(sql, m_executor.finish(&rows)) : result;
+  ExecResult result = run(shape, [&] { return m_executor.finish(&rows); });
+  return m_executor.checkKept(shape.sql(), std::move(result));
 }
 
 ExecResult PostgresConnection::batch(const std::string& sql, const BatchColumns& columns,
                                      std::uint64_t& rows) {
-  return PostgresBatch(*this, m_executor, columns).run(sql, rows);
+  return PostgresBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
 }
 
 }  // namespace vorn

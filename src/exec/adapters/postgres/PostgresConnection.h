@@ -4,6 +4,8 @@
 #include <string>
 
 #include "exec/adapters/postgres/PostgresExecutor.h"
+#include "exec/adapters/postgres/PostgresShapes.h"
+#include "exec/adapters/postgres/PostgresStatements.h"
 #include "exec/adapters/store/StoreConnection.h"
 
 namespace vorn {
@@ -30,14 +32,17 @@ class PostgresConnection : public StoreConnection {
   ExecResult batch(const std::string& sql, const BatchColumns& columns, std::uint64_t& rows) override;
 
  private:
-  PostgresConnection(std::unique_ptr<PostgresChannel> channel, bool alwaysReset);
+  PostgresConnection(std::unique_ptr<PostgresChannel> channel, const PostgresSettings& settings);
 
   ExecResult configure();
   bool resetSession();
-  ExecResult run(const char* statement);
-  ExecResult runText(const std::string& sql, std::uint64_t& rows);
+  template <typename Take>
+  ExecResult run(const StatementShape& shape, const Take& take);
 
   PostgresExecutor m_executor;
+  PostgresStatements m_statements;
+  PostgresShapes m_shapes;
+  PostgresStatements m_batchStatements;  ///< apart, so that batches of many sizes push no others out
 };
 
 }  // namespace vorn

@@ -27,6 +27,8 @@ constexpr const char* kWordOptions[][2] = {
     {"client_encoding", "UTF8 utf8 UTF-8 utf-8"},
 };
 
+constexpr std::uint32_t kMostPreparedStatements = 10000;
+
 constexpr char kConnectTimeout[] = "connect_timeout";
 
 // Without limits a host that answers nothing would hold the caller for minutes when it connects and for two
@@ -149,6 +151,9 @@ ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr
   std::string reset = "changed";
   ExecResult result = url.takeWord("session_reset", "changed always", reset);
   settings.alwaysReset = reset == "always";
+  if (result.succeeded()) {
+    result = url.takeNumber("statement_cache", 0, kMostPreparedStatements, settings.preparedStatements);
+  }
   if (result.succeeded()) result = checkOptions(url);
   if (!result.succeeded()) return result;
   const OptionList parsed(PQconninfoParse(rebuildUri(url).c_str(), nullptr), PQconninfoFree);
@@ -180,7 +185,9 @@ std::string PostgresDriver::name() const {
 }
 
 ExecResult PostgresDriver::open(std::unique_ptr<StoreConnection>& connection) {
-  return PostgresConnection::open({withLimits(m_settings.keywords), m_settings.alwaysReset}, connection);
+  PostgresSettings settings = m_settings;
+  settings.keywords = withLimits(std::move(settings.keywords));
+  return PostgresConnection::open(settings, connection);
 }
 
 }  // namespace vorn

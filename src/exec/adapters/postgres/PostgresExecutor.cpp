@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "exec/adapters/base/Failure.h"
@@ -22,6 +23,18 @@ constexpr std::chrono::milliseconds kFresh{1};
 
 bool startsWith(const char* text, const char* prefix) {
   return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+// Where a statement is analysed anew, what it names may have changed. A failure that comes out of a function
+// says so by its context; a missing permission is found when the statement begins to run.
+PostgresExecutor::Refusal refusalOf(const PGresult* result) {
+  const char* const field = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  if (field == nullptr || PQresultErrorField(result, PG_DIAG_CONTEXT) != nullptr)
+    return PostgresExecutor::Refusal::None;
+  const std::string_view state(field);
+  if (state == "26000") return PostgresExecutor::Refusal::Unknown;
+  const bool stale = state.substr(0, 2) == "42" ? state != "42501" : state == "0A000" || state == "3F000";
+  return stale ? PostgresExecutor::Refusal::Stale : PostgresExecutor::Refusal::None;
 }
 
 }  // namespace
@@ -81,19 +94,39 @@ ExecResult PostgresExecutor::makeReady() {
   }
   m_transactionBefore = inTransaction();
   m_rolledBack = false;
-  m_sessionChanged = m_sessionChanged || m_alwaysReset;
+  m_refusal = Refusal::None;
+  m_used = true;
+  m_first = std::exchange(m_justBegun, false);
+  if (!m_transactionBefore) {
+    m_settingsChanged = false;
+    ++m_transactionMark;
+  }
   return m_channel->atRest() && !m_channel->broken() ? ExecResult() : m_channel->lost();
 }
 
 ExecResult PostgresExecutor::send(const std::string& sql) {
   ExecResult result = makeReady();
-  if (!result.succeeded()) return result;
+  return result.succeeded() ? sendReady(sql) : result;
+}
+
+ExecResult PostgresExecutor::run(const char* statement) {
+  ExecResult result = makeReady();
+  if (result.succeeded()) result = m_channel->askSimple(statement);
+  return result.succeeded() ? finish() : result;
+}
+
+ExecResult PostgresExecutor::sendReady(const std::string& sql) {
   noteStatement(sql);
   return isCopy(sql) ? sendCopy(sql) : m_channel->ask(sql);
 }
 
 void PostgresExecutor::noteStatement(const std::string& sql) {
   m_sessionChanged = m_sessionChanged || mayChangeSession(sql);
+  const SchemaEffect effect = schemaEffect(sql);
+  if (effect == SchemaEffect::None) return;
+  ++m_transactionMark;
+  if (effect == SchemaEffect::Settings) m_settingsChanged = true;
+  if (effect == SchemaEffect::Schema) ++m_schemaMark;
 }
 
 // The server answers a commit or a preparation of a failed transaction with a rollback, and with no
@@ -139,6 +172,7 @@ ExecResult PostgresExecutor::finish(PostgresResult result, std::uint64_t* rows) 
         break;
       default:
         step = postgresFailure(result.get(), m_channel->handle());
+        m_refusal = refusalOf(result.get());
     }
     if (outcome.succeeded() && !step.succeeded()) outcome = std::move(step);
     if (!m_channel->next(result)) return outcome.succeeded() ? m_channel->lost() : outcome;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -48,11 +49,32 @@ class PostgresExecutor {
   /// Makes ready and asks a statement.
   ExecResult send(const std::string& sql);
 
-  /// Takes note that a statement may change the session.
+  /// Asks a statement, after makeReady().
+  ExecResult sendReady(const std::string& sql);
+
+  /// Asks one of the layer's own statements by the simple protocol, and takes the answer.
+  ExecResult run(const char* statement);
+
+  /// Takes note that the transaction has just begun: if the next statement fails, nothing else is lost.
+  void noteBegin() noexcept { m_justBegun = true; }
+  /// @return whether nothing has been asked since the transaction began
+  bool firstInTransaction() const noexcept { return m_first; }
+
+  /// Takes note of what a statement may change: the session, the schema, the locks of its transaction.
   void noteStatement(const std::string& sql);
 
-  bool sessionChanged() const noexcept { return m_sessionChanged; }
-  void setSessionReset() noexcept { m_sessionChanged = false; }
+  /// @return whether the session has to be reset before somebody else gets it
+  bool sessionChanged() const noexcept { return m_sessionChanged || (m_alwaysReset && m_used); }
+  /// @return whether the text of a statement shows that the session may have changed, be it for the transaction
+  bool textChangedSession() const noexcept { return m_sessionChanged || m_settingsChanged; }
+  void setSessionReset() noexcept { m_sessionChanged = m_used = false; }
+
+  /// @return a number that stays while what the statements of a transaction have locked stays locked, and no
+  ///         text of this connection may have changed the schema. Another one in every transaction.
+  std::uint64_t transactionMark() const noexcept { return m_transactionMark; }
+
+  /// @return a number that stays while no text of this connection may have changed the schema
+  std::uint64_t schemaMark() const noexcept { return m_schemaMark; }
 
   /// Takes what is left of the answer, `result` first, up to its end. Rows are dropped, and a copy that the
   /// statement asks for is refused.
@@ -61,6 +83,13 @@ class PostgresExecutor {
 
   /// Takes the whole answer.
   ExecResult finish(std::uint64_t* rows = nullptr);
+
+  /// What an answer says of the prepared statement that was asked.
+  enum class Refusal : unsigned char { None, Stale, Unknown };
+
+  /// @return why the server has not begun to run the statement that failed, where another preparation of it,
+  ///         or its text, may do
+  Refusal refusal() const noexcept { return m_refusal; }
 
   /// @return the outcome, or a failure for a statement that was to keep a transaction and rolled it back
   ExecResult checkKept(const std::string& sql, ExecResult outcome) const;
@@ -93,6 +122,13 @@ class PostgresExecutor {
   bool m_transactionBefore = false;    ///< whether a transaction was open when the last statement was sent
   bool m_rolledBack = false;           ///< whether the last statement that succeeded ended in a rollback
   bool m_sessionChanged = false;
+  bool m_settingsChanged = false;  ///< for this transaction
+  bool m_justBegun = false;
+  bool m_first = false;
+  Refusal m_refusal = Refusal::None;
+  bool m_used = false;  ///< since the last reset
+  std::uint64_t m_transactionMark = 1;
+  std::uint64_t m_schemaMark = 0;
 };
 
 }  // namespace vorn

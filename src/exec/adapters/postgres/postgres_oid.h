@@ -15,5 +15,10 @@ constexpr Oid kFloat4 = 700;
 constexpr Oid kFloat8 = 701;
 constexpr Oid kBpchar = 1042;
 constexpr Oid kVarchar = 1043;
+constexpr Oid kDate = 1082;
+constexpr Oid kTimestamp = 1114;
+constexpr Oid kInterval = 1186;
+constexpr Oid kNumeric = 1700;
+constexpr Oid kUuid = 2950;
 
 }  // namespace vorn::postgres_oid

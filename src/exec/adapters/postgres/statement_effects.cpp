@@ -44,10 +44,18 @@ constexpr std::string_view kPlain[] = {
     "refresh", "reindex", "release", "revoke", "rollback", "savepoint", "select", "show", "start", "table",
     "truncate", "update", "vacuum", "values", "with",
 };
+
+// First words of statements that keep the locks of their transaction and do not change the schema.
+constexpr std::string_view kKeeping[] = {
+    "begin", "close", "copy", "delete", "explain", "fetch", "insert", "listen", "lock", "merge",
+    "move", "notify", "release", "savepoint", "select", "show", "start", "table", "truncate", "update",
+    "values", "with",
+};
 // clang-format on
 
 static_assert(std::is_sorted(std::begin(kHarmless), std::end(kHarmless)));
 static_assert(std::is_sorted(std::begin(kPlain), std::end(kPlain)));
+static_assert(std::is_sorted(std::begin(kKeeping), std::end(kKeeping)));
 
 template <std::size_t Size>
 bool isIn(const std::string_view (&words)[Size], std::string_view word) {
@@ -169,6 +177,19 @@ bool isCopy(const std::string& sql) {
 bool isRollback(const std::string& sql) {
   Words words(sql);
   return toFirstWord(words) && (words.word() == "rollback" || words.word() == "abort");
+}
+
+SchemaEffect schemaEffect(const std::string& sql) {
+  Words words(sql);
+  if (!toFirstWord(words)) return SchemaEffect::None;
+  const std::string first = words.word();
+  if (first == "commit" || first == "end" || first == "rollback" || first == "abort") {
+    // With "to" or "chain" the transaction goes on.
+    return words.next() ? SchemaEffect::Locks : SchemaEffect::None;
+  }
+  if (first == "set")
+    return words.next() && words.word() == "local" ? SchemaEffect::Settings : SchemaEffect::None;
+  return isIn(kKeeping, first) ? SchemaEffect::None : SchemaEffect::Schema;
 }
 
 bool mayChangeSession(const std::string& sql) {

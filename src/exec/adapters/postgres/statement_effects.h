@@ -14,6 +14,13 @@ bool isCopy(const std::string& sql);
 /// @return whether the statement asks for the end of the transaction with nothing kept, or for a savepoint
 bool isRollback(const std::string& sql);
 
+/// What a statement may take from under those that follow it in its transaction: the locks that hold their
+/// tables in place, the settings of the transaction, or the schema.
+enum class SchemaEffect : unsigned char { None, Locks, Settings, Schema };
+
+/// What functions do does not show here; mayChangeSession() names the calls that may do anything.
+SchemaEffect schemaEffect(const std::string& sql);
+
 /// @return whether the statement may leave something behind in its session: settings, a role, temporary
 ///         objects, locks, listening. A call of a function counts unless it is a common built-in one; what a
 ///         trigger, a view or an operator calls does not show.

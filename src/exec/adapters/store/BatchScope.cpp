@@ -13,7 +13,7 @@ BatchScope::~BatchScope() {
 
 ExecResult BatchScope::open() {
   m_open = true;  // first: an exception may come after the store has begun
-  ExecResult result = m_nested ? run("savepoint vorn_batch") : m_connection.begin();
+  ExecResult result = m_nested ? run(kSetSavepoint) : m_connection.begin();
   if (result.succeeded()) return result;
   // A transaction may have begun all the same. A savepoint does no harm.
   m_open = false;
@@ -23,7 +23,7 @@ ExecResult BatchScope::open() {
 
 ExecResult BatchScope::close(ExecResult outcome, std::uint64_t& rows) {
   if (outcome.succeeded()) {
-    outcome = m_nested ? run("release savepoint vorn_batch") : m_connection.commit();
+    outcome = m_nested ? run(kReleaseSavepoint) : m_connection.commit();
     if (outcome.succeeded()) {
       m_open = false;
       return outcome;
@@ -48,7 +48,7 @@ void BatchScope::undo() noexcept {
   if (!m_connection.usable() || !m_connection.inTransaction()) return;
   try {
     ExecResult undone = m_nested ? run("rollback to savepoint vorn_batch") : m_connection.rollback();
-    if (undone.succeeded() && m_nested) undone = run("release savepoint vorn_batch");
+    if (undone.succeeded() && m_nested) undone = run(kReleaseSavepoint);
     if (undone.succeeded()) return;
   } catch (...) {
     // Giving the connection up undoes it too.

@@ -31,10 +31,20 @@ class BatchScope {
   /// @return the batch's outcome, or why it could not be kept
   ExecResult close(ExecResult outcome, std::uint64_t& rows);
 
+  /// For a store that opens the scope and keeps the batch in round trips of its own: the statements for that.
+  const char* openingText() const noexcept { return m_nested ? kSetSavepoint : "begin"; }
+  const char* keepingText() const noexcept { return m_nested ? kReleaseSavepoint : "commit"; }
+  /// Takes note that these have succeeded.
+  void setOpen() noexcept { m_open = true; }
+  void setKept() noexcept { m_open = false; }
+
   /// @return whether the caller had a transaction open
   bool nested() const noexcept { return m_nested; }
 
  private:
+  static constexpr char kSetSavepoint[] = "savepoint vorn_batch";
+  static constexpr char kReleaseSavepoint[] = "release savepoint vorn_batch";
+
   ExecResult run(const char* statement);
   void undo() noexcept;
 

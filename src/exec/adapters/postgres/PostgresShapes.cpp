@@ -1,0 +1,106 @@
+#include "exec/adapters/postgres/PostgresShapes.h"
+
+#include <utility>
+
+#include "exec/adapters/postgres/assignment_targets.h"
+#include "exec/adapters/postgres/statement_effects.h"
+
+namespace vorn {
+
+namespace {
+
+using State = PostgresStatement::State;
+
+constexpr char kSavepoint[] = "savepoint vorn_shape";
+constexpr char kUndo[] = "rollback to savepoint vorn_shape";
+constexpr char kBeginAgain[] = "rollback; begin";
+
+}  // namespace
+
+ExecResult PostgresShapes::send(const StatementShape& shape) {
+  m_statement = nullptr;
+  m_net = Net::None;
+  ExecResult result = m_executor.makeReady();
+  if (!result.succeeded()) return result;
+  const bool first = m_executor.firstInTransaction();
+  if (!shape.liftable() || !find(shape, result)) {
+    return result.succeeded() ? m_executor.sendReady(shape.sql()) : result;
+  }
+  if (!m_parameters.bind(shape, *m_statement) || !chooseNet(first)) {
+    m_statement = nullptr;
+    return m_executor.sendReady(shape.sql());
+  }
+  const PostgresChannel::PreparedCall call{m_statement->name.c_str(), m_parameters.count(),
+                                           m_parameters.values(), m_parameters.lengths(),
+                                           m_parameters.formats()};
+  return m_executor.channel().askPrepared(call, m_net == Net::Savepoint ? kSavepoint : nullptr);
+}
+
+// @param result  set to a failure when the connection broke
+bool PostgresShapes::find(const StatementShape& shape, ExecResult& result) {
+  if (PQtransactionStatus(m_executor.channel().handle()) == PQTRANS_INERROR) return false;
+  m_statement = m_statements.find(shape.key(), shape.hash());
+  if (m_statement == nullptr) return false;
+  if (m_statement->state == State::New) result = prepare(shape);
+  if (m_statement->state == State::Prepared && result.succeeded()) return true;
+  m_statement = nullptr;
+  // Whatever else is wrong with the statement, its text says.
+  if (!m_executor.channel().broken()) result = {};
+  return false;
+}
+
+ExecResult PostgresShapes::prepare(const StatementShape& shape) {
+  PostgresStatement& statement = *m_statement;
+  if (mayChangeSession(shape.sql())) {
+    statement.state = State::Refused;
+    return {};
+  }
+  const std::string text = shape.statement();
+  const AssignmentTargets targets = assignmentTargets(text);
+  ExecResult result =
+      m_statements.prepare(statement, text, PostgresParameters::typesOf(shape), targets.select);
+  if (!result.succeeded()) return result;
+  // A rule may have a write return rows, after which it may still fail.
+  const bool writes = shape.verb() != StatementShape::Verb::Select;
+  if ((writes && statement.returnsRows) || statement.columns.size() < targets.parameters.size()) {
+    statement.state = State::Refused;
+    return {};
+  }
+  if (!targets.parameters.empty()) statement.targets.resize(statement.parameters.size());
+  for (std::size_t at = 0; at < targets.parameters.size(); ++at) {
+    statement.targets.at(static_cast<std::size_t>(targets.parameters[at])) = statement.columns[at];
+  }
+  m_statements.setProven(statement);
+  return {};
+}
+
+// What keeps a refusal from harm. @return false when there is nothing more to be had
+bool PostgresShapes::chooseNet(bool first) {
+  if (!m_executor.inTransaction() || m_statements.isProven(*m_statement)) return true;
+  m_net = first ? Net::Begin : Net::Savepoint;
+  if (first) return true;
+  if (std::exchange(m_mark, m_executor.transactionMark()) != m_executor.transactionMark()) m_savepoints = 0;
+  return ++m_savepoints <= kMostSavepoints;
+}
+
+bool PostgresShapes::isRefused(const ExecResult& outcome) {
+  if (m_statement == nullptr) return false;
+  const PostgresExecutor::Refusal refusal = m_executor.refusal();
+  if (outcome.succeeded()) {
+    m_statements.setProven(*m_statement);
+    return false;
+  }
+  PostgresChannel& channel = m_executor.channel();
+  const bool known = refusal != PostgresExecutor::Refusal::None && channel.atRest() && !channel.broken();
+  // A proven statement is never refused; if it were, its transaction would have failed.
+  if (!known || (m_net == Net::None && m_executor.inTransaction())) return false;
+  m_statements.setStale(*m_statement, refusal == PostgresExecutor::Refusal::Unknown);
+  return true;
+}
+
+ExecResult PostgresShapes::undoRefused() {
+  if (m_net == Net::None) return {};
+  return m_executor.run(m_net == Net::Begin ? kBeginAgain : kUndo);
+}
+
+}  // namespace vorn

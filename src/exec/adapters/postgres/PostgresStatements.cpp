@@ -1,0 +1,219 @@
+#include "exec/adapters/postgres/PostgresStatements.h"
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <utility>
+
+#include "common/ascii.h"
+#include "exec/adapters/base/Failure.h"
+#include "exec/adapters/postgres/PostgresError.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr std::size_t kSeen = 128;
+
+// How many dropped statements one preparation takes along.
+constexpr std::size_t kDropsAtOnce = 8;
+
+constexpr char kSavepoint[] = "savepoint vorn_prepare";
+constexpr char kRelease[] = "release savepoint vorn_prepare";
+constexpr char kUndo[] = "rollback to savepoint vorn_prepare; release savepoint vorn_prepare";
+
+bool isAnswered(PGresult* result) {
+  const ExecStatusType status = PQresultStatus(result);
+  return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
+}
+
+bool sendText(PGconn* handle, const std::string& text) {
+  return PQsendQueryParams(handle, text.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 0) == 1;
+}
+
+// Whether the server will say the same the next time.
+bool isLasting(const PGresult* result) {
+  const char* const state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  return state != nullptr && (std::strncmp(state, "42", 2) == 0 || std::strncmp(state, "0A", 2) == 0);
+}
+
+}  // namespace
+
+PostgresStatements::PostgresStatements(PostgresExecutor& executor, std::size_t capacity,
+                                       std::shared_ptr<std::atomic<bool>> allowed)
+    : m_executor(executor),
+      m_capacity(capacity),
+      m_allowed(std::move(allowed)),
+      m_seen(capacity == 0 ? 0 : kSeen) {}
+
+PostgresStatement* PostgresStatements::find(std::string_view key, std::size_t hash) {
+  if (m_capacity == 0 || m_executor.textChangedSession() || !m_allowed->load(std::memory_order_relaxed)) {
+    return nullptr;
+  }
+  PostgresStatement* statement = nullptr;
+  for (std::size_t at = 0; at < m_hashes.size() && statement == nullptr; ++at) {
+    if (m_hashes[at] == hash && m_statements[at]->key == key) statement = m_statements[at].get();
+  }
+  if (statement == nullptr) {
+    if (!seenBefore(hash)) return nullptr;
+    statement = &add(key, hash);
+  }
+  if (statement->generation != m_executor.schemaMark()) {
+    if (!statement->name.empty()) m_dropped.push_back(std::exchange(statement->name, {}));
+    statement->state = PostgresStatement::State::New;
+    statement->generation = m_executor.schemaMark();
+  }
+  statement->lastUse = ++m_clock;
+  return statement;
+}
+
+bool PostgresStatements::seenBefore(std::size_t hash) noexcept {
+  if (std::find(m_seen.begin(), m_seen.end(), hash) != m_seen.end()) return true;
+  m_seen[m_nextSeen] = hash;
+  m_nextSeen = (m_nextSeen + 1) % m_seen.size();
+  return false;
+}
+
+PostgresStatement& PostgresStatements::add(std::string_view key, std::size_t hash) {
+  std::size_t at = m_statements.size();
+  if (at < m_capacity) {
+    m_hashes.reserve(at + 1);
+    m_statements.push_back(std::make_unique<PostgresStatement>());
+    m_hashes.push_back(hash);
+  } else {
+    const auto oldest =
+        std::min_element(m_statements.begin(), m_statements.end(),
+                         [](const auto& one, const auto& other) { return one->lastUse < other->lastUse; });
+    at = static_cast<std::size_t>(oldest - m_statements.begin());
+    if (!(*oldest)->name.empty()) m_dropped.push_back((*oldest)->name);
+    *oldest = std::make_unique<PostgresStatement>();
+    m_hashes[at] = hash;
+  }
+  PostgresStatement& statement = *m_statements[at];
+  statement.key = key;
+  statement.hash = hash;
+  statement.generation = m_executor.schemaMark();
+  return statement;
+}
+
+std::string PostgresStatements::nextName() {
+  if (m_prefix.empty()) {
+    std::random_device random;
+    m_prefix = "vorn_";
+    for (int byte = 0; byte < 12; ++byte)
+      ascii::appendHex(m_prefix, "", static_cast<char>(random()), "0123456789abcdef");
+    m_prefix += '_';
+  }
+  return m_prefix + std::to_string(++m_names);
+}
+
+ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::string& text,
+                                       const std::vector<Oid>& types, const std::string& columns) {
+  PostgresChannel& channel = m_executor.channel();
+  ExecResult result = m_executor.makeReady();
+  if (result.succeeded()) result = channel.beginPipeline();
+  if (!result.succeeded()) return result;
+  if (!statement.name.empty()) m_dropped.push_back(std::move(statement.name));
+  statement.name = nextName();
+  statement.state = PostgresStatement::State::Refused;
+  statement.parameters.clear();
+  statement.columns.clear();
+  statement.targets.clear();
+  const bool nested = m_executor.inTransaction();
+  std::size_t questions = 0;
+  if (!sendPreparation(statement, text, types, columns, nested, questions)) {
+    channel.setBroken();
+    return channel.lost();
+  }
+  result = channel.sendPipeline(questions);
+  if (result.succeeded()) result = receivePreparation(statement, questions, nested, !columns.empty());
+  if (result.succeeded()) statement.state = PostgresStatement::State::Prepared;
+  return result;
+}
+
+// The savepoint, if there is one, is the first question. What the answers are for is known by their order.
+bool PostgresStatements::sendPreparation(const PostgresStatement& statement, const std::string& text,
+                                         const std::vector<Oid>& types, const std::string& columns,
+                                         bool nested, std::size_t& questions) {
+  PGconn* const handle = m_executor.channel().handle();
+  const char* const name = statement.name.c_str();
+  const Oid* const oids = types.empty() ? nullptr : types.data();
+  if (nested && ++questions && !sendText(handle, kSavepoint)) return false;
+  questions += 2;
+  if (PQsendPrepare(handle, name, text.c_str(), static_cast<int>(types.size()), oids) != 1 ||
+      PQsendDescribePrepared(handle, name) != 1) {
+    return false;
+  }
+  if (!columns.empty()) {
+    questions += 2;
+    if (PQsendPrepare(handle, "", columns.c_str(), 0, nullptr) != 1 ||
+        PQsendDescribePrepared(handle, "") != 1) {
+      return false;
+    }
+  }
+  for (std::size_t drops = 0; drops < kDropsAtOnce && !m_dropped.empty(); ++drops) {
+    ++questions;
+    if (!sendText(handle, "deallocate " + m_dropped.back())) return false;
+    m_dropped.pop_back();
+  }
+  return !nested || (++questions && sendText(handle, kRelease));
+}
+
+ExecResult PostgresStatements::receivePreparation(PostgresStatement& statement, std::size_t questions,
+                                                  bool nested, bool withColumns) {
+  PostgresChannel& channel = m_executor.channel();
+  const std::size_t described = nested ? 2 : 1;
+  ExecResult outcome;
+  PostgresResult answer;
+  for (std::size_t question = 0; question < questions; ++question) {
+    for (;;) {
+      if (!channel.next(answer)) return channel.lost();
+      if (!answer) break;
+      if (!isAnswered(answer.get())) {
+        // After these come statements to be dropped, which may be unknown.
+        if (question > described + (withColumns ? 2 : 0) || !outcome.succeeded()) continue;
+        outcome = postgresFailure(answer.get(), channel.handle());
+        if (!isLasting(answer.get())) statement.state = PostgresStatement::State::New;
+      } else if (question == described) {
+        statement.returnsRows = PQnfields(answer.get()) > 0;
+        for (int at = 0; at < PQnparams(answer.get()); ++at)
+          statement.parameters.push_back(PQparamtype(answer.get(), at));
+      } else if (withColumns && question == described + 2) {
+        for (int at = 0; at < PQnfields(answer.get()); ++at)
+          statement.columns.push_back({PQftype(answer.get(), at), PQfmod(answer.get(), at)});
+      }
+    }
+  }
+  ExecResult ended = channel.endPipeline();
+  if (!ended.succeeded()) return ended;
+  if (nested && PQtransactionStatus(channel.handle()) == PQTRANS_INERROR) {
+    ended = channel.askSimple(kUndo);
+    if (ended.succeeded()) ended = m_executor.finish();
+    if (!ended.succeeded()) channel.setBroken();
+  }
+  return outcome.succeeded() ? ended : outcome;
+}
+
+bool PostgresStatements::isProven(const PostgresStatement& statement) const noexcept {
+  return m_executor.inTransaction() && statement.transaction == m_executor.transactionMark();
+}
+
+void PostgresStatements::setProven(PostgresStatement& statement) noexcept {
+  statement.transaction = m_executor.transactionMark();
+}
+
+void PostgresStatements::setStale(PostgresStatement& statement, bool unknown) noexcept {
+  statement.state = PostgresStatement::State::New;
+  if (!unknown) return;
+  statement.name.clear();
+  m_allowed->store(false, std::memory_order_relaxed);
+}
+
+void PostgresStatements::clear() noexcept {
+  m_hashes.clear();
+  m_statements.clear();
+  m_dropped.clear();
+  std::fill(m_seen.begin(), m_seen.end(), std::size_t{0});
+}
+
+}  // namespace vorn

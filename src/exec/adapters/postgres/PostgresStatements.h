@@ -1,0 +1,110 @@
+#pragma once
+
+#include <libpq-fe.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "exec/adapters/postgres/PostgresExecutor.h"
+
+namespace vorn {
+
+/// A statement that the server keeps for one connection, or that is to be kept.
+struct PostgresStatement {
+  /// Refused: it is not to be prepared, because it would not mean what its text means.
+  enum class State : unsigned char { New, Prepared, Refused };
+
+  struct Column {
+    Oid type;
+    int modifier;  ///< as PQfmod(): the length or precision of its type, or -1
+  };
+
+  std::string key;
+  std::size_t hash = 0;
+  std::string name;  ///< under which the server has it, or had it; empty if it never had
+  State state = State::New;
+  std::vector<Oid> parameters;  ///< their types, as the server has understood the statement
+  std::vector<Column> columns;  ///< of the second text that was asked for when it was prepared
+  std::vector<Column> targets;  ///< what each parameter is assigned to; type 0, or missing, for nothing
+  bool returnsRows = false;
+  std::uint64_t generation = 0;   ///< of the statements, when it was prepared
+  std::uint64_t transaction = 0;  ///< the mark of the last transaction in which it succeeded
+  std::uint64_t lastUse = 0;
+};
+
+/// The prepared statements of one connection to a PostgreSQL server.
+///
+/// Invariants:
+/// 1. At most `capacity` statements are kept. The one used longest ago makes room, and the server drops it in
+///    the round trip that prepares the next.
+/// 2. A name is given once, and never on another connection: a name means either this statement of this
+///    connection, or nothing. So behind a pooler that changes servers nobody runs a statement of somebody else.
+/// 3. Nothing is prepared or found while a text may have changed the session (its search path among others),
+///    nor once the server has not known a statement that nothing here dropped; this holds for all connections
+///    of the store.
+/// 4. After a text that may have changed the schema, no statement is found prepared from before it.
+/// 5. Preparing inside a transaction leaves the transaction as it was, whatever becomes of it.
+class PostgresStatements {
+ public:
+  /// @param allowed  shared by the connections of a store; cleared when its statements do not last
+  PostgresStatements(PostgresExecutor& executor, std::size_t capacity,
+                     std::shared_ptr<std::atomic<bool>> allowed);
+  PostgresStatements(const PostgresStatements&) = delete;
+  PostgresStatements& operator=(const PostgresStatements&) = delete;
+
+  /// Looks a statement up. What is asked for once is not kept: that would cost more than it gains.
+  /// @param key  the whole meaning of the statement; those of shapes begin with a letter
+  /// @return the statement in whatever state it is, or null: run it some other way. It stays where it is until
+  ///         the next call of find().
+  PostgresStatement* find(std::string_view key, std::size_t hash);
+
+  /// Prepares a statement, in a round trip of its own; the executor is made ready for that.
+  /// @param types    of its parameters; 0, or none at all, leaves it to the server
+  /// @param columns  a select whose columns are wanted too, or empty
+  /// @return a failure when the statement is not Prepared after it. It is Refused then, unless the channel is
+  ///         broken.
+  ExecResult prepare(PostgresStatement& statement, const std::string& text, const std::vector<Oid>& types,
+                     const std::string& columns = {});
+
+  /// @return whether the statement has succeeded in this transaction: the locks that this took keep its
+  ///         tables from being changed by others. Outside of a transaction never.
+  bool isProven(const PostgresStatement& statement) const noexcept;
+  void setProven(PostgresStatement& statement) noexcept;
+
+  /// Takes note that the server does not take the statement as it was prepared any more.
+  /// @param unknown  whether it does not know it at all
+  void setStale(PostgresStatement& statement, bool unknown) noexcept;
+
+  /// Takes note that the server has dropped all of them.
+  void clear() noexcept;
+
+ private:
+  bool seenBefore(std::size_t hash) noexcept;
+  PostgresStatement& add(std::string_view key, std::size_t hash);
+  std::string nextName();
+  bool sendPreparation(const PostgresStatement& statement, const std::string& text,
+                       const std::vector<Oid>& types, const std::string& columns, bool nested,
+                       std::size_t& questions);
+  ExecResult receivePreparation(PostgresStatement& statement, std::size_t questions, bool nested,
+                                bool withColumns);
+
+  PostgresExecutor& m_executor;
+  const std::size_t m_capacity;
+  const std::shared_ptr<std::atomic<bool>> m_allowed;
+  // The hashes stand apart: looking one up is a scan over a few cache lines.
+  std::vector<std::size_t> m_hashes;
+  std::vector<std::unique_ptr<PostgresStatement>> m_statements;
+  std::vector<std::size_t> m_seen;  ///< hashes that were asked for once, a ring
+  std::size_t m_nextSeen = 0;
+  std::vector<std::string> m_dropped;  ///< names that the server still keeps
+  std::string m_prefix;
+  std::uint64_t m_names = 0;
+  std::uint64_t m_clock = 0;
+};
+
+}  // namespace vorn
