@@ -156,6 +156,7 @@ void StatementShape::read(const std::string& sql, const SqlDialect& dialect) {
       return;
     }
   }
+  if (isLastUnliftable()) return;
   begin();
   m_depth = 0;
   m_disjunctive = false;
@@ -169,7 +170,28 @@ void StatementShape::read(const std::string& sql, const SqlDialect& dialect) {
   if (!m_liftable) mask();
   m_key = m_text;
   m_hash = hashOf(m_key);
-  if (m_liftable) remember();
+  m_liftable ? remember() : rememberUnliftable();
+}
+
+// A text that is not liftable is often followed by itself.
+bool StatementShape::isLastUnliftable() {
+  if (m_unliftable.dialect != m_dialect || m_unliftable.text != *m_sql) return false;
+  m_literals.clear();
+  m_key = m_unliftable.key;
+  m_hash = m_unliftable.hash;
+  m_verb = m_unliftable.verb;
+  m_liftable = false;
+  return true;
+}
+
+void StatementShape::rememberUnliftable() {
+  m_unliftable.dialect = nullptr;  // for as long as it is neither the one nor the other
+  if (m_sql->size() > kLongestMasked) return;
+  m_unliftable.text.assign(*m_sql);
+  m_unliftable.key.assign(m_text);
+  m_unliftable.hash = m_hash;
+  m_unliftable.verb = m_verb;
+  m_unliftable.dialect = m_dialect;
 }
 
 bool StatementShape::keepsLiterals() const noexcept {

@@ -98,6 +98,15 @@ class StatementShape {
     bool disjunctive = false;
   };
 
+  /// The text that was not liftable before.
+  struct Unliftable {
+    std::string text;
+    std::string key;
+    const SqlDialect* dialect = nullptr;  ///< null for none
+    std::size_t hash = 0;
+    Verb verb = Verb::Other;
+  };
+
   static std::string written(std::string_view key, const SqlDialect& dialect, bool mask);
 
   bool readStatement();
@@ -123,6 +132,8 @@ class StatementShape {
   void remember();
   bool matches(const Known& known);
   bool passOver(std::string_view run);
+  bool isLastUnliftable();
+  void rememberUnliftable();
   void next();
   void bad();
   static Token tokenOf(char sign);
@@ -165,6 +176,7 @@ class StatementShape {
   std::vector<Mark> m_marks;
   std::array<Known, 8> m_known;
   std::size_t m_oldest = 0;  ///< in m_known
+  Unliftable m_unliftable;
   std::string m_unescaped;  ///< texts whose doubled quotes were undone; never moves while texts point into it
   std::vector<Literal> m_literals;
 };

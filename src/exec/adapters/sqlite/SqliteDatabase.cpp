@@ -138,10 +138,11 @@ bool SqliteDatabase::prepareLifted(const StatementShape& shape, Texts texts, Sql
   const int longestText = sqlite3_limit(handle(), SQLITE_LIMIT_SQL_LENGTH, -1);
   if (shape.sql().size() > static_cast<std::size_t>(longestText)) return false;
   statement = m_cache.take(shape.key(), shape.hash(), true);
-  const bool asText = statement.asText;
-  if (asText) {
-    m_cache.put(std::move(statement));
-  } else if (!statement && prepareOne(shape.statement(), statement).succeeded()) {
+  if (statement.asText) {
+    m_cache.put(std::exchange(statement, {}));
+    return false;
+  }
+  if (!statement && prepareOne(shape.statement(), statement).succeeded()) {
     label(statement, shape.key(), shape.hash(), true);
     statement.recurs = !shape.keepsLiterals();
   }
