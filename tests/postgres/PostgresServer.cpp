@@ -11,15 +11,11 @@
 
 #include "faults/Loopback.h"
 
-namespace {
-
 int freePort() {
   int port = 0;
   close(listenOnLoopback(port));
   return port;
 }
-
-}  // namespace
 
 PostgresServer::PostgresServer(const std::string& settings) : m_port(freePort()) {
   std::ofstream(m_directory.file("password")) << "geheim &wort\n";
@@ -94,8 +90,8 @@ std::string PostgresServer::query(const std::string& sql, const std::string& dat
   return PQntuples(result.get()) == 0 ? "" : PQgetvalue(result.get(), 0, 0);
 }
 
-pid_t PostgresServer::spawn(const std::vector<std::string>& command) const {
-  std::vector<std::string> words = {VORN_POSTGRES_PROGRAMS, m_directory.file("")};
+pid_t startProgram(const TemporaryDirectory& directory, const std::vector<std::string>& command) {
+  std::vector<std::string> words = {VORN_POSTGRES_PROGRAMS, directory.file("")};
   words.insert(words.end(), command.begin(), command.end());
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());

@@ -8,6 +8,11 @@
 
 #include "support.h"
 
+int freePort();
+
+/// Starts a program that does not run as root. It ends with the thread that started it.
+pid_t startProgram(const TemporaryDirectory& directory, const std::vector<std::string>& command);
+
 /// A server of the test's own, on a free port of the loopback interface and with its data in a temporary
 /// directory. It ends with the object, and with the thread that started it.
 class PostgresServer {
@@ -38,7 +43,7 @@ class PostgresServer {
  private:
   void configure(const std::string& settings) const;
   void execute(const std::vector<std::string>& command) const;
-  pid_t spawn(const std::vector<std::string>& command) const;
+  pid_t spawn(const std::vector<std::string>& command) const { return startProgram(m_directory, command); }
 
   const TemporaryDirectory m_directory;
   const std::string m_data = m_directory.file("data");

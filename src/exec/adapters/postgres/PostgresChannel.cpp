@@ -194,21 +194,29 @@ ExecResult PostgresChannel::ask(const std::string& sql) {
   return asked(accepted);
 }
 
-ExecResult PostgresChannel::askPrepared(const PreparedCall& call, const char* before) {
+ExecResult PostgresChannel::askPrepared(const PreparedCall& call) {
   if (!atRest() || broken()) return lost();
-  const auto send = [&] {
-    return PQsendQueryPrepared(handle(), call.name, call.count, call.values, call.lengths, call.formats, 0) ==
-           1;
-  };
-  if (before == nullptr) {
-    const bool accepted = send();
-    if (accepted) PQsetSingleRowMode(handle());
-    return asked(accepted);
-  }
+  const bool accepted = send(call);
+  if (accepted) PQsetSingleRowMode(handle());
+  return asked(accepted);
+}
+
+ExecResult PostgresChannel::askPrepared(const PreparedCall& call, const char* before,
+                                        const std::string& name) {
+  if (!atRest() || broken()) return lost();
   m_before = Before::Asked;
-  return asked(PQenterPipelineMode(handle()) == 1 &&
-               PQsendQueryParams(handle(), before, 0, nullptr, nullptr, nullptr, nullptr, 0) == 1 && send() &&
-               PQpipelineSync(handle()) == 1);
+  bool accepted = PQenterPipelineMode(handle()) == 1;
+  if (name.empty()) {
+    accepted = accepted && PQsendQueryParams(handle(), before, 0, nullptr, nullptr, nullptr, nullptr, 0) == 1;
+  } else {
+    accepted = accepted && send({name.c_str(), 0, nullptr, nullptr, nullptr});
+  }
+  return asked(accepted && send(call) && PQpipelineSync(handle()) == 1);
+}
+
+bool PostgresChannel::send(const PreparedCall& call) {
+  return PQsendQueryPrepared(handle(), call.name, call.count, call.values, call.lengths, call.formats, 0) ==
+         1;
 }
 
 ExecResult PostgresChannel::askSimple(const std::string& sql) {

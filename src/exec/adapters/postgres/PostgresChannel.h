@@ -59,9 +59,13 @@ class PostgresChannel {
   };
 
   /// Asks a prepared statement. Its rows come one by one.
-  /// @param before  a statement without rows that is asked just before it, in the same round trip, or null.
-  ///                Where this one fails, its failure is the answer.
-  ExecResult askPrepared(const PreparedCall& call, const char* before);
+  ExecResult askPrepared(const PreparedCall& call);
+
+  /// Asks a prepared statement, and just before it, in the same round trip, a statement without rows. Where
+  /// that one fails, its failure is the answer.
+  /// @param before  its text
+  /// @param name    under which it is prepared; empty if it is not
+  ExecResult askPrepared(const PreparedCall& call, const char* before, const std::string& name);
 
   /// Asks by the simple protocol. There, a copy that the server refuses before its first data has one answer;
   /// in the extended protocol it has two. The text may hold several statements.
@@ -117,6 +121,7 @@ class PostgresChannel {
 
   static void receiveNotice(void* self, const PGresult* notice) noexcept;
   bool connectToOneHost();
+  bool send(const PreparedCall& call);
   ExecResult asked(bool accepted);
   bool flush();
   bool awaitResult(const Deadline& deadline);

@@ -86,9 +86,10 @@ bool fitsPrecision(std::string_view number, int modifier) {
   const int packed = modifier - kModifierOffset;
   const int precision = packed >> 16, scale = packed & 0x7ff;
   if (scale > precision) return false;  // or below zero
-  const auto whole = std::min(number.find('.'), number.size()) - (number[0] == '-' ? 1 : 0);
-  return static_cast<int>(whole) < precision - scale || (static_cast<int>(whole) == precision - scale &&
-                                                         whole == number.size() - (number[0] == '-' ? 1 : 0));
+  number.remove_prefix(number[0] == '-' ? 1 : 0);
+  const std::size_t point = std::min(number.find('.'), number.size());
+  const auto digits = static_cast<int>(point);
+  return digits < precision - scale || (digits == precision - scale && point == number.size());
 }
 
 bool numberFits(const Literal& literal, const PostgresStatement::Column& column) {
@@ -157,9 +158,7 @@ bool PostgresParameters::bind(const StatementShape& shape, const PostgresStateme
   m_values.resize(count);
   m_lengths.resize(count);
   m_formats.resize(count);
-  m_integers.resize(count);
-  m_copies.clear();
-  m_copies.reserve(shape.sql().size() + count);
+  m_copies.resize(count);
   for (std::size_t at = 0; at < count; ++at) {
     if (at < statement.targets.size() && statement.targets[at].type != 0 &&
         !fits(literals[at], statement.targets[at])) {
@@ -182,8 +181,7 @@ bool PostgresParameters::bindOne(const Literal& literal, Oid type, std::size_t a
       bindInteger(literal.integer, sizeof(std::int64_t), at);
       return true;
     case Type::Decimal:
-      bindCopy(literal.bytes, at);
-      return literal.bytes.size() <= kMostDigits;
+      return literal.bytes.size() <= kMostDigits && bindCopy(literal.bytes, at);
     default:
       return bindText(literal.bytes, type, at);
   }
@@ -205,20 +203,15 @@ bool PostgresParameters::bindText(std::string_view text, Oid type, std::size_t a
       bindInteger(integer, type == postgres_oid::kInt2 ? 2 : type == postgres_oid::kInt4 ? 4 : 8, at);
       return true;
     case postgres_oid::kNumeric:
-      bindCopy(text, at);
-      return isCanonicalInteger(text, integer);
+      return isCanonicalInteger(text, integer) && bindCopy(text, at);
     case postgres_oid::kBool:
-      bindCopy(text, at);
-      return text == "true" || text == "false";
+      return (text == "true" || text == "false") && bindCopy(text, at);
     case postgres_oid::kDate:
-      bindCopy(text, at);
-      return isDate(text);
+      return isDate(text) && bindCopy(text, at);
     case postgres_oid::kTimestamp:
-      bindCopy(text, at);
-      return isTimestamp(text);
+      return isTimestamp(text) && bindCopy(text, at);
     case postgres_oid::kUuid:
-      bindCopy(text, at);
-      return hasForm(text, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx");
+      return hasForm(text, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx") && bindCopy(text, at);
     default:
       return false;
   }
@@ -227,9 +220,8 @@ bool PostgresParameters::bindText(std::string_view text, Oid type, std::size_t a
 // In network order.
 void PostgresParameters::bindInteger(std::int64_t value, std::size_t size, std::size_t at) {
   auto bits = static_cast<std::uint64_t>(value);
-  for (std::size_t byte = size; byte > 0; bits >>= 8U)
-    m_integers[at][--byte] = static_cast<char>(bits & 0xFFU);
-  bindBytes({m_integers[at].data(), size}, at);
+  for (std::size_t byte = size; byte > 0; bits >>= 8U) m_copies[at][--byte] = static_cast<char>(bits & 0xFFU);
+  bindBytes({m_copies[at].data(), size}, at);
 }
 
 void PostgresParameters::bindBytes(std::string_view bytes, std::size_t at) {
@@ -238,10 +230,12 @@ void PostgresParameters::bindBytes(std::string_view bytes, std::size_t at) {
   m_formats[at] = 1;
 }
 
-void PostgresParameters::bindCopy(std::string_view text, std::size_t at) {
-  m_values[at] = m_copies.data() + m_copies.size();
-  m_copies.append(text).append(1, '\0');
+bool PostgresParameters::bindCopy(std::string_view text, std::size_t at) {
+  char* const copy = m_copies[at].data();
+  copy[text.copy(copy, kLongestCopy - 1)] = '\0';
+  m_values[at] = copy;
   m_formats[at] = 0;
+  return true;
 }
 
 }  // namespace vorn

@@ -2,7 +2,8 @@
 
 #include <array>
 #include <cstddef>
-#include <string>
+#include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "exec/adapters/postgres/PostgresStatements.h"
@@ -40,13 +41,15 @@ class PostgresParameters {
   bool bindText(std::string_view text, Oid type, std::size_t at);
   void bindInteger(std::int64_t value, std::size_t size, std::size_t at);
   void bindBytes(std::string_view bytes, std::size_t at);
-  void bindCopy(std::string_view text, std::size_t at);
+  /// @param text  shorter than kLongestCopy. @return true
+  bool bindCopy(std::string_view text, std::size_t at);
+
+  static constexpr std::size_t kLongestCopy = 40;
 
   std::vector<const char*> m_values;
   std::vector<int> m_lengths;
   std::vector<int> m_formats;  ///< 1 for binary
-  std::vector<std::array<char, sizeof(std::int64_t)>> m_integers;
-  std::string m_copies;  ///< never moves while values point into it
+  std::vector<std::array<char, kLongestCopy>> m_copies;
 };
 
 }  // namespace vorn

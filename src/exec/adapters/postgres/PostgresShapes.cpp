@@ -11,7 +11,6 @@ namespace {
 
 using State = PostgresStatement::State;
 
-constexpr char kSavepoint[] = "savepoint vorn_shape";
 constexpr char kUndo[] = "rollback to savepoint vorn_shape";
 constexpr char kBeginAgain[] = "rollback; begin";
 
@@ -33,7 +32,9 @@ ExecResult PostgresShapes::send(const StatementShape& shape) {
   const PostgresChannel::PreparedCall call{m_statement->name.c_str(), m_parameters.count(),
                                            m_parameters.values(), m_parameters.lengths(),
                                            m_parameters.formats()};
-  return m_executor.channel().askPrepared(call, m_net == Net::Savepoint ? kSavepoint : nullptr);
+  PostgresChannel& channel = m_executor.channel();
+  if (m_net != Net::Savepoint) return channel.askPrepared(call);
+  return channel.askPrepared(call, PostgresStatements::kGuard, m_statements.guard());
 }
 
 // @param result  set to a failure when the connection broke

@@ -1,6 +1,7 @@
 #include "exec/adapters/postgres/PostgresStatements.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <utility>
@@ -22,13 +23,9 @@ constexpr char kSavepoint[] = "savepoint vorn_prepare";
 constexpr char kRelease[] = "release savepoint vorn_prepare";
 constexpr char kUndo[] = "rollback to savepoint vorn_prepare; release savepoint vorn_prepare";
 
-bool isAnswered(PGresult* result) {
+bool isAnswered(const PGresult* result) {
   const ExecStatusType status = PQresultStatus(result);
   return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
-}
-
-bool sendText(PGconn* handle, const std::string& text) {
-  return PQsendQueryParams(handle, text.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 0) == 1;
 }
 
 // Whether the server will say the same the next time.
@@ -120,78 +117,119 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   statement.columns.clear();
   statement.targets.clear();
   const bool nested = m_executor.inTransaction();
-  std::size_t questions = 0;
-  if (!sendPreparation(statement, text, types, columns, nested, questions)) {
+  if (!sendPreparation(statement, text, types, columns, nested)) {
     channel.setBroken();
     return channel.lost();
   }
-  result = channel.sendPipeline(questions);
-  if (result.succeeded()) result = receivePreparation(statement, questions, nested, !columns.empty());
+  result = channel.sendPipeline(m_questions.size());
+  if (!result.succeeded()) return result;
+  result = receivePreparation(statement);
+  if (nested && !channel.broken()) {
+    ExecResult undone = undoInTransaction();
+    if (result.succeeded()) result = std::move(undone);
+  }
   if (result.succeeded()) statement.state = PostgresStatement::State::Prepared;
   return result;
 }
 
-// The savepoint, if there is one, is the first question. What the answers are for is known by their order.
 bool PostgresStatements::sendPreparation(const PostgresStatement& statement, const std::string& text,
                                          const std::vector<Oid>& types, const std::string& columns,
-                                         bool nested, std::size_t& questions) {
+                                         bool nested) {
   PGconn* const handle = m_executor.channel().handle();
   const char* const name = statement.name.c_str();
-  const Oid* const oids = types.empty() ? nullptr : types.data();
-  if (nested && ++questions && !sendText(handle, kSavepoint)) return false;
-  questions += 2;
-  if (PQsendPrepare(handle, name, text.c_str(), static_cast<int>(types.size()), oids) != 1 ||
+  m_questions.clear();
+  if (nested && !sendText(kSavepoint)) return false;
+  m_questions.insert(m_questions.end(), {Question::Prepare, Question::Describe});
+  if (PQsendPrepare(handle, name, text.c_str(), static_cast<int>(types.size()),
+                    types.empty() ? nullptr : types.data()) != 1 ||
       PQsendDescribePrepared(handle, name) != 1) {
     return false;
   }
   if (!columns.empty()) {
-    questions += 2;
+    m_questions.insert(m_questions.end(), {Question::Prepare, Question::DescribeColumns});
     if (PQsendPrepare(handle, "", columns.c_str(), 0, nullptr) != 1 ||
         PQsendDescribePrepared(handle, "") != 1) {
       return false;
     }
   }
+  if (m_isDirect && !m_hasGuard && !sendGuard()) return false;
   for (std::size_t drops = 0; drops < kDropsAtOnce && !m_dropped.empty(); ++drops) {
-    ++questions;
-    if (!sendText(handle, "deallocate " + m_dropped.back())) return false;
+    if (!sendText("deallocate " + m_dropped.back())) return false;
     m_dropped.pop_back();
   }
-  return !nested || (++questions && sendText(handle, kRelease));
+  return !nested || sendText(kRelease);
 }
 
-ExecResult PostgresStatements::receivePreparation(PostgresStatement& statement, std::size_t questions,
-                                                  bool nested, bool withColumns) {
+// Behind a pooler the guard may be unknown to the server of the next transaction, and its failure would cost
+// that transaction.
+bool PostgresStatements::sendGuard() {
+  m_guard = nextName();
+  m_questions.push_back(Question::PrepareGuard);
+  if (PQsendPrepare(m_executor.channel().handle(), m_guard.c_str(), kGuard, 0, nullptr) != 1) return false;
+  if (!sendText("select pg_catalog.pg_backend_pid()")) return false;
+  m_questions.back() = Question::AskServer;
+  return true;
+}
+
+bool PostgresStatements::sendText(const std::string& text) {
+  m_questions.push_back(Question::Other);
+  return PQsendQueryParams(m_executor.channel().handle(), text.c_str(), 0, nullptr, nullptr, nullptr, nullptr,
+                           0) == 1;
+}
+
+ExecResult PostgresStatements::receivePreparation(PostgresStatement& statement) {
   PostgresChannel& channel = m_executor.channel();
-  const std::size_t described = nested ? 2 : 1;
   ExecResult outcome;
   PostgresResult answer;
-  for (std::size_t question = 0; question < questions; ++question) {
+  for (const Question question : m_questions) {
     for (;;) {
       if (!channel.next(answer)) return channel.lost();
       if (!answer) break;
-      if (!isAnswered(answer.get())) {
-        // After these come statements to be dropped, which may be unknown.
-        if (question > described + (withColumns ? 2 : 0) || !outcome.succeeded()) continue;
-        outcome = postgresFailure(answer.get(), channel.handle());
-        if (!isLasting(answer.get())) statement.state = PostgresStatement::State::New;
-      } else if (question == described) {
-        statement.returnsRows = PQnfields(answer.get()) > 0;
-        for (int at = 0; at < PQnparams(answer.get()); ++at)
-          statement.parameters.push_back(PQparamtype(answer.get(), at));
-      } else if (withColumns && question == described + 2) {
-        for (int at = 0; at < PQnfields(answer.get()); ++at)
-          statement.columns.push_back({PQftype(answer.get(), at), PQfmod(answer.get(), at)});
-      }
+      ExecResult step = receiveAnswer(statement, question, answer.get());
+      if (outcome.succeeded()) outcome = std::move(step);
     }
   }
   ExecResult ended = channel.endPipeline();
-  if (!ended.succeeded()) return ended;
-  if (nested && PQtransactionStatus(channel.handle()) == PQTRANS_INERROR) {
-    ended = channel.askSimple(kUndo);
-    if (ended.succeeded()) ended = m_executor.finish();
-    if (!ended.succeeded()) channel.setBroken();
-  }
   return outcome.succeeded() ? ended : outcome;
+}
+
+ExecResult PostgresStatements::receiveAnswer(PostgresStatement& statement, Question question,
+                                             const PGresult* answer) {
+  if (!isAnswered(answer)) {
+    // A statement to be dropped may be unknown, and the guard can be done without.
+    const bool matters = question == Question::Prepare || question == Question::Describe ||
+                         question == Question::DescribeColumns;
+    if (!matters) return {};
+    if (!isLasting(answer)) statement.state = PostgresStatement::State::New;
+    return postgresFailure(answer, m_executor.channel().handle());
+  }
+  switch (question) {
+    case Question::Describe:
+      statement.returnsRows = PQnfields(answer) > 0;
+      for (int at = 0; at < PQnparams(answer); ++at) statement.parameters.push_back(PQparamtype(answer, at));
+      break;
+    case Question::DescribeColumns:
+      for (int at = 0; at < PQnfields(answer); ++at)
+        statement.columns.push_back({PQftype(answer, at), PQfmod(answer, at)});
+      break;
+    case Question::AskServer:
+      m_hasGuard = m_isDirect =
+          std::strtol(PQgetvalue(answer, 0, 0), nullptr, 10) == PQbackendPID(m_executor.channel().handle());
+      break;
+    default:
+      break;
+  }
+  return {};
+}
+
+// A failure on the way has failed the transaction.
+ExecResult PostgresStatements::undoInTransaction() {
+  PostgresChannel& channel = m_executor.channel();
+  if (PQtransactionStatus(channel.handle()) != PQTRANS_INERROR) return {};
+  ExecResult result = channel.askSimple(kUndo);
+  if (result.succeeded()) result = m_executor.finish();
+  if (!result.succeeded()) channel.setBroken();
+  return result;
 }
 
 bool PostgresStatements::isProven(const PostgresStatement& statement) const noexcept {
@@ -213,6 +251,7 @@ void PostgresStatements::clear() noexcept {
   m_hashes.clear();
   m_statements.clear();
   m_dropped.clear();
+  m_hasGuard = false;
   std::fill(m_seen.begin(), m_seen.end(), std::size_t{0});
 }
 

@@ -71,6 +71,10 @@ class PostgresStatements {
   ExecResult prepare(PostgresStatement& statement, const std::string& text, const std::vector<Oid>& types,
                      const std::string& columns = {});
 
+  /// @return the name under which kGuard is prepared; empty when it is not known to be there
+  const std::string& guard() const noexcept { return m_hasGuard ? m_guard : m_noGuard; }
+  static constexpr char kGuard[] = "savepoint vorn_shape";
+
   /// @return whether the statement has succeeded in this transaction: the locks that this took keep its
   ///         tables from being changed by others. Outside of a transaction never.
   bool isProven(const PostgresStatement& statement) const noexcept;
@@ -87,11 +91,15 @@ class PostgresStatements {
   bool seenBefore(std::size_t hash) noexcept;
   PostgresStatement& add(std::string_view key, std::size_t hash);
   std::string nextName();
+  enum class Question : unsigned char { Prepare, Describe, DescribeColumns, PrepareGuard, AskServer, Other };
+
   bool sendPreparation(const PostgresStatement& statement, const std::string& text,
-                       const std::vector<Oid>& types, const std::string& columns, bool nested,
-                       std::size_t& questions);
-  ExecResult receivePreparation(PostgresStatement& statement, std::size_t questions, bool nested,
-                                bool withColumns);
+                       const std::vector<Oid>& types, const std::string& columns, bool nested);
+  bool sendGuard();
+  bool sendText(const std::string& text);
+  ExecResult receivePreparation(PostgresStatement& statement);
+  ExecResult receiveAnswer(PostgresStatement& statement, Question question, const PGresult* answer);
+  ExecResult undoInTransaction();
 
   PostgresExecutor& m_executor;
   const std::size_t m_capacity;
@@ -102,6 +110,11 @@ class PostgresStatements {
   std::vector<std::size_t> m_seen;  ///< hashes that were asked for once, a ring
   std::size_t m_nextSeen = 0;
   std::vector<std::string> m_dropped;  ///< names that the server still keeps
+  std::vector<Question> m_questions;   ///< of the preparation in work
+  std::string m_guard;
+  const std::string m_noGuard;
+  bool m_hasGuard = false;
+  bool m_isDirect = true;  ///< whether the server is the one that the connection was made to, and no pooler
   std::string m_prefix;
   std::uint64_t m_names = 0;
   std::uint64_t m_clock = 0;
