@@ -34,6 +34,11 @@ constexpr bool isBlank(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
 }
 
+/// @return whether the byte is a control character that no SQL takes for white space
+constexpr bool isControl(char c) {
+  return static_cast<unsigned char>(c) < ' ' && !isBlank(c);
+}
+
 /// Appends a mark and the byte's two hexadecimal digits: "%2F", "\x1b".
 inline void appendHex(std::string& target, std::string_view mark, char c,
                       std::string_view digits = "0123456789ABCDEF") {

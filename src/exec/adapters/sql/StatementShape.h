@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "exec/adapters/sql/SqlDialect.h"
-#include "exec/adapters/sql/SqlScanner.h"
+#include "exec/adapters/sql/StatementTokens.h"
 
 namespace vorn {
 
@@ -36,14 +36,8 @@ class StatementShape {
  public:
   enum class Verb : unsigned char { Select, Insert, Update, Delete, Other };
 
-  /// Integer fits 32 bits, Long 64; Decimal is every other number.
-  enum class Type : unsigned char { Null, Integer, Long, Decimal, Text };
-
-  struct Literal {
-    Type type;
-    std::int64_t integer;    ///< of an Integer and a Long
-    std::string_view bytes;  ///< of a Text, its doubled quotes undone, and the digits of a number
-  };
+  using Type = StatementTokens::Type;
+  using Literal = StatementTokens::Literal;
 
   StatementShape() = default;
   StatementShape(const StatementShape&) = delete;
@@ -65,7 +59,7 @@ class StatementShape {
   bool keepsLiterals() const noexcept;
 
   /// The lifted literals, one for each parameter.
-  const std::vector<Literal>& literals() const noexcept { return m_literals; }
+  const std::vector<Literal>& literals() const noexcept { return m_tokens.literals(); }
 
   /// @return the statement with numbered parameters in place of its lifted literals
   std::string statement() const { return written(m_key, *m_dialect, false); }
@@ -77,7 +71,7 @@ class StatementShape {
   }
 
  private:
-  enum class Token : unsigned char { End, Word, Name, Literal, Open, Close, Comma, Dot, Compare, Star, Bad };
+  using Token = StatementTokens::Token;
 
   /// Which literals may be lifted at a place: all, those that are not kept, whole numbers.
   enum class Takes : unsigned char { Any, NotSmall, Whole };
@@ -128,22 +122,12 @@ class StatementShape {
   bool skipNames();
   bool skipCall();
 
-  void begin();
   void remember();
   bool matches(const Known& known);
-  bool passOver(std::string_view run);
   bool isLastUnliftable();
   void rememberUnliftable();
   void next();
-  void bad();
-  static Token tokenOf(char sign);
-  void scanComparison();
-  void scanWord();
-  void scanQuotedName();
-  void scanText();
-  void scanNumber();
-  bool signMayStand() const;
-  bool is(std::uint64_t word) const { return m_token == Token::Word && m_word == word; }
+  bool is(std::uint64_t word) const { return m_tokens.token() == Token::Word && m_tokens.word() == word; }
   bool take(std::uint64_t word);
   bool take(Token token);
   char parameterOf(Type type) const;
@@ -153,21 +137,13 @@ class StatementShape {
   static bool isSmallInteger(const Literal& literal);
   bool mayBeCombined() const;
   bool isWhole() const;
-  void mask();
-  bool maskOpaque(const SqlScanner& scanner);
-  bool maskPlain();
-  bool isPlainVariable() const;
 
   const std::string* m_sql = nullptr;
   const SqlDialect* m_dialect = nullptr;
-  const char* m_at = nullptr;  ///< after the token
-  const char* m_end = nullptr;
-  const char* m_begin = nullptr;   ///< of the token
+  StatementTokens m_tokens;
   const char* m_copied = nullptr;  ///< up to here the text is in m_text
-  std::uint64_t m_word = 0;        ///< of a token Word: its letters in lower case if they are eight at most
   std::size_t m_hash = 0;
   int m_depth = 0;
-  Token m_token = Token::End;
   Verb m_verb = Verb::Other;
   bool m_liftable = false;
   bool m_disjunctive = false;  ///< a condition has an `or`
@@ -177,8 +153,6 @@ class StatementShape {
   std::array<Known, 8> m_known;
   std::size_t m_oldest = 0;  ///< in m_known
   Unliftable m_unliftable;
-  std::string m_unescaped;  ///< texts whose doubled quotes were undone; never moves while texts point into it
-  std::vector<Literal> m_literals;
 };
 
 }  // namespace vorn
