@@ -39,7 +39,7 @@ bool isLasting(const PGresult* result) {
 PostgresStatements::PostgresStatements(PostgresExecutor& executor, std::size_t capacity,
                                        std::shared_ptr<std::atomic<bool>> allowed)
     : m_executor(executor),
-      m_capacity(capacity),
+      m_capacity(capacity == 1 ? 2 : capacity),
       m_allowed(std::move(allowed)),
       m_seen(capacity == 0 ? 0 : kSeen) {}
 

@@ -40,8 +40,8 @@ struct PostgresStatement {
 /// The prepared statements of one connection to a PostgreSQL server.
 ///
 /// Invariants:
-/// 1. At most `capacity` statements are kept. The one used longest ago makes room, and the server drops it in
-///    the round trip that prepares the next.
+/// 1. At most `capacity` statements are kept; two for a capacity of one, as two may be in use at once. The one
+///    used longest ago makes room, and the server drops it in the round trip that prepares the next.
 /// 2. A name is given once, and never on another connection: a name means either this statement of this
 ///    connection, or nothing. So behind a pooler that changes servers nobody runs a statement of somebody else.
 /// 3. Nothing is prepared or found while a text may have changed the session (its search path among others),
@@ -60,7 +60,7 @@ class PostgresStatements {
   /// Looks a statement up. What is asked for once is not kept: that would cost more than it gains.
   /// @param key  the whole meaning of the statement; those of shapes begin with a letter
   /// @return the statement in whatever state it is, or null: run it some other way. It stays where it is until
-  ///         the next call of find().
+  ///         the next call of find() but one.
   PostgresStatement* find(std::string_view key, std::size_t hash);
 
   /// Prepares a statement, in a round trip of its own; the executor is made ready for that.
