@@ -265,12 +265,17 @@ bool PostgresChannel::next(PostgresResult& result, const Deadline& deadline) {
 }
 
 bool PostgresChannel::takeResult(PostgresResult& result, const Deadline& deadline) {
-  if (!awaitResult(deadline)) {
-    m_broken = true;
-    return false;
+  result.reset();
+  if (awaitResult(deadline)) {
+    result.reset(PQgetResult(handle()));
+    // Where the client library has lost an answer, for want of memory, the end of the pipeline comes in its
+    // place, and after that nothing.
+    const bool early = m_state == State::Pipeline ? m_expected > 0 : m_before != Before::None;
+    if (!early || PQresultStatus(result.get()) != PGRES_PIPELINE_SYNC) return true;
+    result.reset();
   }
-  result.reset(PQgetResult(handle()));
-  return true;
+  m_broken = true;
+  return false;
 }
 
 // Takes the answer of the statement before, and the first result of the one that was asked.
