@@ -66,7 +66,9 @@ ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
     ExecResult result = refuseZeroBytes(m_columns);
     if (!result.succeeded()) return result;
     PostgresMultiRowInsert insert(m_connection, m_executor, m_statements, m_table, m_target, m_columns);
-    if (insert.prepare() || values <= kTextValues) return insert.run(rows);
+    const bool prepared = insert.prepare();
+    if (!insert.interruption().succeeded()) return insert.interruption();
+    if (prepared || values <= kTextValues) return insert.run(rows);
   }
   return insertColumns(rows);
 }

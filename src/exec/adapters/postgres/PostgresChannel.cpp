@@ -175,6 +175,11 @@ void PostgresChannel::receiveNotice(void* self, const PGresult* notice) noexcept
   }
 }
 
+bool PostgresChannel::countsUtf8() const noexcept {
+  const char* const encoding = PQparameterStatus(handle(), "server_encoding");
+  return encoding != nullptr && std::strcmp(encoding, "UTF8") == 0;
+}
+
 bool PostgresChannel::isQuiet() noexcept {
   while (!broken()) {
     pollfd socket{PQsocket(handle()), POLLIN, 0};

@@ -42,6 +42,9 @@ class PostgresChannel {
   bool broken() const noexcept { return m_broken || PQstatus(handle()) != CONNECTION_OK; }
   void setBroken() noexcept { m_broken = true; }
 
+  /// @return whether the server keeps texts, and counts their characters, as UTF-8
+  bool countsUtf8() const noexcept;
+
   /// Looks, without waiting, whether the server has closed a channel at rest or has said something unasked.
   bool isQuiet() noexcept;
 

@@ -56,7 +56,11 @@ bool PostgresMultiRowInsert::prepare() {
 
 bool PostgresMultiRowInsert::makePrepared(PostgresStatement* statement, const std::string& text,
                                           const std::string& columns, std::size_t described) {
-  if (!m_statements.prepare(*statement, text, {}, columns).succeeded()) return false;
+  ExecResult result = m_statements.prepare(*statement, text, {}, columns);
+  if (!result.succeeded()) {
+    if (m_statements.wasInterrupted()) m_interruption = std::move(result);
+    return false;
+  }
   if (statement->parameters.size() + statement->columns.size() == described) return true;
   statement->state = PostgresStatement::State::Refused;
   return false;

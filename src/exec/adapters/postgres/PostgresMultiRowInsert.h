@@ -35,6 +35,9 @@ class PostgresMultiRowInsert {
   /// @return whether run() can use a prepared insert
   bool prepare();
 
+  /// @return why the preparation was interrupted, which is the outcome of the batch then, or success
+  const ExecResult& interruption() const noexcept { return m_interruption; }
+
   /// Runs the prepared insert, or the text. @param rows  set to the number of rows written
   ExecResult run(std::uint64_t& rows);
 
@@ -56,6 +59,7 @@ class PostgresMultiRowInsert {
   const BatchColumns& m_columns;
   PostgresStatement* m_select = nullptr;
   PostgresStatement* m_insert = nullptr;
+  ExecResult m_interruption;
 };
 
 }  // namespace vorn

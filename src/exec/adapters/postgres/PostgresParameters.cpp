@@ -71,9 +71,11 @@ bool isTimestamp(std::string_view text) {
          numberAt(text, 11, 2) < 24 && numberAt(text, 14, 2) < 60 && numberAt(text, 17, 2) < 60;
 }
 
-// Whether a text of so many characters fits a type with a length.
-bool fitsLength(std::string_view text, int modifier) {
+// Whether a text of so many characters fits a type with a length. How many there are in another encoding than
+// UTF-8 is only clear where there is nothing but ASCII.
+bool fitsLength(std::string_view text, int modifier, bool utf8) {
   if (modifier < 0) return true;
+  if (!utf8 && std::any_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; })) return false;
   const auto most = static_cast<std::size_t>(modifier - kModifierOffset);
   if (text.size() <= most) return true;
   const auto characters = std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; });
@@ -92,7 +94,7 @@ bool fitsPrecision(std::string_view number, int modifier) {
   return digits < precision - scale || (digits == precision - scale && point == number.size());
 }
 
-bool numberFits(const Literal& literal, const PostgresStatement::Column& column) {
+bool numberFits(const Literal& literal, const PostgresStatement::Column& column, bool utf8) {
   const bool whole = literal.type != Type::Decimal;
   if (literal.bytes.size() > kMostDigits) return false;
   switch (column.type) {
@@ -108,13 +110,13 @@ bool numberFits(const Literal& literal, const PostgresStatement::Column& column)
     case postgres_oid::kText:
     case postgres_oid::kVarchar:
     case postgres_oid::kBpchar:
-      return fitsLength(literal.bytes, column.modifier);
+      return fitsLength(literal.bytes, column.modifier, utf8);
     default:
       return false;
   }
 }
 
-bool fits(const Literal& literal, const PostgresStatement::Column& column) {
+bool fits(const Literal& literal, const PostgresStatement::Column& column, bool utf8) {
   switch (literal.type) {
     case Type::Null:
       return true;
@@ -122,10 +124,10 @@ bool fits(const Literal& literal, const PostgresStatement::Column& column) {
       // What its column's type does not print like this is not bound at all.
       return column.type == postgres_oid::kNumeric ? fitsPrecision(literal.bytes, column.modifier)
              : column.type == postgres_oid::kVarchar || column.type == postgres_oid::kBpchar
-                 ? fitsLength(literal.bytes, column.modifier)
+                 ? fitsLength(literal.bytes, column.modifier, utf8)
                  : true;
     default:
-      return numberFits(literal, column);
+      return numberFits(literal, column, utf8);
   }
 }
 
@@ -151,7 +153,7 @@ std::vector<Oid> PostgresParameters::typesOf(const StatementShape& shape) {
   return types;
 }
 
-bool PostgresParameters::bind(const StatementShape& shape, const PostgresStatement& statement) {
+bool PostgresParameters::bind(const StatementShape& shape, const PostgresStatement& statement, bool utf8) {
   const std::vector<Literal>& literals = shape.literals();
   const std::size_t count = literals.size();
   if (count != statement.parameters.size()) return false;
@@ -161,7 +163,7 @@ bool PostgresParameters::bind(const StatementShape& shape, const PostgresStateme
   m_copies.resize(count);
   for (std::size_t at = 0; at < count; ++at) {
     if (at < statement.targets.size() && statement.targets[at].type != 0 &&
-        !fits(literals[at], statement.targets[at])) {
+        !fits(literals[at], statement.targets[at], utf8)) {
       return false;
     }
     if (!bindOne(literals[at], statement.parameters[at], at)) return false;

@@ -26,7 +26,8 @@ namespace vorn {
 class PostgresParameters {
  public:
   /// @return whether all literals could be bound; otherwise this one text has to run as it is
-  bool bind(const StatementShape& shape, const PostgresStatement& statement);
+  /// @param utf8  whether the server counts the characters of a text as UTF-8
+  bool bind(const StatementShape& shape, const PostgresStatement& statement, bool utf8);
 
   int count() const noexcept { return static_cast<int>(m_values.size()); }
   const char* const* values() const noexcept { return m_values.data(); }

@@ -11,7 +11,6 @@ namespace {
 
 using State = PostgresStatement::State;
 
-constexpr char kUndo[] = "rollback to savepoint vorn_shape";
 constexpr char kBeginAgain[] = "rollback; begin";
 
 }  // namespace
@@ -25,7 +24,7 @@ ExecResult PostgresShapes::send(const StatementShape& shape) {
   if (!shape.liftable() || !find(shape, result)) {
     return result.succeeded() ? m_executor.sendReady(shape.sql()) : result;
   }
-  if (!m_parameters.bind(shape, *m_statement) || !chooseNet(first)) {
+  if (!m_parameters.bind(shape, *m_statement, m_executor.channel().countsUtf8()) || !chooseNet(first)) {
     m_statement = nullptr;
     return m_executor.sendReady(shape.sql());
   }
@@ -34,10 +33,10 @@ ExecResult PostgresShapes::send(const StatementShape& shape) {
                                            m_parameters.formats()};
   PostgresChannel& channel = m_executor.channel();
   if (m_net != Net::Savepoint) return channel.askPrepared(call);
-  return channel.askPrepared(call, PostgresStatements::kGuard, m_statements.guard());
+  return channel.askPrepared(call, m_statements.guardText().c_str(), m_statements.guard());
 }
 
-// @param result  set to a failure when the connection broke
+// @param result  set to a failure when the connection broke, or the preparation was interrupted
 bool PostgresShapes::find(const StatementShape& shape, ExecResult& result) {
   if (PQtransactionStatus(m_executor.channel().handle()) == PQTRANS_INERROR) return false;
   m_statement = m_statements.find(shape.key(), shape.hash());
@@ -45,8 +44,8 @@ bool PostgresShapes::find(const StatementShape& shape, ExecResult& result) {
   if (m_statement->state == State::New) result = prepare(shape);
   if (m_statement->state == State::Prepared && result.succeeded()) return true;
   m_statement = nullptr;
-  // Whatever else is wrong with the statement, its text says.
-  if (!m_executor.channel().broken()) result = {};
+  // What is wrong with the statement itself, its text says.
+  if (!m_executor.channel().broken() && (result.succeeded() || !m_statements.wasInterrupted())) result = {};
   return false;
 }
 
@@ -101,7 +100,8 @@ bool PostgresShapes::isRefused(const ExecResult& outcome) {
 
 ExecResult PostgresShapes::undoRefused() {
   if (m_net == Net::None) return {};
-  return m_executor.run(m_net == Net::Begin ? kBeginAgain : kUndo);
+  if (m_net == Net::Begin) return m_executor.run(kBeginAgain);
+  return m_executor.run(("rollback to savepoint " + m_statements.savepoint()).c_str());
 }
 
 }  // namespace vorn

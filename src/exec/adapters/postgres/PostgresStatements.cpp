@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <random>
 #include <utility>
 
@@ -28,10 +29,22 @@ bool isAnswered(const PGresult* result) {
   return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
 }
 
+bool isOfClass(const PGresult* result, std::initializer_list<const char*> classes) {
+  const char* const state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  return state != nullptr && std::any_of(classes.begin(), classes.end(), [state](const char* each) {
+           return std::strncmp(state, each, std::strlen(each)) == 0;
+         });
+}
+
+// Whether a failure has nothing to do with the statement: a cancel or shutdown, a lock, a conflict, a lack of
+// resources.
+bool isInterruption(const PGresult* result) {
+  return isOfClass(result, {"57", "55P03", "40", "53", "58", "XX"});
+}
+
 // Whether the server will say the same the next time.
 bool isLasting(const PGresult* result) {
-  const char* const state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-  return state != nullptr && (std::strncmp(state, "42", 2) == 0 || std::strncmp(state, "0A", 2) == 0);
+  return isOfClass(result, {"42", "0A"});
 }
 
 }  // namespace
@@ -93,7 +106,7 @@ PostgresStatement& PostgresStatements::add(std::string_view key, std::size_t has
   return statement;
 }
 
-std::string PostgresStatements::nextName() {
+const std::string& PostgresStatements::prefix() {
   if (m_prefix.empty()) {
     std::random_device random;
     m_prefix = "vorn_";
@@ -101,7 +114,21 @@ std::string PostgresStatements::nextName() {
       ascii::appendHex(m_prefix, "", static_cast<char>(random()), "0123456789abcdef");
     m_prefix += '_';
   }
-  return m_prefix + std::to_string(++m_names);
+  return m_prefix;
+}
+
+std::string PostgresStatements::nextName() {
+  return prefix() + std::to_string(++m_names);
+}
+
+const std::string& PostgresStatements::savepoint() {
+  if (m_savepoint.empty()) m_savepoint = prefix() + "savepoint";
+  return m_savepoint;
+}
+
+const std::string& PostgresStatements::guardText() {
+  if (m_guardText.empty()) m_guardText = "savepoint " + savepoint();
+  return m_guardText;
 }
 
 ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::string& text,
@@ -113,6 +140,7 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   if (!statement.name.empty()) m_dropped.push_back(std::move(statement.name));
   statement.name = nextName();
   statement.state = PostgresStatement::State::Refused;
+  m_interrupted = false;
   statement.parameters.clear();
   statement.columns.clear();
   statement.targets.clear();
@@ -124,7 +152,7 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   result = channel.sendPipeline(m_questions.size());
   if (!result.succeeded()) return result;
   result = receivePreparation(statement);
-  if (nested && !channel.broken()) {
+  if (nested && !channel.broken() && !m_interrupted) {
     ExecResult undone = undoInTransaction();
     if (result.succeeded()) result = std::move(undone);
   }
@@ -165,7 +193,8 @@ bool PostgresStatements::sendPreparation(const PostgresStatement& statement, con
 bool PostgresStatements::sendGuard() {
   m_guard = nextName();
   m_questions.push_back(Question::PrepareGuard);
-  if (PQsendPrepare(m_executor.channel().handle(), m_guard.c_str(), kGuard, 0, nullptr) != 1) return false;
+  if (PQsendPrepare(m_executor.channel().handle(), m_guard.c_str(), guardText().c_str(), 0, nullptr) != 1)
+    return false;
   if (!sendText("select pg_catalog.pg_backend_pid()")) return false;
   m_questions.back() = Question::AskServer;
   return true;
@@ -196,9 +225,10 @@ ExecResult PostgresStatements::receivePreparation(PostgresStatement& statement) 
 ExecResult PostgresStatements::receiveAnswer(PostgresStatement& statement, Question question,
                                              const PGresult* answer) {
   if (!isAnswered(answer)) {
+    m_interrupted = m_interrupted || isInterruption(answer);
     // A statement to be dropped may be unknown, and the guard can be done without.
     const bool matters = question == Question::Prepare || question == Question::Describe ||
-                         question == Question::DescribeColumns;
+                         question == Question::DescribeColumns || m_interrupted;
     if (!matters) return {};
     if (!isLasting(answer)) statement.state = PostgresStatement::State::New;
     return postgresFailure(answer, m_executor.channel().handle());

@@ -71,9 +71,16 @@ class PostgresStatements {
   ExecResult prepare(PostgresStatement& statement, const std::string& text, const std::vector<Oid>& types,
                      const std::string& columns = {});
 
-  /// @return the name under which kGuard is prepared; empty when it is not known to be there
+  /// @return whether the failure of a preparation is none of the statement's own: a cancel, a lock that was
+  ///         waited for in vain. It is what the text would have come to; in a transaction it has failed that.
+  bool wasInterrupted() const noexcept { return m_interrupted; }
+
+  /// @return the name of a savepoint, which is this connection's own
+  const std::string& savepoint();
+  /// @return the statement that sets it
+  const std::string& guardText();
+  /// @return the name under which guardText() is prepared; empty when it is not known to be there
   const std::string& guard() const noexcept { return m_hasGuard ? m_guard : m_noGuard; }
-  static constexpr char kGuard[] = "savepoint vorn_shape";
 
   /// @return whether the statement has succeeded in this transaction: the locks that this took keep its
   ///         tables from being changed by others. Outside of a transaction never.
@@ -90,6 +97,7 @@ class PostgresStatements {
  private:
   bool seenBefore(std::size_t hash) noexcept;
   PostgresStatement& add(std::string_view key, std::size_t hash);
+  const std::string& prefix();
   std::string nextName();
   enum class Question : unsigned char { Prepare, Describe, DescribeColumns, PrepareGuard, AskServer, Other };
 
@@ -111,9 +119,12 @@ class PostgresStatements {
   std::size_t m_nextSeen = 0;
   std::vector<std::string> m_dropped;  ///< names that the server still keeps
   std::vector<Question> m_questions;   ///< of the preparation in work
+  std::string m_savepoint;
+  std::string m_guardText;
   std::string m_guard;
   const std::string m_noGuard;
   bool m_hasGuard = false;
+  bool m_interrupted = false;
   bool m_isDirect = true;  ///< whether the server is the one that the connection was made to, and no pooler
   std::string m_prefix;
   std::uint64_t m_names = 0;

@@ -121,7 +121,7 @@ ExecResult SqliteDatabase::run(const std::string& sql) {
 ExecResult SqliteDatabase::prepare(const std::string& sql, SqliteStatement& statement) {
   if (!m_handle) return makeFailure(Failure::ConnectionLost, "the connection was given up");
   const std::size_t hash = std::hash<std::string_view>{}(sql);
-  statement = m_cache.take(sql, hash, false);
+  if (!m_watch.attached()) statement = m_cache.take(sql, hash, false);
   if (statement) return {};
   ExecResult result = prepareOne(sql, statement);
   if (result.succeeded()) label(statement, sql, hash, false);
@@ -129,7 +129,8 @@ ExecResult SqliteDatabase::prepare(const std::string& sql, SqliteStatement& stat
 }
 
 ExecResult SqliteDatabase::prepare(const StatementShape& shape, Texts texts, SqliteStatement& statement) {
-  if (shape.liftable() && m_handle && prepareLifted(shape, texts, statement)) return {};
+  if (shape.liftable() && m_handle && !m_watch.attached() && prepareLifted(shape, texts, statement))
+    return {};
   return prepare(shape.sql(), statement);
 }
 

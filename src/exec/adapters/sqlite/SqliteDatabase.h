@@ -23,7 +23,10 @@ namespace vorn {
 ///    others have committed, no older snapshot bars a write, and no rollback ends a cursor with other rows.
 /// 3. Outside a transaction, and before a commit, the file is looked at: nothing is read from, and nothing is
 ///    acknowledged into, a file that does not stand under its name any more.
-/// 4. Whatever changed the session was seen by the watch, from startWatching() on.
+/// 4. A statement is run again only where its names mean what they meant. A statement prepared on an attached
+///    database goes on to mean it when another one, which comes earlier, gets a table of the same name; so
+///    once a database was attached, each text is prepared anew.
+/// 5. Whatever changed the session was seen by the watch, from startWatching() on.
 class SqliteDatabase {
  public:
   /// @param flags  of sqlite3_open_v2()

@@ -60,7 +60,7 @@ int SqliteSessionWatch::authorize(void* self, int action, const char* first, con
       break;
     case SQLITE_ATTACH:
     case SQLITE_DETACH:
-      watch.m_changed = true;
+      watch.m_changed = watch.m_attached = true;
       break;
     case SQLITE_INSERT:
     case SQLITE_UPDATE:

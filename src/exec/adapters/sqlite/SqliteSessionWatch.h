@@ -33,6 +33,9 @@ class SqliteSessionWatch {
   /// @return whether a pragma was denied since prepareIn()
   bool deniedPragma() const noexcept { return m_deniedPragma; }
 
+  /// @return whether another database may be, or have been, attached
+  bool attached() const noexcept { return m_attached; }
+
   Control control() const noexcept { return m_control; }
   bool changed() const noexcept { return m_changed; }
 
@@ -45,6 +48,7 @@ class SqliteSessionWatch {
   Control m_control;
   bool m_deniedPragma = false;
   bool m_changed = false;
+  bool m_attached = false;
 };
 
 }  // namespace vorn
