@@ -122,6 +122,7 @@ class Visit {
 
 void runLoad(int rounds) {
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   std::vector<std::string> errors(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([=, &error = errors[static_cast<std::size_t>(thread)]] {
