@@ -16,8 +16,7 @@ struct SqlDialect {
   bool typedParameters = false;       ///< a parameter has the type of its literal, which tells shapes apart
   bool backslashIsASetting = false;   ///< what it means in a plain literal depends on the session
   bool doubleQuotedLiterals = false;  ///< "…" is a text where no such name is known
-  bool literalsDecideThePlan =
-      false;  ///< the planner looks at -1, 0 and 1, at limits at patterns, and for like literals
+  bool literalsDecideThePlan = false;  ///< the planner looks at -1, 0, 1, limits, patterns, equal literals
 };
 
 }  // namespace vorn
