@@ -13,9 +13,9 @@ struct SqlDialect {
   bool dollarQuotes = false;     ///< $$…$$ and $tag$…$tag$
 
   // What StatementShape lifts, and how.
-  bool typedParameters = false;       ///< a parameter has the type of its literal, which tells shapes apart
-  bool backslashIsASetting = false;   ///< what it means in a plain literal depends on the session
-  bool doubleQuotedLiterals = false;  ///< "…" is a text where no such name is known
+  bool typedParameters = false;        ///< a parameter has the type of its literal, which tells shapes apart
+  bool backslashIsASetting = false;    ///< what it means in a plain literal depends on the session
+  bool doubleQuotedLiterals = false;   ///< "…" is a text where no such name is known
   bool literalsDecideThePlan = false;  ///< the planner looks at -1, 0, 1, limits, patterns, equal literals
 };
 
