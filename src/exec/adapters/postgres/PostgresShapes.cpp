@@ -39,11 +39,28 @@ ExecResult PostgresShapes::send(const StatementShape& shape) {
 ExecResult PostgresShapes::sendText(const StatementShape& shape) {
   using Verb = StatementShape::Verb;
   bool plain = false;
+  ExecResult released = releaseSavepoints(shape);
+  if (!released.succeeded()) return released;
   if (shape.verb() == Verb::Insert || shape.verb() == Verb::Update || shape.verb() == Verb::Delete) {
     ExecResult result = m_statements.findPlain(shape.sql(), plain);
     if (!result.succeeded()) return result;
   }
   return m_executor.sendReady(shape.sql(), plain);
+}
+
+// Some functions are refused where there is a savepoint.
+ExecResult PostgresShapes::releaseSavepoints(const StatementShape& shape) {
+  if (m_uppermost == 0) return {};
+  const bool open = PQtransactionStatus(m_executor.channel().handle()) == PQTRANS_INTRANS;
+  const bool depends = open && m_transaction == m_executor.transaction() && mayChangeSession(shape.sql());
+  if (!depends && shape.verb() != StatementShape::Verb::Other) return {};
+  // They are gone then, or a savepoint of the caller's may come to stand above them.
+  const unsigned count = std::exchange(m_uppermost, 0);
+  if (!depends) return {};
+  std::string release;
+  for (unsigned each = 0; each < count; ++each)
+    release += "release savepoint " + m_statements.savepoint() + ";";
+  return m_executor.run(release.c_str());
 }
 
 // @param result  set to a failure when the connection broke, or the preparation was interrupted
@@ -90,8 +107,10 @@ bool PostgresShapes::chooseNet(bool first) {
   m_net = first ? Net::Begin : Net::Savepoint;
   if (first) return true;
   const std::uint64_t transaction = m_executor.transaction();
-  if (std::exchange(m_transaction, transaction) != transaction) m_savepoints = 0;
-  return ++m_savepoints <= kMostSavepoints;
+  if (std::exchange(m_transaction, transaction) != transaction) m_savepoints = m_uppermost = 0;
+  if (++m_savepoints > kMostSavepoints) return false;
+  ++m_uppermost;
+  return true;
 }
 
 bool PostgresShapes::isRefused(const ExecResult& outcome) {

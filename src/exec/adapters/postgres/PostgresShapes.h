@@ -22,8 +22,9 @@ namespace vorn {
 ///    the statement's first use in a transaction, as the locks of that use keep what it names from being
 ///    changed by others; what the transaction itself has run since may have changed it, unless every write was
 ///    plain. Before that use there is nothing to lose, or a savepoint.
-/// 3. The savepoints are never released: those of the caller may stand above them. There are at most
-///    kMostSavepoints in a transaction; further first uses are asked as text.
+/// 3. There are at most kMostSavepoints in a transaction; further first uses are asked as text. The savepoints
+///    are released before a text that may depend on there being none, but for those above which one of the
+///    caller's may stand.
 class PostgresShapes {
  public:
   PostgresShapes(PostgresExecutor& executor, PostgresStatements& statements)
@@ -45,6 +46,7 @@ class PostgresShapes {
 
   bool find(const StatementShape& shape, ExecResult& result);
   ExecResult prepare(const StatementShape& shape);
+  ExecResult releaseSavepoints(const StatementShape& shape);
   ExecResult sendText(const StatementShape& shape);
   bool chooseNet(bool first);
 
@@ -54,6 +56,7 @@ class PostgresShapes {
   PostgresStatement* m_statement = nullptr;  ///< that was asked last; null for a text
   Net m_net = Net::None;                     ///< under the statement that was asked last
   unsigned m_savepoints = 0;                 ///< in one transaction
+  unsigned m_uppermost = 0;                  ///< of these, with nothing above them that is not released
   std::uint64_t m_transaction = 0;           ///< the executor's, of these
 };
 
