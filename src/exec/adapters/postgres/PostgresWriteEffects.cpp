@@ -6,13 +6,16 @@ namespace vorn {
 
 namespace {
 
-// Of the table, its partitions and children, and the tables to which a foreign key carries a change on; those
-// keys are the server's own triggers, by the numbers of their functions. 16384 is the first number that is
-// not of the server's own.
+// Of the table, its partitions and children, what a view reads, and the tables to which a foreign key carries
+// a change on; those keys are the server's own triggers, by the numbers of their functions. 16384 is the
+// first number that is not of the server's own.
 constexpr char kQuestion[] =
     "with recursive written(id) as (select pg_catalog.to_regclass($1)::pg_catalog.oid union"
     " select further.id from written, lateral ("
     "select inhrelid from pg_catalog.pg_inherits where inhparent = written.id union all"
+    " select d.refobjid from pg_catalog.pg_rewrite v join pg_catalog.pg_depend d on d.objid = v.oid"
+    " and d.classid = 'pg_catalog.pg_rewrite'::regclass and d.refclassid = 'pg_catalog.pg_class'::regclass"
+    " where v.ev_class = written.id union all"
     " select tgconstrrelid from pg_catalog.pg_trigger"
     " where tgrelid = written.id and tgfoid in (1646, 1647, 1650, 1651, 1652, 1653)) further(id))"
     " select bool_or(c.oid is null or p.prosrc ~* 'current_query|pg_stat_activity' or c.relhasrules and "
