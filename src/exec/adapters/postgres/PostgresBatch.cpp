@@ -70,7 +70,9 @@ ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
     if (!insert.interruption().succeeded()) return insert.interruption();
     if (prepared || values <= kTextValues) return insert.run(rows);
   }
-  return insertColumns(rows);
+  ExecResult result = insertColumns(rows);
+  if (!m_statements.isPlain(m_table)) m_executor.noteHidden();
+  return result;
 }
 
 std::size_t PostgresBatch::textBytes() const {

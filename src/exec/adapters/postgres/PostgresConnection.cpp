@@ -33,9 +33,10 @@ constexpr std::size_t kBatchStatements = 32;
 PostgresConnection::PostgresConnection(std::unique_ptr<PostgresChannel> channel,
                                        const PostgresSettings& settings)
     : m_executor(std::move(channel), settings.alwaysReset),
-      m_statements(m_executor, settings.preparedStatements, settings.statementsLast),
+      m_effects(m_executor),
+      m_statements(m_executor, m_effects, settings.preparedStatements, settings.statementsLast),
       m_shapes(m_executor, m_statements),
-      m_batchStatements(m_executor, settings.preparedStatements == 0 ? 0 : kBatchStatements,
+      m_batchStatements(m_executor, m_effects, settings.preparedStatements == 0 ? 0 : kBatchStatements,
                         settings.statementsLast) {}
 
 ExecResult PostgresConnection::open(const PostgresSettings& settings,
@@ -88,6 +89,7 @@ bool PostgresConnection::renew() noexcept {
     return false;
   }
   m_executor.setSessionReset();
+  m_effects.clear();
   m_statements.clear();
   m_batchStatements.clear();
   return true;

@@ -6,6 +6,7 @@
 #include "exec/adapters/postgres/PostgresExecutor.h"
 #include "exec/adapters/postgres/PostgresShapes.h"
 #include "exec/adapters/postgres/PostgresStatements.h"
+#include "exec/adapters/postgres/PostgresWriteEffects.h"
 #include "exec/adapters/store/StoreConnection.h"
 
 namespace vorn {
@@ -40,6 +41,7 @@ class PostgresConnection : public StoreConnection {
   ExecResult run(const StatementShape& shape, const Take& take);
 
   PostgresExecutor m_executor;
+  PostgresWriteEffects m_effects;
   PostgresStatements m_statements;
   PostgresShapes m_shapes;
   PostgresStatements m_batchStatements;  ///< apart, so that batches of many sizes push no others out

@@ -98,7 +98,8 @@ ExecResult PostgresExecutor::makeReady() {
   m_used = true;
   m_first = std::exchange(m_justBegun, false);
   if (!m_transactionBefore) {
-    m_settingsChanged = false;
+    m_settingsChanged = m_ranHidden = false;
+    ++m_transaction;
     ++m_transactionMark;
   }
   return m_channel->atRest() && !m_channel->broken() ? ExecResult() : m_channel->lost();
@@ -115,15 +116,21 @@ ExecResult PostgresExecutor::run(const char* statement) {
   return result.succeeded() ? finish() : result;
 }
 
-ExecResult PostgresExecutor::sendReady(const std::string& sql) {
-  noteStatement(sql);
+ExecResult PostgresExecutor::sendReady(const std::string& sql, bool plain) {
+  noteStatement(sql, plain);
   return isCopy(sql) ? sendCopy(sql) : m_channel->ask(sql);
 }
 
-void PostgresExecutor::noteStatement(const std::string& sql) {
+void PostgresExecutor::noteHidden() noexcept {
+  ++m_transactionMark;
+  m_ranHidden = true;
+}
+
+void PostgresExecutor::noteStatement(const std::string& sql, bool plain) {
   m_sessionChanged = m_sessionChanged || mayChangeSession(sql);
   const SchemaEffect effect = schemaEffect(sql);
-  if (effect == SchemaEffect::None) return;
+  if (effect == SchemaEffect::Hidden && !plain) noteHidden();
+  if (effect == SchemaEffect::None || effect == SchemaEffect::Hidden) return;
   ++m_transactionMark;
   if (effect == SchemaEffect::Settings) m_settingsChanged = true;
   if (effect == SchemaEffect::Schema) ++m_schemaMark;

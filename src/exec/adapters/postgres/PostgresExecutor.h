@@ -50,7 +50,8 @@ class PostgresExecutor {
   ExecResult send(const std::string& sql);
 
   /// Asks a statement, after makeReady().
-  ExecResult sendReady(const std::string& sql);
+  /// @param plain  whether it is known to set off no functions that its text does not name
+  ExecResult sendReady(const std::string& sql, bool plain = false);
 
   /// Asks one of the layer's own statements by the simple protocol, and takes the answer.
   ExecResult run(const char* statement);
@@ -61,7 +62,13 @@ class PostgresExecutor {
   bool firstInTransaction() const noexcept { return m_first; }
 
   /// Takes note of what a statement may change: the session, the schema, the locks of its transaction.
-  void noteStatement(const std::string& sql);
+  /// @param plain  as for sendReady()
+  void noteStatement(const std::string& sql, bool plain = false);
+
+  /// Takes note that functions may have run of which no text says anything.
+  void noteHidden() noexcept;
+  /// Takes note that the schema may have changed.
+  void noteSchema() noexcept { ++m_schemaMark; }
 
   /// @return whether the session has to be reset before somebody else gets it
   bool sessionChanged() const noexcept { return m_sessionChanged || (m_alwaysReset && m_used); }
@@ -69,9 +76,15 @@ class PostgresExecutor {
   bool textChangedSession() const noexcept { return m_sessionChanged || m_settingsChanged; }
   void setSessionReset() noexcept { m_sessionChanged = m_used = false; }
 
-  /// @return a number that stays while what the statements of a transaction have locked stays locked, and no
-  ///         text of this connection may have changed the schema. Another one in every transaction.
+  /// @return a number that stays while what the statements of a transaction have locked stays locked, and
+  ///         nothing that this connection ran may have changed the schema. Another one in every transaction.
   std::uint64_t transactionMark() const noexcept { return m_transactionMark; }
+
+  /// @return another number in every transaction
+  std::uint64_t transaction() const noexcept { return m_transaction; }
+
+  /// @return whether functions may have run in this transaction of which no text says anything
+  bool ranHidden() const noexcept { return m_ranHidden; }
 
   /// @return a number that stays while no text of this connection may have changed the schema
   std::uint64_t schemaMark() const noexcept { return m_schemaMark; }
@@ -126,7 +139,9 @@ class PostgresExecutor {
   bool m_justBegun = false;
   bool m_first = false;
   Refusal m_refusal = Refusal::None;
-  bool m_used = false;  ///< since the last reset
+  bool m_used = false;       ///< since the last reset
+  bool m_ranHidden = false;  ///< in this transaction
+  std::uint64_t m_transaction = 1;
   std::uint64_t m_transactionMark = 1;
   std::uint64_t m_schemaMark = 0;
 };

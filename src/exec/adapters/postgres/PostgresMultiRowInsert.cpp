@@ -40,7 +40,7 @@ bool PostgresMultiRowInsert::prepare() {
     appendJoined(select, m_columns, ", ",
                  [](std::string& text, const BatchColumn& column) { text += *column.name; });
     select += " from only " + m_table + " where false";
-    if (!makePrepared(m_select, select, select, m_columns.size())) return false;
+    if (!makePrepared(m_select, select, select, m_table, m_columns.size())) return false;
   }
   if (m_select->state != PostgresStatement::State::Prepared) return false;
   // What was just found is not the one used longest ago, so it stays.
@@ -48,15 +48,16 @@ bool PostgresMultiRowInsert::prepare() {
   m_insert = m_statements.find(key, hashOf(key));
   if (m_insert == nullptr) return false;
   if (m_insert->state == PostgresStatement::State::New) {
-    if (!makePrepared(m_insert, insertText(true), {}, m_columns.rows() * m_columns.size())) return false;
+    if (!makePrepared(m_insert, insertText(true), {}, {}, m_columns.rows() * m_columns.size())) return false;
     if (readsLiteralsByLength()) m_insert->state = PostgresStatement::State::Refused;
   }
   return m_insert->state == PostgresStatement::State::Prepared;
 }
 
 bool PostgresMultiRowInsert::makePrepared(PostgresStatement* statement, const std::string& text,
-                                          const std::string& columns, std::size_t described) {
-  ExecResult result = m_statements.prepare(*statement, text, {}, columns);
+                                          const std::string& columns, const std::string& table,
+                                          std::size_t described) {
+  ExecResult result = m_statements.prepare(*statement, text, {}, columns, table);
   if (!result.succeeded()) {
     if (m_statements.wasInterrupted()) m_interruption = std::move(result);
     return false;
@@ -128,8 +129,11 @@ ExecResult PostgresMultiRowInsert::attempt(bool prepared, std::uint64_t& rows, b
 // An insert that was refused when it was to be prepared, and whose text is kept, shows another table.
 void PostgresMultiRowInsert::noteSuccess(bool prepared) noexcept {
   if (prepared) {
-    m_statements.setProven(*m_select);
-  } else if (m_insert != nullptr && m_insert->parameters.empty()) {
+    m_statements.noteSuccess(*m_select);
+    return;
+  }
+  if (!m_statements.isPlain(m_table)) m_executor.noteHidden();
+  if (m_insert != nullptr && m_insert->parameters.empty()) {
     m_statements.setStale(*m_select, false);
   }
 }

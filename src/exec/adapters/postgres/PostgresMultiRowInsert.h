@@ -44,7 +44,7 @@ class PostgresMultiRowInsert {
  private:
   ExecResult attempt(bool prepared, std::uint64_t& rows, bool& repeat);
   bool makePrepared(PostgresStatement* statement, const std::string& text, const std::string& columns,
-                    std::size_t described);
+                    const std::string& table, std::size_t described);
   void noteSuccess(bool prepared) noexcept;
   bool needsRepeat(const PostgresPipeline& pipeline, std::size_t selectAt, std::size_t insertAt);
   bool readsLiteralsByLength() const;

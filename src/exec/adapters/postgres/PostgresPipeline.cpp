@@ -29,9 +29,15 @@ std::size_t PostgresPipeline::askWithText(bool prepared, const std::string& stat
   return asked(PQsendQueryParams(handle, statement.c_str(), 1, nullptr, &value, nullptr, nullptr, 0));
 }
 
-std::size_t PostgresPipeline::askToDescribe(const std::string& sql) {
-  asked(PQsendPrepare(m_channel.handle(), "", sql.c_str(), 0, nullptr));
-  return asked(PQsendDescribePrepared(m_channel.handle(), ""));
+std::size_t PostgresPipeline::askToDescribe(const std::string& sql, const std::string& name,
+                                            const std::vector<Oid>& types) {
+  asked(PQsendPrepare(m_channel.handle(), name.c_str(), sql.c_str(), static_cast<int>(types.size()),
+                      types.empty() ? nullptr : types.data()));
+  return asked(PQsendDescribePrepared(m_channel.handle(), name.c_str()));
+}
+
+std::size_t PostgresPipeline::askToPrepare(const std::string& sql, const std::string& name) {
+  return asked(PQsendPrepare(m_channel.handle(), name.c_str(), sql.c_str(), 0, nullptr));
 }
 
 std::size_t PostgresPipeline::asked(int accepted) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "exec/adapters/postgres/PostgresBatchParameters.h"
 #include "exec/adapters/postgres/PostgresExecutor.h"
@@ -29,9 +30,15 @@ class PostgresPipeline {
   /// Asks a prepared statement, or a text, with one text as its parameter.
   std::size_t askWithText(bool prepared, const std::string& statement, const std::string& parameter);
 
-  /// Has a statement parsed as the unnamed one, and asks in a second question for its description.
-  /// @return the number of that
-  std::size_t askToDescribe(const std::string& sql);
+  /// Has a statement prepared, and asks in a second question for its description.
+  /// @param name   empty for the unnamed one
+  /// @param types  of its parameters; 0, or none at all, leaves it to the server
+  /// @return the number of the second question
+  std::size_t askToDescribe(const std::string& sql, const std::string& name = {},
+                            const std::vector<Oid>& types = {});
+
+  /// Has a statement without parameters prepared.
+  std::size_t askToPrepare(const std::string& sql, const std::string& name);
 
   /// Sends everything and takes the answers.
   /// @param take  called with the number of each question that succeeded, and its answer
@@ -56,6 +63,9 @@ class PostgresPipeline {
     ExecResult ended = m_channel.endPipeline();
     return outcome.succeeded() ? ended : outcome;
   }
+
+  /// @return how many questions there are so far
+  std::size_t questions() const { return m_questions; }
 
   /// @return the number of the question that failed
   std::size_t failedAt() const { return m_failedAt; }

@@ -22,11 +22,11 @@ ExecResult PostgresShapes::send(const StatementShape& shape) {
   if (!result.succeeded()) return result;
   const bool first = m_executor.firstInTransaction();
   if (!shape.liftable() || !find(shape, result)) {
-    return result.succeeded() ? m_executor.sendReady(shape.sql()) : result;
+    return result.succeeded() ? sendText(shape) : result;
   }
   if (!m_parameters.bind(shape, *m_statement, m_executor.channel().countsUtf8()) || !chooseNet(first)) {
     m_statement = nullptr;
-    return m_executor.sendReady(shape.sql());
+    return sendText(shape);
   }
   const PostgresChannel::PreparedCall call{m_statement->name.c_str(), m_parameters.count(),
                                            m_parameters.values(), m_parameters.lengths(),
@@ -34,6 +34,33 @@ ExecResult PostgresShapes::send(const StatementShape& shape) {
   PostgresChannel& channel = m_executor.channel();
   if (m_net != Net::Savepoint) return channel.askPrepared(call);
   return channel.askPrepared(call, m_statements.guardText().c_str(), m_statements.guard());
+}
+
+ExecResult PostgresShapes::sendText(const StatementShape& shape) {
+  using Verb = StatementShape::Verb;
+  bool plain = false;
+  ExecResult released = releaseSavepoints(shape);
+  if (!released.succeeded()) return released;
+  if (shape.verb() == Verb::Insert || shape.verb() == Verb::Update || shape.verb() == Verb::Delete) {
+    ExecResult result = m_statements.findPlain(shape.sql(), plain);
+    if (!result.succeeded()) return result;
+  }
+  return m_executor.sendReady(shape.sql(), plain);
+}
+
+// Some functions are refused where there is a savepoint.
+ExecResult PostgresShapes::releaseSavepoints(const StatementShape& shape) {
+  if (m_uppermost == 0) return {};
+  const bool open = PQtransactionStatus(m_executor.channel().handle()) == PQTRANS_INTRANS;
+  const bool depends = open && m_transaction == m_executor.transaction() && mayChangeSession(shape.sql());
+  if (!depends && shape.verb() != StatementShape::Verb::Other) return {};
+  // They are gone then, or a savepoint of the caller's may come to stand above them.
+  const unsigned count = std::exchange(m_uppermost, 0);
+  if (!depends) return {};
+  std::string release;
+  for (unsigned each = 0; each < count; ++each)
+    release += "release savepoint " + m_statements.savepoint() + ";";
+  return m_executor.run(release.c_str());
 }
 
 // @param result  set to a failure when the connection broke, or the preparation was interrupted
@@ -57,11 +84,11 @@ ExecResult PostgresShapes::prepare(const StatementShape& shape) {
   }
   const std::string text = shape.statement();
   const AssignmentTargets targets = assignmentTargets(text);
-  ExecResult result =
-      m_statements.prepare(statement, text, PostgresParameters::typesOf(shape), targets.select);
+  const bool writes = shape.verb() != StatementShape::Verb::Select;
+  ExecResult result = m_statements.prepare(statement, text, PostgresParameters::typesOf(shape),
+                                           targets.select, writes ? writtenTable(text) : std::string());
   if (!result.succeeded()) return result;
   // A rule may have a write return rows, after which it may still fail.
-  const bool writes = shape.verb() != StatementShape::Verb::Select;
   if ((writes && statement.returnsRows) || statement.columns.size() < targets.parameters.size()) {
     statement.state = State::Refused;
     return {};
@@ -79,21 +106,28 @@ bool PostgresShapes::chooseNet(bool first) {
   if (!m_executor.inTransaction() || m_statements.isProven(*m_statement)) return true;
   m_net = first ? Net::Begin : Net::Savepoint;
   if (first) return true;
-  if (std::exchange(m_mark, m_executor.transactionMark()) != m_executor.transactionMark()) m_savepoints = 0;
-  return ++m_savepoints <= kMostSavepoints;
+  const std::uint64_t transaction = m_executor.transaction();
+  if (std::exchange(m_transaction, transaction) != transaction) m_savepoints = m_uppermost = 0;
+  if (++m_savepoints > kMostSavepoints) return false;
+  ++m_uppermost;
+  return true;
 }
 
 bool PostgresShapes::isRefused(const ExecResult& outcome) {
   if (m_statement == nullptr) return false;
   const PostgresExecutor::Refusal refusal = m_executor.refusal();
   if (outcome.succeeded()) {
-    m_statements.setProven(*m_statement);
+    m_statements.noteSuccess(*m_statement);
     return false;
   }
   PostgresChannel& channel = m_executor.channel();
   const bool known = refusal != PostgresExecutor::Refusal::None && channel.atRest() && !channel.broken();
-  // A proven statement is never refused; if it were, its transaction would have failed.
-  if (!known || (m_net == Net::None && m_executor.inTransaction())) return false;
+  if (!known) return false;
+  if (m_net == Net::None && m_executor.inTransaction()) {
+    // It was proven, so something is not as it was thought to be, and the transaction has failed.
+    m_executor.noteSchema();
+    return false;
+  }
   m_statements.setStale(*m_statement, refusal == PostgresExecutor::Refusal::Unknown);
   return true;
 }

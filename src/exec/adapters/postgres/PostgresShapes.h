@@ -20,9 +20,11 @@ namespace vorn {
 ///    in a transaction that has failed, and one that calls unknown functions is asked as text.
 /// 2. A refusal of a prepared statement is seen by nobody and costs a transaction nothing. It can come only in
 ///    the statement's first use in a transaction, as the locks of that use keep what it names from being
-///    changed. Before that use there is nothing to lose, or a savepoint.
-/// 3. The savepoints are never released: those of the caller may stand above them. There are at most
-///    kMostSavepoints in a transaction; further first uses are asked as text.
+///    changed by others; what the transaction itself has run since may have changed it, unless every write was
+///    plain. Before that use there is nothing to lose, or a savepoint.
+/// 3. There are at most kMostSavepoints in a transaction; further first uses are asked as text. The savepoints
+///    are released before a text that may depend on there being none, but for those above which one of the
+///    caller's may stand.
 class PostgresShapes {
  public:
   PostgresShapes(PostgresExecutor& executor, PostgresStatements& statements)
@@ -44,6 +46,8 @@ class PostgresShapes {
 
   bool find(const StatementShape& shape, ExecResult& result);
   ExecResult prepare(const StatementShape& shape);
+  ExecResult releaseSavepoints(const StatementShape& shape);
+  ExecResult sendText(const StatementShape& shape);
   bool chooseNet(bool first);
 
   PostgresExecutor& m_executor;
@@ -51,8 +55,9 @@ class PostgresShapes {
   PostgresParameters m_parameters;
   PostgresStatement* m_statement = nullptr;  ///< that was asked last; null for a text
   Net m_net = Net::None;                     ///< under the statement that was asked last
-  unsigned m_savepoints = 0;                 ///< under one transaction mark
-  std::uint64_t m_mark = 0;                  ///< the executor's transaction mark of these
+  unsigned m_savepoints = 0;                 ///< in one transaction
+  unsigned m_uppermost = 0;                  ///< of these, with nothing above them that is not released
+  std::uint64_t m_transaction = 0;           ///< the executor's, of these
 };
 
 }  // namespace vorn

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "common/ascii.h"
-#include "exec/adapters/base/Failure.h"
-#include "exec/adapters/postgres/PostgresError.h"
+#include "exec/adapters/postgres/PostgresPipeline.h"
+#include "exec/adapters/postgres/assignment_targets.h"
 
 namespace vorn {
 
@@ -24,34 +24,30 @@ constexpr char kSavepoint[] = "savepoint vorn_prepare";
 constexpr char kRelease[] = "release savepoint vorn_prepare";
 constexpr char kUndo[] = "rollback to savepoint vorn_prepare; release savepoint vorn_prepare";
 
-bool isAnswered(const PGresult* result) {
-  const ExecStatusType status = PQresultStatus(result);
-  return status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
-}
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-bool isOfClass(const PGresult* result, std::initializer_list<const char*> classes) {
-  const char* const state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-  return state != nullptr && std::any_of(classes.begin(), classes.end(), [state](const char* each) {
-           return std::strncmp(state, each, std::strlen(each)) == 0;
-         });
+bool failedWithAny(const PostgresPipeline& pipeline, std::initializer_list<const char*> states) {
+  return std::any_of(states.begin(), states.end(),
+                     [&pipeline](const char* state) { return pipeline.failedWith(state); });
 }
 
 // Whether a failure has nothing to do with the statement: a cancel or shutdown, a lock, a conflict, a lack of
 // resources.
-bool isInterruption(const PGresult* result) {
-  return isOfClass(result, {"57", "55P03", "40", "53", "58", "XX"});
+bool isInterruption(const PostgresPipeline& pipeline) {
+  return failedWithAny(pipeline, {"57", "55P03", "40", "53", "58", "XX"});
 }
 
 // Whether the server will say the same the next time.
-bool isLasting(const PGresult* result) {
-  return isOfClass(result, {"42", "0A"});
+bool isLasting(const PostgresPipeline& pipeline) {
+  return failedWithAny(pipeline, {"42", "0A"});
 }
 
 }  // namespace
 
-PostgresStatements::PostgresStatements(PostgresExecutor& executor, std::size_t capacity,
-                                       std::shared_ptr<std::atomic<bool>> allowed)
+PostgresStatements::PostgresStatements(PostgresExecutor& executor, PostgresWriteEffects& effects,
+                                       std::size_t capacity, std::shared_ptr<std::atomic<bool>> allowed)
     : m_executor(executor),
+      m_effects(effects),
       m_capacity(capacity == 1 ? 2 : capacity),
       m_allowed(std::move(allowed)),
       m_seen(capacity == 0 ? 0 : kSeen) {}
@@ -132,134 +128,118 @@ const std::string& PostgresStatements::guardText() {
 }
 
 ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::string& text,
-                                       const std::vector<Oid>& types, const std::string& columns) {
-  PostgresChannel& channel = m_executor.channel();
-  ExecResult result = m_executor.makeReady();
-  if (result.succeeded()) result = channel.beginPipeline();
+                                       const std::vector<Oid>& types, const std::string& columns,
+                                       const std::string& table) {
+  using Effect = PostgresWriteEffects::Effect;
+  m_interrupted = false;
+  PostgresPipeline pipeline(m_executor);
+  ExecResult result = pipeline.begin();
   if (!result.succeeded()) return result;
   if (!statement.name.empty()) m_dropped.push_back(std::move(statement.name));
   statement.name = nextName();
   statement.state = PostgresStatement::State::Refused;
-  m_interrupted = false;
   statement.parameters.clear();
   statement.columns.clear();
   statement.targets.clear();
   const bool nested = m_executor.inTransaction();
-  if (!sendPreparation(statement, text, types, columns, nested)) {
-    channel.setBroken();
-    return channel.lost();
-  }
-  result = channel.sendPipeline(m_questions.size());
-  if (!result.succeeded()) return result;
-  result = receivePreparation(statement);
-  if (nested && !channel.broken() && !m_interrupted) {
-    ExecResult undone = undoInTransaction();
-    if (result.succeeded()) result = std::move(undone);
-  }
-  if (result.succeeded()) statement.state = PostgresStatement::State::Prepared;
-  return result;
-}
-
-bool PostgresStatements::sendPreparation(const PostgresStatement& statement, const std::string& text,
-                                         const std::vector<Oid>& types, const std::string& columns,
-                                         bool nested) {
-  PGconn* const handle = m_executor.channel().handle();
-  const char* const name = statement.name.c_str();
-  m_questions.clear();
-  if (nested && !sendText(kSavepoint)) return false;
-  m_questions.insert(m_questions.end(), {Question::Prepare, Question::Describe});
-  if (PQsendPrepare(handle, name, text.c_str(), static_cast<int>(types.size()),
-                    types.empty() ? nullptr : types.data()) != 1 ||
-      PQsendDescribePrepared(handle, name) != 1) {
-    return false;
-  }
-  if (!columns.empty()) {
-    m_questions.insert(m_questions.end(), {Question::Prepare, Question::DescribeColumns});
-    if (PQsendPrepare(handle, "", columns.c_str(), 0, nullptr) != 1 ||
-        PQsendDescribePrepared(handle, "") != 1) {
-      return false;
+  if (nested) pipeline.ask(kSavepoint);
+  const std::size_t describeAt = pipeline.askToDescribe(text, statement.name, types);
+  const std::size_t columnsAt = columns.empty() ? kNone : pipeline.askToDescribe(columns);
+  const bool knowsEffect = table.empty() || m_effects.of(table) != Effect::Unknown;
+  const std::size_t effectAt = knowsEffect ? kNone : PostgresWriteEffects::ask(pipeline, table);
+  // What comes after this can be done without: a statement to be dropped may be unknown.
+  const std::size_t needed = pipeline.questions();
+  const std::size_t serverAt = m_guardLasts && !m_hasGuard ? askForGuard(pipeline) : kNone;
+  askToDrop(pipeline);
+  if (nested) pipeline.ask(kRelease);
+  result = pipeline.end([&](std::size_t question, const PGresult* answer) {
+    if (question == describeAt) {
+      statement.returnsRows = PQnfields(answer) > 0;
+      for (int at = 0; at < PQnparams(answer); ++at) statement.parameters.push_back(PQparamtype(answer, at));
+    } else if (question == columnsAt) {
+      for (int at = 0; at < PQnfields(answer); ++at)
+        statement.columns.push_back({PQftype(answer, at), PQfmod(answer, at)});
+    } else if (question == effectAt) {
+      m_effects.take(table, answer);
+    } else if (question == serverAt) {
+      noteServer(answer);
     }
+  });
+  if (!result.succeeded()) {
+    m_interrupted = isInterruption(pipeline);
+    const bool matters = m_interrupted || pipeline.failedAt() < needed || m_executor.channel().broken();
+    if (!matters) result = {};
+    if (matters && !isLasting(pipeline)) statement.state = PostgresStatement::State::New;
+    if (nested) result = undoInTransaction(std::move(result));
   }
-  if (m_isDirect && !m_hasGuard && !sendGuard()) return false;
-  for (std::size_t drops = 0; drops < kDropsAtOnce && !m_dropped.empty(); ++drops) {
-    if (!sendText("deallocate " + m_dropped.back())) return false;
-    m_dropped.pop_back();
-  }
-  return !nested || sendText(kRelease);
+  if (!result.succeeded()) return result;
+  const Effect effect = table.empty() ? Effect::Plain : m_effects.of(table);
+  statement.hidden = effect != Effect::Plain;
+  if (effect != Effect::Rewritten) statement.state = PostgresStatement::State::Prepared;
+  return result;
 }
 
 // Behind a pooler the guard may be unknown to the server of the next transaction, and its failure would cost
 // that transaction.
-bool PostgresStatements::sendGuard() {
+std::size_t PostgresStatements::askForGuard(PostgresPipeline& pipeline) {
   m_guard = nextName();
-  m_questions.push_back(Question::PrepareGuard);
-  if (PQsendPrepare(m_executor.channel().handle(), m_guard.c_str(), guardText().c_str(), 0, nullptr) != 1)
-    return false;
-  if (!sendText("select pg_catalog.pg_backend_pid()")) return false;
-  m_questions.back() = Question::AskServer;
-  return true;
+  pipeline.askToPrepare(guardText(), m_guard);
+  return pipeline.ask("select pg_catalog.pg_backend_pid()");
 }
 
-bool PostgresStatements::sendText(const std::string& text) {
-  m_questions.push_back(Question::Other);
-  return PQsendQueryParams(m_executor.channel().handle(), text.c_str(), 0, nullptr, nullptr, nullptr, nullptr,
-                           0) == 1;
+void PostgresStatements::noteServer(const PGresult* answer) {
+  m_hasGuard = m_guardLasts =
+      std::strtol(PQgetvalue(answer, 0, 0), nullptr, 10) == PQbackendPID(m_executor.channel().handle());
 }
 
-ExecResult PostgresStatements::receivePreparation(PostgresStatement& statement) {
-  PostgresChannel& channel = m_executor.channel();
-  ExecResult outcome;
-  PostgresResult answer;
-  for (const Question question : m_questions) {
-    for (;;) {
-      if (!channel.next(answer)) return channel.lost();
-      if (!answer) break;
-      ExecResult step = receiveAnswer(statement, question, answer.get());
-      if (outcome.succeeded()) outcome = std::move(step);
-    }
+void PostgresStatements::askToDrop(PostgresPipeline& pipeline) {
+  for (std::size_t drops = 0; drops < kDropsAtOnce && !m_dropped.empty(); ++drops) {
+    pipeline.ask("deallocate " + m_dropped.back());
+    m_dropped.pop_back();
   }
-  ExecResult ended = channel.endPipeline();
-  return outcome.succeeded() ? ended : outcome;
 }
 
-ExecResult PostgresStatements::receiveAnswer(PostgresStatement& statement, Question question,
-                                             const PGresult* answer) {
-  if (!isAnswered(answer)) {
-    m_interrupted = m_interrupted || isInterruption(answer);
-    // A statement to be dropped may be unknown, and the guard can be done without.
-    const bool matters = question == Question::Prepare || question == Question::Describe ||
-                         question == Question::DescribeColumns || m_interrupted;
-    if (!matters) return {};
-    if (!isLasting(answer)) statement.state = PostgresStatement::State::New;
-    return postgresFailure(answer, m_executor.channel().handle());
-  }
-  switch (question) {
-    case Question::Describe:
-      statement.returnsRows = PQnfields(answer) > 0;
-      for (int at = 0; at < PQnparams(answer); ++at) statement.parameters.push_back(PQparamtype(answer, at));
-      break;
-    case Question::DescribeColumns:
-      for (int at = 0; at < PQnfields(answer); ++at)
-        statement.columns.push_back({PQftype(answer, at), PQfmod(answer, at)});
-      break;
-    case Question::AskServer:
-      m_hasGuard = m_isDirect =
-          std::strtol(PQgetvalue(answer, 0, 0), nullptr, 10) == PQbackendPID(m_executor.channel().handle());
-      break;
-    default:
-      break;
-  }
-  return {};
-}
-
-// A failure on the way has failed the transaction.
-ExecResult PostgresStatements::undoInTransaction() {
-  PostgresChannel& channel = m_executor.channel();
-  if (PQtransactionStatus(channel.handle()) != PQTRANS_INERROR) return {};
-  ExecResult result = channel.askSimple(kUndo);
-  if (result.succeeded()) result = m_executor.finish();
-  if (!result.succeeded()) channel.setBroken();
+ExecResult PostgresStatements::findPlain(const std::string& sql, bool& plain) {
+  using Effect = PostgresWriteEffects::Effect;
+  plain = false;
+  const bool open = PQtransactionStatus(m_executor.channel().handle()) == PQTRANS_INTRANS;
+  if (!open || m_provenMark != m_executor.transactionMark() || m_executor.textChangedSession()) return {};
+  const std::string table = writtenTable(sql);
+  if (table.empty()) return {};
+  ExecResult result;
+  if (m_effects.of(table) == Effect::Unknown) result = findEffect(table);
+  plain = isPlain(table);
   return result;
+}
+
+ExecResult PostgresStatements::findEffect(const std::string& table) {
+  m_interrupted = false;
+  m_effects.take(table, nullptr);
+  PostgresPipeline pipeline(m_executor);
+  ExecResult result = pipeline.begin();
+  if (!result.succeeded()) return result;
+  pipeline.ask(kSavepoint);
+  const std::size_t effectAt = PostgresWriteEffects::ask(pipeline, table);
+  pipeline.ask(kRelease);
+  result = pipeline.end([&](std::size_t question, const PGresult* answer) {
+    if (question == effectAt) m_effects.take(table, answer);
+  });
+  if (result.succeeded()) return result;
+  m_interrupted = isInterruption(pipeline);
+  result = undoInTransaction(std::move(result));
+  return m_interrupted || m_executor.channel().broken() ? result : ExecResult();
+}
+
+// A failure on the way has failed the transaction, which is mended unless it was interrupted.
+// @param outcome  so far. @return the outcome
+ExecResult PostgresStatements::undoInTransaction(ExecResult outcome) {
+  PostgresChannel& channel = m_executor.channel();
+  if (channel.broken() || m_interrupted || PQtransactionStatus(channel.handle()) != PQTRANS_INERROR)
+    return outcome;
+  ExecResult undone = channel.askSimple(kUndo);
+  if (undone.succeeded()) undone = m_executor.finish();
+  if (!undone.succeeded()) channel.setBroken();
+  return outcome.succeeded() ? undone : outcome;
 }
 
 bool PostgresStatements::isProven(const PostgresStatement& statement) const noexcept {
@@ -267,7 +247,13 @@ bool PostgresStatements::isProven(const PostgresStatement& statement) const noex
 }
 
 void PostgresStatements::setProven(PostgresStatement& statement) noexcept {
-  statement.transaction = m_executor.transactionMark();
+  statement.transaction = m_provenMark = m_executor.transactionMark();
+}
+
+void PostgresStatements::noteSuccess(PostgresStatement& statement) noexcept {
+  if (!statement.hidden) return setProven(statement);
+  m_executor.noteHidden();
+  m_hasGuard = m_guardLasts = false;
 }
 
 void PostgresStatements::setStale(PostgresStatement& statement, bool unknown) noexcept {

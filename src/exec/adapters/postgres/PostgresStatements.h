@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "exec/adapters/postgres/PostgresExecutor.h"
+#include "exec/adapters/postgres/PostgresWriteEffects.h"
 
 namespace vorn {
 
@@ -32,6 +33,7 @@ struct PostgresStatement {
   std::vector<Column> columns;  ///< of the second text that was asked for when it was prepared
   std::vector<Column> targets;  ///< what each parameter is assigned to; type 0, or missing, for nothing
   bool returnsRows = false;
+  bool hidden = false;            ///< whether functions run with it of which its text says nothing
   std::uint64_t generation = 0;   ///< of the statements, when it was prepared
   std::uint64_t transaction = 0;  ///< the mark of the last transaction in which it succeeded
   std::uint64_t lastUse = 0;
@@ -49,10 +51,12 @@ struct PostgresStatement {
 ///    of the store.
 /// 4. After a text that may have changed the schema, no statement is found prepared from before it.
 /// 5. Preparing inside a transaction leaves the transaction as it was, whatever becomes of it.
+/// 6. A write of which the server makes another statement is not prepared. Where functions run with a write
+///    that may change what other statements stand on, nothing counts as proven after it.
 class PostgresStatements {
  public:
   /// @param allowed  shared by the connections of a store; cleared when its statements do not last
-  PostgresStatements(PostgresExecutor& executor, std::size_t capacity,
+  PostgresStatements(PostgresExecutor& executor, PostgresWriteEffects& effects, std::size_t capacity,
                      std::shared_ptr<std::atomic<bool>> allowed);
   PostgresStatements(const PostgresStatements&) = delete;
   PostgresStatements& operator=(const PostgresStatements&) = delete;
@@ -66,10 +70,20 @@ class PostgresStatements {
   /// Prepares a statement, in a round trip of its own; the executor is made ready for that.
   /// @param types    of its parameters; 0, or none at all, leaves it to the server
   /// @param columns  a select whose columns are wanted too, or empty
-  /// @return a failure when the statement is not Prepared after it. It is Refused then, unless the channel is
-  ///         broken.
+  /// @param table    to which the statement writes, or empty
+  /// @return a failure when the server does not take it. It is not Prepared then.
   ExecResult prepare(PostgresStatement& statement, const std::string& text, const std::vector<Oid>& types,
-                     const std::string& columns = {});
+                     const std::string& columns = {}, const std::string& table = {});
+
+  /// Finds out whether a write, which is about to go as text, is plain. Asks the server only where that may
+  /// spare the statements that are proven.
+  /// @return a failure when it was interrupted, as the preparation of a statement may be
+  ExecResult findPlain(const std::string& sql, bool& plain);
+
+  /// @return whether a table is known to be one whose writes set off nothing hidden
+  bool isPlain(const std::string& table) const {
+    return m_effects.of(table) == PostgresWriteEffects::Effect::Plain;
+  }
 
   /// @return whether the failure of a preparation is none of the statement's own: a cancel, a lock that was
   ///         waited for in vain. It is what the text would have come to; in a transaction it has failed that.
@@ -80,12 +94,17 @@ class PostgresStatements {
   /// @return the statement that sets it
   const std::string& guardText();
   /// @return the name under which guardText() is prepared; empty when it is not known to be there
-  const std::string& guard() const noexcept { return m_hasGuard ? m_guard : m_noGuard; }
+  const std::string& guard() const noexcept {
+    return m_hasGuard && !m_executor.ranHidden() ? m_guard : m_noGuard;
+  }
 
   /// @return whether the statement has succeeded in this transaction: the locks that this took keep its
   ///         tables from being changed by others. Outside of a transaction never.
   bool isProven(const PostgresStatement& statement) const noexcept;
   void setProven(PostgresStatement& statement) noexcept;
+
+  /// Takes note that a statement has succeeded, which proves it if nothing hidden ran with it.
+  void noteSuccess(PostgresStatement& statement) noexcept;
 
   /// Takes note that the server does not take the statement as it was prepared any more.
   /// @param unknown  whether it does not know it at all
@@ -99,17 +118,14 @@ class PostgresStatements {
   PostgresStatement& add(std::string_view key, std::size_t hash);
   const std::string& prefix();
   std::string nextName();
-  enum class Question : unsigned char { Prepare, Describe, DescribeColumns, PrepareGuard, AskServer, Other };
-
-  bool sendPreparation(const PostgresStatement& statement, const std::string& text,
-                       const std::vector<Oid>& types, const std::string& columns, bool nested);
-  bool sendGuard();
-  bool sendText(const std::string& text);
-  ExecResult receivePreparation(PostgresStatement& statement);
-  ExecResult receiveAnswer(PostgresStatement& statement, Question question, const PGresult* answer);
-  ExecResult undoInTransaction();
+  std::size_t askForGuard(PostgresPipeline& pipeline);
+  void askToDrop(PostgresPipeline& pipeline);
+  void noteServer(const PGresult* answer);
+  ExecResult findEffect(const std::string& table);
+  ExecResult undoInTransaction(ExecResult outcome);
 
   PostgresExecutor& m_executor;
+  PostgresWriteEffects& m_effects;
   const std::size_t m_capacity;
   const std::shared_ptr<std::atomic<bool>> m_allowed;
   // The hashes stand apart: looking one up is a scan over a few cache lines.
@@ -118,14 +134,14 @@ class PostgresStatements {
   std::vector<std::size_t> m_seen;  ///< hashes that were asked for once, a ring
   std::size_t m_nextSeen = 0;
   std::vector<std::string> m_dropped;  ///< names that the server still keeps
-  std::vector<Question> m_questions;   ///< of the preparation in work
   std::string m_savepoint;
   std::string m_guardText;
   std::string m_guard;
   const std::string m_noGuard;
   bool m_hasGuard = false;
   bool m_interrupted = false;
-  bool m_isDirect = true;  ///< whether the server is the one that the connection was made to, and no pooler
+  bool m_guardLasts = true;  ///< no pooler changes the server, and no function known to run drops statements
+  std::uint64_t m_provenMark = 0;  ///< the transaction mark of the last statement that was proven
   std::string m_prefix;
   std::uint64_t m_names = 0;
   std::uint64_t m_clock = 0;

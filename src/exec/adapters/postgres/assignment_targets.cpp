@@ -30,6 +30,7 @@ class Pieces {
 
   std::size_t begin() const { return m_begin; }
   std::size_t end() const { return m_end; }
+  bool isName() const { return is('"') || ascii::isIdentifierByte(m_statement[m_begin]); }
   bool is(char sign) const { return m_statement[m_begin] == sign; }
 
   bool is(std::string_view word) const {
@@ -100,6 +101,21 @@ AssignmentTargets assignmentTargets(const std::string& statement) {
   pieces.next();
   if (pieces.is("insert")) return targetsOfInsert(statement, pieces);
   if (pieces.is("update")) return targetsOfUpdate(statement, pieces);
+  return {};
+}
+
+std::string writtenTable(const std::string& statement) {
+  Pieces pieces(statement);
+  if (!pieces.next()) return {};
+  if (!pieces.is("update") && !pieces.next()) return {};  // into, from
+  bool more = pieces.next();
+  if (more && pieces.is("only")) more = pieces.next();
+  for (std::string table; more && pieces.isName(); table += '.') {
+    table.append(statement, pieces.begin(), pieces.end() - pieces.begin());
+    more = pieces.next();
+    if (!more || !pieces.is('.')) return table;
+    more = pieces.next();
+  }
   return {};
 }
 

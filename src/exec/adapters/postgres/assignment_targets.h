@@ -14,4 +14,8 @@ struct AssignmentTargets {
 /// @param statement  as StatementShape::statement() has it, of a text that is liftable
 AssignmentTargets assignmentTargets(const std::string& statement);
 
+/// @param statement  an insert, update or delete, liftable or not
+/// @return the name of the table that it writes to; empty if that is not understood
+std::string writtenTable(const std::string& statement);
+
 }  // namespace vorn

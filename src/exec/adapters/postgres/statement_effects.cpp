@@ -187,8 +187,15 @@ SchemaEffect schemaEffect(const std::string& sql) {
     // With "to" or "chain" the transaction goes on.
     return words.next() ? SchemaEffect::Locks : SchemaEffect::None;
   }
-  if (first == "set")
-    return words.next() && words.word() == "local" ? SchemaEffect::Settings : SchemaEffect::None;
+  if (first == "set") {
+    if (!words.next()) return SchemaEffect::None;
+    return words.word() == "local"         ? SchemaEffect::Settings
+           : words.word() == "constraints" ? SchemaEffect::Hidden
+                                           : SchemaEffect::None;
+  }
+  if (first == "copy" || first == "explain" || first == "truncate" || isModification(first) ||
+      (first == "with" && writesAndReturns(sql)))
+    return SchemaEffect::Hidden;
   return isIn(kKeeping, first) ? SchemaEffect::None : SchemaEffect::Schema;
 }
 

@@ -15,10 +15,10 @@ bool isCopy(const std::string& sql);
 bool isRollback(const std::string& sql);
 
 /// What a statement may take from under those that follow it in its transaction: the locks that hold their
-/// tables in place, the settings of the transaction, or the schema.
-enum class SchemaEffect : unsigned char { None, Locks, Settings, Schema };
+/// tables in place, the settings of the transaction, or the schema. Hidden is what the triggers of a write may do.
+enum class SchemaEffect : unsigned char { None, Locks, Hidden, Settings, Schema };
 
-/// What functions do does not show here; mayChangeSession() names the calls that may do anything.
+/// What other functions do does not show here; mayChangeSession() names the calls that may do anything.
 SchemaEffect schemaEffect(const std::string& sql);
 
 /// @return whether the statement may leave something behind in its session: settings, a role, temporary
