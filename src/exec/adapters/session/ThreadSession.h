@@ -14,7 +14,8 @@ namespace vorn {
 ///
 /// Invariants:
 /// 1. Open: there is a connection, and after the last call its store saw a transaction. Whatever a call or a
-///    statement did, the state follows what the store reports.
+///    statement did, the state follows what the store reports. No other connection takes its place before the
+///    caller knows that the transaction has ended.
 /// 2. Lost: a transaction ended that the caller believes open. Nothing runs on the store until a commit
 ///    has reported that to the caller, or the caller has rolled back or begun again, by a call or by a text.
 /// 3. At rest, that is without a session and without an open transaction, there is no connection: the next
