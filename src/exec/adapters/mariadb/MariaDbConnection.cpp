@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "exec/adapters/base/Failure.h"
+#include "exec/adapters/mariadb/MariaDbBatch.h"
 #include "exec/adapters/mariadb/MariaDbConnector.h"
 #include "exec/adapters/mariadb/MariaDbCursor.h"
 #include "exec/adapters/mariadb/MariaDbDialect.h"
@@ -29,6 +30,8 @@ constexpr char kSessionSettings[] =
 
 constexpr std::uint32_t kResetSeconds = 2;
 
+constexpr std::size_t kBatchStatements = 32;
+
 // Whether a transaction is to begin, in words of whatever store, or to end.
 TransactionText transactionTextOf(const StatementShape& shape) {
   return shape.verb() == StatementShape::Verb::Other ? transactionText(shape.sql()) : TransactionText::None;
@@ -37,7 +40,9 @@ TransactionText transactionTextOf(const StatementShape& shape) {
 }  // namespace
 
 MariaDbConnection::MariaDbConnection(std::unique_ptr<MariaDbChannel> channel, const MariaDbSettings& settings)
-    : m_executor(std::move(channel)), m_settings(settings) {}
+    : m_executor(std::move(channel)),
+      m_batchStatements(settings.preparedStatements == 0 ? 0 : kBatchStatements),
+      m_settings(settings) {}
 
 ExecResult MariaDbConnection::open(const MariaDbSettings& settings,
                                    std::unique_ptr<StoreConnection>& connection) {
@@ -93,6 +98,7 @@ bool MariaDbConnection::renew() noexcept {
     return false;
   }
   m_executor.setSessionReset();
+  m_batchStatements.clear();
   return true;
 }
 
@@ -164,8 +170,9 @@ ExecResult MariaDbConnection::write(const StatementShape& shape, std::uint64_t& 
   return result.succeeded() ? m_executor.finish(effects.countsRows ? &rows : nullptr) : result;
 }
 
-ExecResult MariaDbConnection::batch(const std::string&, const BatchColumns&, std::uint64_t&) {
-  return makeFailure(Failure::NotSupported, "the store runs no batches yet");
+ExecResult MariaDbConnection::batch(const std::string& sql, const BatchColumns& columns,
+                                    std::uint64_t& rows) {
+  return MariaDbBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
 }
 
 }  // namespace vorn
