@@ -3,6 +3,7 @@
 #include <mysql.h>
 #include <openssl/crypto.h>
 
+#include <csignal>
 #include <string_view>
 #include <utility>
 
@@ -159,9 +160,18 @@ ExecResult takeOptions(StoreUrl& url, MariaDbSettings& settings) {
 // A static object may still run a statement while the process ends, after the exit handlers of what was
 // initialised later. The cryptography under the client library has one; without it there is nothing to lose
 // but memory that goes anyway.
+bool initClientLibrary() {
+  // It sets the process's own answer to SIGPIPE aside.
+  struct sigaction pipe = {};
+  sigaction(SIGPIPE, nullptr, &pipe);
+  const bool initialised = mysql_library_init(0, nullptr, nullptr) == 0;
+  sigaction(SIGPIPE, &pipe, nullptr);
+  return initialised;
+}
+
 ExecResult startClientLibrary() {
-  static const bool started = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1 &&
-                              mysql_library_init(0, nullptr, nullptr) == 0;
+  static const bool started =
+      OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1 && initClientLibrary();
   return started ? ExecResult() : outOfMemory();
 }
 
