@@ -18,15 +18,16 @@ namespace {
 // names, two bars concatenate, a blank may stand before the parenthesis of a call, a value that does not fit
 // its column is refused, and a zero is kept as it is by a column that counts up. Times are UTC. The server
 // waits for a reader that takes its time, and says when the state of the session changes.
+// clang-format off
 constexpr char kSessionSettings[] =
-    "set names utf8mb4 collate utf8mb4_general_ci, "
-    "sql_mode='ANSI_QUOTES,ERROR_FOR_DIVISION_BY_ZERO,IGNORE_SPACE,"
-    "NO_AUTO_VALUE_ON_ZERO,NO_BACKSLASH_ESCAPES,NO_ENGINE_SUBSTITUTION,NO_ZERO_DATE,NO_ZERO_IN_DATE,PIPES_AS_"
-    "CONCAT,"
-    "STRICT_ALL_TABLES', time_zone='+00:00', autocommit=1, completion_type=0, sql_select_limit=default,"
-    " sql_safe_updates=0, sql_auto_is_null=0, div_precision_increment=4, default_week_format=0, "
-    "lc_time_names='en_US',"
-    " foreign_key_checks=1, unique_checks=1, net_write_timeout=28800, session_track_state_change=1";
+    "set names utf8mb4 collate utf8mb4_general_ci,"
+    " sql_mode='ANSI_QUOTES,ERROR_FOR_DIVISION_BY_ZERO,IGNORE_SPACE,NO_AUTO_VALUE_ON_ZERO,NO_BACKSLASH_ESCAPES,"
+    "NO_ENGINE_SUBSTITUTION,NO_ZERO_DATE,NO_ZERO_IN_DATE,PIPES_AS_CONCAT,STRICT_ALL_TABLES',"
+    " time_zone='+00:00', lc_time_names='en_US', default_week_format=0, div_precision_increment=4,"
+    " autocommit=1, completion_type=0, foreign_key_checks=1, unique_checks=1, sql_auto_is_null=0,"
+    " sql_safe_updates=0, sql_select_limit=default, max_recursive_iterations=4294967295,"
+    " net_write_timeout=28800, session_track_state_change=1";
+// clang-format on
 
 constexpr std::uint32_t kResetSeconds = 2;
 
