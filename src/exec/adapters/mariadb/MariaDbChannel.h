@@ -105,7 +105,7 @@ class MariaDbChannel {
   };
 
   ExecResult answered();
-  ExecResult failed(ExecResult failure, unsigned number);
+  ExecResult failed(unsigned number, const char* message) noexcept;
   void takeEndOfRows() noexcept;
   ExecResult notReady() const;
   void endResult() noexcept;
