@@ -88,6 +88,13 @@ void MariaDbChannel::limitWaits(std::uint32_t readSeconds, std::uint32_t writeSe
   if (stream == nullptr) return;
   stream->methods->set_timeout(stream, PVIO_READ_TIMEOUT, static_cast<int>(readSeconds));
   stream->methods->set_timeout(stream, PVIO_WRITE_TIMEOUT, static_cast<int>(writeSeconds));
+  m_readLimit = stream->timeout[PVIO_READ_TIMEOUT];
+}
+
+void MariaDbChannel::hurry(milliseconds limit) noexcept {
+  MARIADB_PVIO* const stream = m_handle->net.pvio;
+  if (stream == nullptr) return;
+  stream->timeout[PVIO_READ_TIMEOUT] = limit.count() > 0 ? static_cast<int>(limit.count()) : m_readLimit;
 }
 
 bool MariaDbChannel::isQuiet() noexcept {
