@@ -1,4 +1,4 @@
-# Usage: awk -v include=DIRECTORY -f extract.awk HEADER...
+# Usage: awk -v headers=DIRECTORY -f extract.awk HEADER...
 # Writes one source file with the examples of the public headers: what stands between @code and @endcode.
 #
 # An example is the body of a function that is given `db` and `text`, see run_examples.h, and it is run. An
@@ -21,7 +21,7 @@ BEGIN {
 FNR == 1 {
   finishHeader()
   hasClass = hasExample = 0
-  header = substr(FILENAME, length(include) + 2)
+  header = substr(FILENAME, length(headers) + 2)
   print "#include \"" header "\""
 }
 
