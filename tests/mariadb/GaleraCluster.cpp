@@ -109,10 +109,10 @@ void GaleraCluster::waitUntilSynced() const {
   for (int node = 0; node < kNodes; ++node) waitUntilSynced(node, kNodes);
 }
 
-std::string GaleraCluster::url(int first) const {
+std::string GaleraCluster::url(int first, int count) const {
   std::string hosts;
-  for (int node = 0; node < kNodes; ++node) {
-    hosts += (hosts.empty() ? "" : ",") + m_nodes[(first + node) % kNodes].address + ":13306";
+  for (int node = first; node < first + count; ++node) {
+    hosts += (node == first ? "" : ",") + m_nodes[node].address + ":13306";
   }
   return std::string("mariadb://vorn:") + kPassword + "@" + hosts + "/state";
 }

@@ -34,8 +34,8 @@ class GaleraCluster {
   /// Waits until all nodes are in step.
   void waitUntilSynced() const;
 
-  /// @return the URL of all nodes, `first` in front
-  std::string url(int first = 0) const;
+  /// @return the URL of `count` nodes
+  std::string url(int first = 0, int count = kNodes) const;
   /// Runs SQL on a connection of the test's own that sees what any node has acknowledged.
   /// @return the fields of the last row, joined by '|'
   std::string query(int node, const std::string& sql) const { return ask(node, "vorn", kPassword, sql); }
