@@ -96,8 +96,7 @@ ExecResult connectTo(const MariaDbSettings& settings, const MariaDbHost* host, M
   MariaDbHandle opened(mysql_init(nullptr));
   if (!opened) throw std::bad_alloc();
   setOptions(opened.get(), settings);
-  const std::string where =
-      (host == nullptr ? settings.socket : host->name + ":" + std::to_string(host->port)) + ": ";
+  const std::string where = (host == nullptr ? settings.socket : host->text()) + ": ";
   // Counted are the rows that a statement finds, as on every store, and not those that it makes different.
   if (mysql_real_connect(opened.get(), host == nullptr ? nullptr : host->name.c_str(), settings.user.c_str(),
                          settings.password.c_str(),

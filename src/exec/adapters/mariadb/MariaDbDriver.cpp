@@ -180,13 +180,8 @@ MariaDbDriver::MariaDbDriver(MariaDbSettings settings) : m_settings(std::move(se
 
 std::string MariaDbDriver::name() const {
   std::string text = "mariadb://";
-  appendJoined(text, m_settings.hosts, ",", [](std::string& target, const MariaDbHost& host) {
-    const bool bracketed = host.name.find(':') != std::string::npos;
-    target.append(bracketed ? "[" : "")
-        .append(host.name)
-        .append(bracketed ? "]:" : ":")
-        .append(std::to_string(host.port));
-  });
+  appendJoined(text, m_settings.hosts, ",",
+               [](std::string& target, const MariaDbHost& host) { target += host.text(); });
   return text.append(m_settings.hosts.empty() ? m_settings.socket : "")
       .append("/")
       .append(m_settings.database);

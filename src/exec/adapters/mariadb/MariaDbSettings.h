@@ -10,6 +10,11 @@ namespace vorn {
 struct MariaDbHost {
   std::string name;  ///< or an address
   std::uint16_t port = 3306;
+
+  std::string text() const {
+    const bool bracketed = name.find(':') != std::string::npos;
+    return (bracketed ? "[" + name + "]:" : name + ":") + std::to_string(port);
+  }
 };
 
 /// How the connections are encrypted. Empty texts are the client library's defaults.
