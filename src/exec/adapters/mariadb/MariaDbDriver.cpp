@@ -9,7 +9,7 @@
 #include "common/ascii.h"
 #include "common/joined.h"
 #include "exec/adapters/base/Failure.h"
-#include "exec/adapters/mariadb/MariaDbConnector.h"
+#include "exec/adapters/mariadb/MariaDbConnection.h"
 
 namespace vorn {
 
@@ -188,10 +188,7 @@ std::string MariaDbDriver::name() const {
 }
 
 ExecResult MariaDbDriver::open(std::unique_ptr<StoreConnection>& connection) {
-  static_cast<void>(connection);
-  MariaDbHandle handle;
-  ExecResult result = MariaDbConnector::connect(m_settings, handle);
-  return result.succeeded() ? makeFailure(Failure::NotSupported, "the store runs no statements yet") : result;
+  return MariaDbConnection::open(m_settings, connection);
 }
 
 }  // namespace vorn
