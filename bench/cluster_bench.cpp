@@ -9,6 +9,7 @@
 #include "LibraryStore.h"
 #include "Threads.h"
 #include "mariadb/GaleraCluster.h"
+#include "vorn/reader.h"
 #include "vorn/transaction.h"
 
 namespace {

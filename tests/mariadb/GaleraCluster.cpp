@@ -57,7 +57,7 @@ GaleraCluster::~GaleraCluster() {
 
 void GaleraCluster::start(int node, const std::string& option) {
   std::string addresses;
-  for (const Node& each : m_nodes) addresses += (addresses.empty() ? "" : ",") + each.address;
+  for (const Node& each : m_nodes) addresses.append(addresses.empty() ? "" : ",").append(each.address);
   std::vector<std::string> words = {VORN_TEST_SOURCES "/mariadb/galera_node.sh",
                                     m_nodes[node].directory.file(""), m_nodes[node].address, addresses};
   if (!option.empty()) words.push_back(option);
@@ -112,7 +112,7 @@ void GaleraCluster::waitUntilSynced() const {
 std::string GaleraCluster::url(int first, int count) const {
   std::string hosts;
   for (int node = first; node < first + count; ++node) {
-    hosts += (node == first ? "" : ",") + m_nodes[node].address + ":13306";
+    hosts.append(node == first ? "" : ",").append(m_nodes[node].address).append(":13306");
   }
   return std::string("mariadb://vorn:") + kPassword + "@" + hosts + "/state";
 }
@@ -137,7 +137,7 @@ std::string GaleraCluster::ask(int node, const char* user, const char* password,
   while (MYSQL_ROW row = result == nullptr ? nullptr : mysql_fetch_row(result.get())) {
     fields.clear();
     for (unsigned field = 0; field < mysql_num_fields(result.get()); ++field) {
-      fields += (field == 0 ? "" : "|") + std::string(row[field] == nullptr ? "~" : row[field]);
+      fields.append(field == 0 ? "" : "|").append(row[field] == nullptr ? "~" : row[field]);
     }
   }
   return fields;
