@@ -132,6 +132,13 @@ ExecResult MariaDbChannel::prepare(MYSQL_STMT* statement, const std::string& sql
   return {};
 }
 
+// The client library would first read what is left of an answer, and then write.
+void MariaDbChannel::close(MYSQL_STMT* statement) noexcept {
+  const NoPipeSignal quiet(m_encrypted);
+  if (!atRest()) setBroken();
+  mysql_stmt_close(statement);
+}
+
 // The head of a result is here.
 ExecResult MariaDbChannel::answered() {
   noteStatus(m_handle->server_status);

@@ -56,6 +56,9 @@ class MariaDbChannel {
   /// Prepares a statement. A failure of the server leaves the channel at rest.
   ExecResult prepare(MYSQL_STMT* statement, const std::string& sql);
 
+  /// Closes a prepared statement of this channel, which it needs at rest: elsewhere it is broken by this.
+  void close(MYSQL_STMT* statement) noexcept;
+
   /// @return whether the result in work is rows
   bool hasRows() const noexcept { return m_state == State::Rows; }
   /// @return the prepared statement whose rows these are, or null where they are those of a text

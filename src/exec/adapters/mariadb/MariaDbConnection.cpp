@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "exec/adapters/base/Failure.h"
+#include "exec/adapters/mariadb/MariaDbBatch.h"
 #include "exec/adapters/mariadb/MariaDbConnector.h"
 #include "exec/adapters/mariadb/MariaDbCursor.h"
 #include "exec/adapters/mariadb/MariaDbDialect.h"
@@ -17,17 +18,20 @@ namespace {
 // names, two bars concatenate, a blank may stand before the parenthesis of a call, a value that does not fit
 // its column is refused, and a zero is kept as it is by a column that counts up. Times are UTC. The server
 // waits for a reader that takes its time, and says when the state of the session changes.
+// clang-format off
 constexpr char kSessionSettings[] =
-    "set names utf8mb4 collate utf8mb4_general_ci, "
-    "sql_mode='ANSI_QUOTES,ERROR_FOR_DIVISION_BY_ZERO,IGNORE_SPACE,"
-    "NO_AUTO_VALUE_ON_ZERO,NO_BACKSLASH_ESCAPES,NO_ENGINE_SUBSTITUTION,NO_ZERO_DATE,NO_ZERO_IN_DATE,PIPES_AS_"
-    "CONCAT,"
-    "STRICT_ALL_TABLES', time_zone='+00:00', autocommit=1, completion_type=0, sql_select_limit=default,"
-    " sql_safe_updates=0, sql_auto_is_null=0, div_precision_increment=4, default_week_format=0, "
-    "lc_time_names='en_US',"
-    " foreign_key_checks=1, unique_checks=1, net_write_timeout=28800, session_track_state_change=1";
+    "set names utf8mb4 collate utf8mb4_general_ci,"
+    " sql_mode='ANSI_QUOTES,ERROR_FOR_DIVISION_BY_ZERO,IGNORE_SPACE,NO_AUTO_VALUE_ON_ZERO,NO_BACKSLASH_ESCAPES,"
+    "NO_ENGINE_SUBSTITUTION,NO_ZERO_DATE,NO_ZERO_IN_DATE,PIPES_AS_CONCAT,STRICT_ALL_TABLES',"
+    " time_zone='+00:00', lc_time_names='en_US', default_week_format=0, div_precision_increment=4,"
+    " autocommit=1, completion_type=0, foreign_key_checks=1, unique_checks=1, sql_auto_is_null=0,"
+    " sql_safe_updates=0, sql_select_limit=default, max_recursive_iterations=4294967295,"
+    " net_write_timeout=28800, session_track_state_change=1";
+// clang-format on
 
 constexpr std::uint32_t kResetSeconds = 2;
+
+constexpr std::size_t kBatchStatements = 32;
 
 // Whether a transaction is to begin, in words of whatever store, or to end.
 TransactionText transactionTextOf(const StatementShape& shape) {
@@ -37,7 +41,9 @@ TransactionText transactionTextOf(const StatementShape& shape) {
 }  // namespace
 
 MariaDbConnection::MariaDbConnection(std::unique_ptr<MariaDbChannel> channel, const MariaDbSettings& settings)
-    : m_executor(std::move(channel)), m_settings(settings) {}
+    : m_executor(std::move(channel)),
+      m_batchStatements(settings.preparedStatements == 0 ? 0 : kBatchStatements),
+      m_settings(settings) {}
 
 ExecResult MariaDbConnection::open(const MariaDbSettings& settings,
                                    std::unique_ptr<StoreConnection>& connection) {
@@ -93,6 +99,7 @@ bool MariaDbConnection::renew() noexcept {
     return false;
   }
   m_executor.setSessionReset();
+  m_batchStatements.clear();
   return true;
 }
 
@@ -164,8 +171,9 @@ ExecResult MariaDbConnection::write(const StatementShape& shape, std::uint64_t& 
   return result.succeeded() ? m_executor.finish(effects.countsRows ? &rows : nullptr) : result;
 }
 
-ExecResult MariaDbConnection::batch(const std::string&, const BatchColumns&, std::uint64_t&) {
-  return makeFailure(Failure::NotSupported, "the store runs no batches yet");
+ExecResult MariaDbConnection::batch(const std::string& sql, const BatchColumns& columns,
+                                    std::uint64_t& rows) {
+  return MariaDbBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
 }
 
 }  // namespace vorn

@@ -38,7 +38,8 @@ class MariaDbConnection : public StoreConnection {
   ExecResult send(const StatementShape& shape, StatementEffects& effects);
 
   MariaDbExecutor m_executor;
-  const MariaDbSettings& m_settings;  ///< the driver's, which outlives its connections
+  StatementCache<MariaDbStatement> m_batchStatements;  ///< after the executor, which has their channel
+  const MariaDbSettings& m_settings;                   ///< the driver's, which outlives its connections
 };
 
 }  // namespace vorn

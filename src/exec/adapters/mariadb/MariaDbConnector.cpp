@@ -52,6 +52,8 @@ void setOptions(MYSQL* handle, const MariaDbSettings& settings) {
   mysql_options(handle, MYSQL_OPT_CONNECT_TIMEOUT, &limit);
   mysql_options(handle, MYSQL_OPT_READ_TIMEOUT, &limit);
   mysql_options(handle, MYSQL_OPT_WRITE_TIMEOUT, &limit);
+  const unsigned int protocol = settings.socket.empty() ? MYSQL_PROTOCOL_TCP : MYSQL_PROTOCOL_SOCKET;
+  mysql_options(handle, MYSQL_OPT_PROTOCOL, &protocol);  // also where the host is called localhost
   mysql_options(handle, MYSQL_OPT_LOCAL_INFILE, &off);
   mysql_options(handle, MYSQL_SET_CHARSET_NAME, "utf8mb4");
   mysql_options(handle, MYSQL_REPORT_DATA_TRUNCATION, &on);
@@ -105,13 +107,14 @@ ExecResult connectTo(const MariaDbSettings& settings, const MariaDbHost* host, M
                          host == nullptr ? settings.socket.c_str() : nullptr, CLIENT_FOUND_ROWS) == nullptr) {
     return failure(opened.get(), where);
   }
+  // Where the certificate is not verified, the client library is content with a server that does not encrypt.
+  if (settings.encryption.required && mysql_get_ssl_cipher(opened.get()) == nullptr) {
+    return mariaDbConnectFailure(CR_SSL_CONNECTION_ERROR, where + "the server does not encrypt");
+  }
   keepAlive(opened.get());
   ExecResult result = checkNode(opened.get(), where);
-  if (!result.succeeded()) return result;
-  mysql_options(opened.get(), MYSQL_OPT_READ_TIMEOUT, &settings.readTimeout);
-  mysql_options(opened.get(), MYSQL_OPT_WRITE_TIMEOUT, &settings.writeTimeout);
-  handle = std::move(opened);
-  return {};
+  if (result.succeeded()) handle = std::move(opened);
+  return result;
 }
 
 }  // namespace

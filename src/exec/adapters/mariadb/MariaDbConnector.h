@@ -16,7 +16,7 @@ namespace vorn {
 class MariaDbConnector {
  public:
   /// Connects: logged in, with the character set utf8mb4, without a transaction. The session's settings are the
-  /// server's defaults.
+  /// server's defaults, and every wait is still limited by the `connect_timeout`.
   /// @param handle  set on success only
   static ExecResult connect(const MariaDbSettings& settings, MariaDbHandle& handle);
 };

@@ -3,6 +3,7 @@
 #include <mysql.h>
 #include <openssl/crypto.h>
 
+#include <csignal>
 #include <string_view>
 #include <utility>
 
@@ -158,10 +159,18 @@ ExecResult takeOptions(StoreUrl& url, MariaDbSettings& settings) {
 
 // A static object may still run a statement while the process ends, after the exit handlers of what was
 // initialised later. The cryptography under the client library has one; without it there is nothing to lose
-// but memory that goes anyway.
+// but memory that goes anyway. The client library has the process ignore SIGPIPE, which is not its business.
+bool initialiseClientLibrary() {
+  struct sigaction before {};
+  sigaction(SIGPIPE, nullptr, &before);
+  const bool done = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1 &&
+                    mysql_library_init(0, nullptr, nullptr) == 0;
+  sigaction(SIGPIPE, &before, nullptr);
+  return done;
+}
+
 ExecResult startClientLibrary() {
-  static const bool started = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1 &&
-                              mysql_library_init(0, nullptr, nullptr) == 0;
+  static const bool started = initialiseClientLibrary();
   return started ? ExecResult() : outOfMemory();
 }
 

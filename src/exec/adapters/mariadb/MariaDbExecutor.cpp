@@ -3,6 +3,7 @@
 #include <mysqld_error.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "common/ascii.h"
@@ -85,15 +86,31 @@ ExecResult MariaDbExecutor::makeReady() {
 ExecResult MariaDbExecutor::send(const std::string& sql, const StatementEffects& effects) {
   ExecResult result = checkSize(sql);
   if (!result.succeeded()) return result;
-  m_session = std::max(m_session, effects.session);
+  noteEffect(effects.session);
   result = m_channel->ask(
       sql, effects.session != SessionEffect::None || !(effects.countsRows || effects.onlyReads));
-  const auto parseError = static_cast<std::uint64_t>(ErrorFamily::MariaDb) << 32 | ER_PARSE_ERROR;
-  if (result.errorCode() == parseError && hasSecondStatement(sql)) {
-    return makeFailure(Failure::MultipleStatements,
-                       "the text goes on after its first statement; nothing was run");
-  }
+  return result.succeeded() ? result : refusal(std::move(result), sql);
+}
+
+ExecResult MariaDbExecutor::prepare(const std::string& sql, MariaDbStatement& statement) {
+  ExecResult result = checkSize(sql);
+  if (!result.succeeded()) return result;
+  MariaDbStatement prepared;
+  prepared.handle = {mysql_stmt_init(m_channel->handle()), MariaDbStatementCloser{m_channel.get()}};
+  if (!prepared.handle) throw std::bad_alloc();
+  if (sql.size() <= StatementCache<MariaDbStatement>::kLongestText) prepared.text = sql;
+  prepared.bytes = sql.size();
+  result = m_channel->prepare(prepared.handle.get(), sql);
+  if (!result.succeeded()) return refusal(std::move(result), sql);
+  statement = std::move(prepared);
   return result;
+}
+
+ExecResult MariaDbExecutor::refusal(ExecResult failure, const std::string& sql) const {
+  const auto parseError = static_cast<std::uint64_t>(ErrorFamily::MariaDb) << 32 | ER_PARSE_ERROR;
+  if (failure.errorCode() != parseError || !hasSecondStatement(sql)) return failure;
+  return makeFailure(Failure::MultipleStatements,
+                     "the text goes on after its first statement; nothing was run");
 }
 
 ExecResult MariaDbExecutor::checkSize(const std::string& sql) {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 #include "exec/adapters/mariadb/MariaDbChannel.h"
+#include "exec/adapters/mariadb/MariaDbStatement.h"
 #include "exec/adapters/mariadb/statement_effects.h"
 #include "exec/adapters/store/BufferedCursor.h"
 
@@ -50,6 +52,13 @@ class MariaDbExecutor {
   /// Asks a statement, after makeReady().
   ExecResult send(const std::string& sql, const StatementEffects& effects);
 
+  /// Prepares a statement, after makeReady().
+  /// @param statement  set on success only, with its text and size
+  ExecResult prepare(const std::string& sql, MariaDbStatement& statement);
+
+  /// To be called before a prepared statement with an effect on the session is asked.
+  void noteEffect(SessionEffect effect) noexcept { m_session = std::max(m_session, effect); }
+
   /// Makes ready, asks one of the layer's own statements, and takes the answer.
   ExecResult run(const std::string& sql);
 
@@ -79,6 +88,7 @@ class MariaDbExecutor {
   bool takeRest(std::chrono::milliseconds limit);
   void detachCursor() noexcept;
   ExecResult checkSize(const std::string& sql);
+  ExecResult refusal(ExecResult failure, const std::string& sql) const;
 
   std::unique_ptr<MariaDbChannel> m_channel;
   Answer m_answer = Answer::Taken;
