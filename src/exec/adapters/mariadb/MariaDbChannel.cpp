@@ -117,8 +117,17 @@ ExecResult MariaDbChannel::ask(MYSQL_STMT* statement) {
   const NoPipeSignal quiet(m_encrypted);
   m_statement = statement;
   m_mayBegin = false;
-  const int refused = mysql_stmt_execute(statement);
-  return refused == 0 ? answered() : failed(mariaDbFailure(statement), mysql_stmt_errno(statement));
+  if (mysql_stmt_execute(statement) == 0) return answered();
+  const unsigned number = mysql_stmt_errno(statement);
+  ExecResult failure = mariaDbFailure(statement);
+  // The server has other columns than the client library knows of. Their rows are taken, and dropped.
+  if (number == CR_NEW_STMT_METADATA && mysql_stmt_free_result(statement) == 0 &&
+      m_handle->net.pvio != nullptr) {
+    noteStatus(m_handle->server_status);
+    m_lastAnswer = Clock::now();
+    return failure;
+  }
+  return failed(std::move(failure), number);
 }
 
 ExecResult MariaDbChannel::prepare(MYSQL_STMT* statement, const std::string& sql) {

@@ -42,6 +42,7 @@ TransactionText transactionTextOf(const StatementShape& shape) {
 
 MariaDbConnection::MariaDbConnection(std::unique_ptr<MariaDbChannel> channel, const MariaDbSettings& settings)
     : m_executor(std::move(channel)),
+      m_shapes(m_executor, settings.preparedStatements),
       m_batchStatements(settings.preparedStatements == 0 ? 0 : kBatchStatements),
       m_settings(settings) {}
 
@@ -99,6 +100,7 @@ bool MariaDbConnection::renew() noexcept {
     return false;
   }
   m_executor.setSessionReset();
+  m_shapes.clear();
   m_batchStatements.clear();
   return true;
 }
@@ -130,9 +132,7 @@ ExecResult MariaDbConnection::rollback() {
   return m_executor.dropGivenUp() ? m_executor.run("rollback") : ExecResult();
 }
 
-ExecResult MariaDbConnection::send(const StatementShape& shape, StatementEffects& effects) {
-  ExecResult result = m_executor.makeReady();
-  if (!result.succeeded()) return result;
+ExecResult MariaDbConnection::sendText(const StatementShape& shape, StatementEffects& effects) {
   effects = effectsOf(shape.sql());
   if (effects.empty) return makeFailure(Failure::EmptyStatement, "the text holds no statement");
   switch (transactionTextOf(shape)) {
@@ -150,14 +150,36 @@ ExecResult MariaDbConnection::send(const StatementShape& shape, StatementEffects
   return m_executor.send(shape.sql(), effects);
 }
 
+/// Sends a statement and has its answer taken, as a text if the server refuses the prepared statement.
+/// @param take  takes the answer
+template <typename Take>
+ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects& effects, const Take& take) {
+  ExecResult result = m_executor.makeReady();
+  if (!result.succeeded()) return result;
+  bool prepared = false;
+  result = m_shapes.send(shape, prepared);
+  if (prepared) {
+    effects.onlyReads = shape.verb() == StatementShape::Verb::Select;
+    effects.countsRows = !effects.onlyReads;
+    if (result.succeeded()) result = take();
+    if (!m_shapes.isRefused(result)) return result;
+    result = {};
+  }
+  if (result.succeeded()) result = sendText(shape, effects);
+  return result.succeeded() ? take() : result;
+}
+
 ExecResult MariaDbConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
   StatementEffects effects;
-  ExecResult result = send(shape, effects);
+  std::unique_ptr<MariaDbCursor> opened;
+  ExecResult result = run(shape, effects, [&] {
+    opened.reset();
+    opened = std::make_unique<MariaDbCursor>(m_executor);
+    return opened->start();
+  });
   if (!result.succeeded()) return result;
-  auto opened = std::make_unique<MariaDbCursor>(m_executor);
-  result = opened->start();
   // A write that returns rows may still fail after the last of them.
-  if (result.succeeded() && opened->streams() && !effects.onlyReads) {
+  if (opened->streams() && !effects.onlyReads) {
     if (!opened->drain()) giveUp();
     result = opened->failure();
   }
@@ -167,8 +189,7 @@ ExecResult MariaDbConnection::read(const StatementShape& shape, std::unique_ptr<
 
 ExecResult MariaDbConnection::write(const StatementShape& shape, std::uint64_t& rows) {
   StatementEffects effects;
-  ExecResult result = send(shape, effects);
-  return result.succeeded() ? m_executor.finish(effects.countsRows ? &rows : nullptr) : result;
+  return run(shape, effects, [&] { return m_executor.finish(effects.countsRows ? &rows : nullptr); });
 }
 
 ExecResult MariaDbConnection::batch(const std::string& sql, const BatchColumns& columns,

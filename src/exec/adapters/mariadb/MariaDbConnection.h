@@ -5,6 +5,7 @@
 
 #include "exec/adapters/mariadb/MariaDbExecutor.h"
 #include "exec/adapters/mariadb/MariaDbSettings.h"
+#include "exec/adapters/mariadb/MariaDbShapes.h"
 #include "exec/adapters/store/StoreConnection.h"
 
 namespace vorn {
@@ -35,9 +36,12 @@ class MariaDbConnection : public StoreConnection {
 
   ExecResult settle();
   bool resetSession();
-  ExecResult send(const StatementShape& shape, StatementEffects& effects);
+  ExecResult sendText(const StatementShape& shape, StatementEffects& effects);
+  template <typename Take>
+  ExecResult run(const StatementShape& shape, StatementEffects& effects, const Take& take);
 
   MariaDbExecutor m_executor;
+  MariaDbShapes m_shapes;
   StatementCache<MariaDbStatement> m_batchStatements;  ///< after the executor, which has their channel
   const MariaDbSettings& m_settings;                   ///< the driver's, which outlives its connections
 };

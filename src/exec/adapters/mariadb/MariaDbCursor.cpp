@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
 
 namespace vorn {
@@ -65,52 +64,40 @@ void MariaDbCursor::forget() noexcept {
   m_ahead = false;
 }
 
-// A number that is filled with zeros is its digits.
-MariaDbCursor::Form MariaDbCursor::formOf(const MYSQL_FIELD& field) {
-  if ((field.flags & ZEROFILL_FLAG) != 0) return Form::Text;
-  switch (field.type) {
-    case MYSQL_TYPE_TINY:
-    case MYSQL_TYPE_SHORT:
-    case MYSQL_TYPE_INT24:
-    case MYSQL_TYPE_LONG:
-    case MYSQL_TYPE_LONGLONG:
-      return Form::Integer;
-    case MYSQL_TYPE_FLOAT:
-    case MYSQL_TYPE_DOUBLE:
-      return Form::Real;
-    default:
-      return Form::Text;
-  }
-}
-
 void MariaDbCursor::readRow(std::vector<RowValue>& row) {
   const MariaDbChannel& channel = m_executor.channel();
   const unsigned columns = channel.columns();
   if (m_forms.empty()) {
     m_forms.reserve(columns);
-    for (unsigned column = 0; column < columns; ++column) m_forms.push_back(formOf(channel.fields()[column]));
+    for (unsigned column = 0; column < columns; ++column)
+      m_forms.push_back(mariaDbForm(channel.fields()[column]));
   }
   row.resize(columns);
-  const char* const* const values = channel.values();
-  const unsigned long* const lengths = channel.lengths();
-  for (unsigned column = 0; column < columns; ++column) {
+  channel.statement() == nullptr ? readText(row) : readBinary(row);
+}
+
+void MariaDbCursor::readText(std::vector<RowValue>& row) {
+  const char* const* const values = m_executor.channel().values();
+  const unsigned long* const lengths = m_executor.channel().lengths();
+  for (std::size_t column = 0; column < row.size(); ++column) {
     if (values[column] == nullptr) {
       row[column].setNull();
     } else {
-      setValue(row[column], m_forms[column], values[column], lengths[column]);
+      setFromText(row[column], m_forms[column], values[column], lengths[column]);
     }
   }
 }
 
-void MariaDbCursor::setValue(RowValue& target, Form form, const char* text, std::size_t size) {
-  std::int64_t integer = 0;
-  double real = 0;
-  if (form == Form::Integer && ascii::parseWhole({text, size}, integer)) {
-    target.setInteger(integer);
-  } else if (form == Form::Real && ascii::parseWhole({text, size}, real)) {
-    target.setReal(real);
-  } else {
-    target.setText(text, size);
+// The client library shows where in the row a value begins, as nothing is bound for it.
+void MariaDbCursor::readBinary(std::vector<RowValue>& row) {
+  const MYSQL_STMT* const statement = m_executor.channel().statement();
+  for (std::size_t column = 0; column < row.size(); ++column) {
+    unsigned char* const bytes = statement->bind[column].u.row_ptr;
+    if (bytes == nullptr) {
+      row[column].setNull();
+    } else {
+      setFromBinary(row[column], m_forms[column], statement->fields[column], bytes);
+    }
   }
 }
 

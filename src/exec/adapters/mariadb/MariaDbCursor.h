@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "exec/adapters/mariadb/MariaDbExecutor.h"
+#include "exec/adapters/mariadb/mariadb_binary.h"
 #include "exec/adapters/store/BufferedCursor.h"
 
 namespace vorn {
@@ -28,18 +29,16 @@ class MariaDbCursor : public BufferedCursor {
   ExecResult close() noexcept override;
 
  private:
-  enum class Form : unsigned char { Text, Integer, Real };
-
   bool take(std::vector<RowValue>& row) override;
   void letGo() noexcept override;
   void forget() noexcept override;
-  static Form formOf(const MYSQL_FIELD& field);
-  static void setValue(RowValue& target, Form form, const char* text, std::size_t size);
   bool advance();
   void readRow(std::vector<RowValue>& row);
+  void readText(std::vector<RowValue>& row);
+  void readBinary(std::vector<RowValue>& row);
 
   MariaDbExecutor& m_executor;
-  std::vector<Form> m_forms;
+  std::vector<MariaDbForm> m_forms;
   ExecResult m_closing;  ///< what giving up the rest of the read came to
   bool m_ahead = false;
 };

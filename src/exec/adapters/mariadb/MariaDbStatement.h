@@ -16,6 +16,7 @@ struct MariaDbStatementCloser {
 
 /// A prepared statement that closes itself, on its channel, which must outlive it.
 struct MariaDbStatement : CachedStatement {
+  bool asText = false;  ///< there is no statement: its like are asked as text
   std::unique_ptr<MYSQL_STMT, MariaDbStatementCloser> handle;
 };
 
