@@ -95,6 +95,7 @@ CURVES = [
     ("sqlite/request", "threads", "requests a second, all threads together", "linear"),
     ("postgres/request", "threads", "requests a second, all threads together", "linear"),
     ("postgres/small", "rows a batch", "rows a second", "log"),
+    ("cluster/nodes", "nodes written to", "transactions a second, all threads together", "linear"),
 ]
 
 
@@ -212,6 +213,16 @@ def compact_table(workloads):
     return f"{rounds} rounds.\n\n" + table(header, rows)
 
 
+def throughput_table(workloads):
+    """One line for each competitor, one column for each workload."""
+    rows = [[competitor[0]["competitor"]] +
+            [f"{median(s['operations'] / second for second in s['seconds']):,.0f} ({median(s['side']):,.0f})"
+             for s in competitor] for competitor in zip(*workloads)]
+    first = workloads[0][0]
+    header = [f"{first['unit']}s a second ({first['side_unit']})"] + [series[0]["workload"] for series in workloads]
+    return f"{first['operations']:,} {first['unit']}s a round, {len(first['seconds'])} rounds.\n\n" + table(header, rows)
+
+
 def memory_table(figures):
     names = ["rows", "batch", "batch_by_hand", "read", "read_by_hand"]
     header = ["rows, KiB at the peak"] + [name.replace("_", " ") for name in names[1:]]
@@ -226,6 +237,8 @@ def section(results, place):
     parts = [f"    {results.command(place)}\n"]
     if figures:
         parts.append(memory_table(figures))
+    elif place == "cluster/nodes":
+        parts.append(throughput_table(workloads))
     elif len(workloads) > 5:
         parts.append(compact_table(workloads))
     else:

@@ -19,20 +19,22 @@ void Ledger::note(long operation, long rows, Told told) {
 
 void Ledger::noteDone() {
   const auto now = std::chrono::steady_clock::now();
-  m_longestPause = std::max<std::chrono::duration<double>>(m_longestPause, now - m_lastDone);
+  const double pause = std::chrono::duration<double>(now - m_lastDone).count();
+  m_pauses.longest = std::max(m_pauses.longest, pause);
+  if (pause > 1) m_pauses.all += pause;
   m_lastDone = now;
 }
 
 void Ledger::startClock() {
   const std::lock_guard lock(m_mutex);
   m_lastDone = std::chrono::steady_clock::now();
-  m_longestPause = m_longestPause.zero();
+  m_pauses = {};
 }
 
-double Ledger::longestPause() {
+Ledger::Pauses Ledger::pauses() {
   const std::lock_guard lock(m_mutex);
   noteDone();
-  return m_longestPause.count();
+  return m_pauses;
 }
 
 void Ledger::expectIn(const std::string& found) const {
@@ -63,6 +65,7 @@ void Ledger::expectIn(const std::string& found) const {
 }
 
 long Ledger::done() const {
+  const std::lock_guard lock(m_mutex);
   return std::count_if(m_entries.begin(), m_entries.end(),
                        [](const auto& entry) { return entry.second.told == Told::Done; });
 }

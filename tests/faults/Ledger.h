@@ -26,8 +26,12 @@ class Ledger {
   /// Begins to measure how long no operation is done.
   void startClock();
 
-  /// @return the longest time without one between now and startClock(), in seconds
-  double longestPause();
+  /// Times without one since startClock(), in seconds.
+  struct Pauses {
+    double longest;
+    double all;  ///< of those that took longer than a second
+  };
+  Pauses pauses();
 
   static constexpr const char* kQuery = "select v, count(*), count(distinct n) from t group by v";
 
@@ -43,5 +47,5 @@ class Ledger {
   std::map<long, Entry> m_entries;
   long m_last = 0;
   std::chrono::steady_clock::time_point m_lastDone;
-  std::chrono::duration<double> m_longestPause{0};
+  Pauses m_pauses{};
 };

@@ -126,12 +126,17 @@ void Storm::rage(int harms, const std::function<int()>& harm) {
   while (done < harms) done += harm();
   m_isOver = true;
   for (std::thread& thread : threads) thread.join();
-  m_secondsWithoutWrite = m_ledger.longestPause();
-  std::printf(
-      "harm done: %d, operations under it: %ld, acknowledged writes: %ld, seconds without one: %.2f\n", done,
-      m_steps.load(), m_ledger.done(), m_secondsWithoutWrite);
+  std::printf("harm done: %d, operations under it: %ld, ", done, m_steps.load());
+  printProgress();
   EXPECT_EQ(m_violations, 0);
   EXPECT_GT(m_ledger.done(), kThreads);
+}
+
+void Storm::printProgress() {
+  m_pauses = m_ledger.pauses();
+  std::printf("acknowledged writes: %ld, seconds without one: %.2f at most, %.2f in all pauses above 1\n",
+              m_ledger.done(), m_pauses.longest, m_pauses.all);
+  std::fflush(stdout);
 }
 
 void Storm::expectOn(CVORN* db) const {

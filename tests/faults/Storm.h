@@ -30,20 +30,23 @@ class Storm {
   /// have to find their work as before.
   void rage(int harms, const std::function<int()>& harm);
 
+  /// Prints how much was acknowledged so far, and the times without that.
+  void printProgress();
+
   /// Compares the store that `db` works on with what the threads were told: every acknowledged row is there,
   /// none twice, no operation in part, and the hot row was raised once for every transaction on it that is
   /// there.
   void expectOn(CVORN* db) const;
 
   /// @return the longest time in the last rage in which no thread was told that a write of its was done
-  double secondsWithoutWrite() const { return m_secondsWithoutWrite; }
+  double secondsWithoutWrite() const { return m_pauses.longest; }
 
  private:
   class Worker;
 
   unsigned m_seed;
   Ledger m_ledger;
-  double m_secondsWithoutWrite = 0;
+  Ledger::Pauses m_pauses{};
   std::atomic<bool> m_isOver{false};
   std::atomic<long> m_steps{0};
   std::atomic<int> m_violations{0};

@@ -57,7 +57,8 @@ class NoPipeSignal {
 bool breaks(unsigned number) {
   const bool isClients = (number >= CR_MIN_ERROR && number <= CR_MAX_ERROR) ||
                          (number >= CER_MIN_ERROR && number <= CER_MAX_ERROR);
-  return isClients || number == 0 || number == ER_NET_PACKET_TOO_LARGE ||
+  // A node that is not ready refuses everything until it is: another one may be.
+  return isClients || number == 0 || number == ER_NET_PACKET_TOO_LARGE || number == ER_UNKNOWN_COM_ERROR ||
          classifyMariaDbError(number) == ErrorClass::ConnectionLost;
 }
 

@@ -35,6 +35,7 @@ constexpr ClassOfErrors kClasses[] = {
     one(ER_NEED_REPREPARE, ErrorClass::Retry),
     one(ER_UNKNOWN_COM_ERROR, ErrorClass::Retry),  // the node is not ready
 
+    one(ER_ERROR_DURING_COMMIT, ErrorClass::ConnectionLost),  // the node left its cluster: it may be stored
     one(ER_CONNECTION_KILLED, ErrorClass::ConnectionLost),
     one(ER_SERVER_SHUTDOWN, ErrorClass::ConnectionLost),
     one(ER_NORMAL_SHUTDOWN, ErrorClass::ConnectionLost),
