@@ -237,7 +237,9 @@ ErrorClass classifyMariaDbError(std::uint32_t number) noexcept {
   return ErrorClass::Other;
 }
 
+// The client library may fail without a number, as a rule for want of memory.
 ExecResult mariaDbFailure(std::uint32_t number, const std::string& message) {
+  if (number == 0) return makeFailure(Failure::ConnectionLost, "the client library has given up");
   if (number == CR_OUT_OF_MEMORY) return makeFailure(Failure::OutOfMemory, message);
   if (!isClientError(number))
     return makeFailure(ErrorFamily::MariaDb, number, withoutValues(number, message));
