@@ -53,8 +53,8 @@ class NoPipeSignal {
   sigset_t m_before{};
 };
 
-// After a failure of these kinds there is nobody at the other end, or nothing is known of what comes next, or the node
-// has lost its cluster, and another one is to be asked.
+// After a failure of these kinds there is nobody at the other end, or nothing is known of what comes next, or
+// the node has lost its cluster, and another one is to be asked.
 bool breaks(unsigned number) {
   const bool isClients = (number >= CR_MIN_ERROR && number <= CR_MAX_ERROR) ||
                          (number >= CER_MIN_ERROR && number <= CER_MAX_ERROR);
