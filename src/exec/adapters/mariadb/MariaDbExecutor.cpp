@@ -20,7 +20,8 @@ using std::chrono::milliseconds;
 // functions have written, a longer one would hold the caller up.
 constexpr milliseconds kAbandonPatience{100};
 
-// A row that stops arriving for so long, with a transaction that is lost by not waiting for it, comes no more.
+// A row that stops arriving for so long, with a transaction that is lost by not waiting for it, comes no
+// more.
 constexpr milliseconds kStalled{1000};
 
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
