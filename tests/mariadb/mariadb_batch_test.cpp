@@ -11,30 +11,67 @@
 namespace {
 
 const std::vector<std::string> kTypes = split(
-    "tinyint(1);tinyint unsigned;smallint;int;int unsigned;bigint;bigint unsigned;int zerofill;float;double;float(7,3);"
-    "double(9,2);float unsigned;decimal;decimal(6,2);decimal(65,30);bit(1);bit(8);bit(64);year;date;time;time(3);datetime;"
+    "tinyint(1);tinyint unsigned;smallint;int;int unsigned;bigint;bigint unsigned;int "
+    "zerofill;float;double;float(7,3);"
+    "double(9,2);float "
+    "unsigned;decimal;decimal(6,2);decimal(65,30);bit(1);bit(8);bit(64);year;date;time;time(3);datetime;"
     "datetime(6);timestamp null;char(3);varchar(4);varchar(60);text;char(60) character set latin1;"
-    "varchar(60) character set ascii;binary(4);varbinary(60);blob;enum('a','1','b');set('a','b','1');json;inet6;uuid;point",
+    "varchar(60) character set "
+    "ascii;binary(4);varbinary(60);blob;enum('a','1','b');set('a','b','1');json;inet6;uuid;point",
     ";");
 
 std::vector<std::string> texts() {
-  auto result = split(std::string(
-      "|0|1|-1|7|127|128|256|1.5|2.5|0.005|1e2|1e-7|-0|+3| 4|4 |0x10|70000|3000000000|18446744073709551615|1e400|a|b|a,b|"
-      "abc|abcd|abcde|true|NULL|2024-02-30|2024-01-31|2024-01-31 10:00:00.7|0000-00-00|2024-01-31T10:00:00Z|10:11:12.3456|"
-      "838:59:59|900:00:00|2155|1900|99|{}|{\"a\":1}|[1|::1|127.0.0.1|ä|€|\xf0\x9f\x98\x80|\xff|it's|\\|\\'|a\\b|\"|"
-      "123e4567-e89b-12d3-a456-426655440000|?|%s|") + '\0' + "|a" + '\0' + "b", "|");
+  auto result = split(std::string("|0|1|-1|7|127|128|256|1.5|2.5|0.005|1e2|1e-7|-0|+3| 4|4 "
+                                  "|0x10|70000|3000000000|18446744073709551615|1e400|a|b|a,b|"
+                                  "abc|abcd|abcde|true|NULL|2024-02-30|2024-01-31|2024-01-31 "
+                                  "10:00:00.7|0000-00-00|2024-01-31T10:00:00Z|10:11:12.3456|"
+                                  "838:59:59|900:00:00|2155|1900|99|{}|{\"a\":1}|[1|::1|127.0.0.1|ä|€|"
+                                  "\xf0\x9f\x98\x80|\xff|it's|\\|\\'|a\\b|\"|"
+                                  "123e4567-e89b-12d3-a456-426655440000|?|%s|") +
+                          '\0' + "|a" + '\0' + "b",
+                      "|");
   return result;
 }
-const std::vector<long> kLongs = {0, 1, -1, 7, 99, 127, 128, -128, 255, 256, 1970, 2155, 20240131, 101112, 65536, 3000000000, LONG_MAX, LONG_MIN, 20240131101112};
+const std::vector<long> kLongs = {
+    0,    1,    -1,       7,      99,    127,        128,      -128,     255,           256,
+    1970, 2155, 20240131, 101112, 65536, 3000000000, LONG_MAX, LONG_MIN, 20240131101112};
 const std::vector<unsigned long> kUnsigned = {0, 1, 255, 20240131, LONG_MAX, LONG_MAX + 1UL, ULONG_MAX};
-const std::vector<double> kDoubles = {0, -0.0, 1, -1, 0.5, 1.5, 2.5, -2.5, 0.1, 0.005, 0.125, 1.005, 1e-7, 1.0 / 3, 99.99, 99.995, 255, 255.5, 70000, 3e9, 1e15, 123456789012345680.0, 1e17, 1e22, 9.3e18, 1.8446744073709552e19, 1e65, 1e100, FLT_MAX, DBL_MAX, DBL_MIN, 5e-324, 20240131, 101112.5};
+const std::vector<double> kDoubles = {0,        -0.0,
+                                      1,        -1,
+                                      0.5,      1.5,
+                                      2.5,      -2.5,
+                                      0.1,      0.005,
+                                      0.125,    1.005,
+                                      1e-7,     1.0 / 3,
+                                      99.99,    99.995,
+                                      255,      255.5,
+                                      70000,    3e9,
+                                      1e15,     123456789012345680.0,
+                                      1e17,     1e22,
+                                      9.3e18,   1.8446744073709552e19,
+                                      1e65,     1e100,
+                                      FLT_MAX,  DBL_MAX,
+                                      DBL_MIN,  5e-324,
+                                      20240131, 101112.5};
 const std::vector<float> kFloats = {0, 1, 0.1F, 1.5F, 0.005F, 16777216, 3e9F, FLT_MAX, FLT_MIN, 99.995F};
 
 // A text with a zero byte has no literal of its own.
-std::string literal(const std::string& value) { return value.find('\0') == std::string::npos ? "'" + escaped(value) + "'" : "concat('" + replaced(value, std::string(1, 0), "', convert(x'00' using utf8mb4), '") + "')"; }
-std::string literal(long value) { return std::to_string(value); }
-std::string literal(unsigned long value) { return std::to_string(value); }
-std::string literal(double value) { char text[40]; std::snprintf(text, sizeof text, "%.16e", value); return text; }
+std::string literal(const std::string& value) {
+  return value.find('\0') == std::string::npos
+             ? "'" + escaped(value) + "'"
+             : "concat('" + replaced(value, std::string(1, 0), "', convert(x'00' using utf8mb4), '") + "')";
+}
+std::string literal(long value) {
+  return std::to_string(value);
+}
+std::string literal(unsigned long value) {
+  return std::to_string(value);
+}
+std::string literal(double value) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%.16e", value);
+  return text;
+}
 
 class MariaDbBatch : public StoreTest {
  protected:
@@ -60,19 +97,29 @@ class MariaDbBatch : public StoreTest {
     std::vector<Value> good;
     std::string all;
     for (const Value& value : values) {
-      run(db, "delete from a"); run(db, "delete from b");
+      run(db, "delete from a");
+      run(db, "delete from b");
       const std::string text = run(db, "insert into a (v) values(" + literal(value) + ")");
       const std::string detail = vorn::lastResult().detail().value_or("");
       const std::string batch = describe(db->ExecBatchInserter(batchOf("b", std::vector<Value>{value})));
-      EXPECT_EQ(batch, text) << type << " " << literal(value) << "\n" << detail << "\n" << vorn::lastResult().detail().value_or("");
-      EXPECT_EQ(rowsOf(db, "select hex(v), v from b"), rowsOf(db, "select hex(v), v from a")) << type << " " << literal(value);
-      if (text == kSuccess) { good.push_back(value); all += ",(" + literal(value) + ")"; }
+      EXPECT_EQ(batch, text) << type << " " << literal(value) << "\n"
+                             << detail << "\n"
+                             << vorn::lastResult().detail().value_or("");
+      EXPECT_EQ(rowsOf(db, "select hex(v), v from b"), rowsOf(db, "select hex(v), v from a"))
+          << type << " " << literal(value);
+      if (text == kSuccess) {
+        good.push_back(value);
+        all += ",(" + literal(value) + ")";
+      }
     }
     if (good.empty()) return;
-    run(db, "delete from a"); run(db, "delete from b");
+    run(db, "delete from a");
+    run(db, "delete from b");
     EXPECT_EQ(run(db, "insert into a (v) values" + all.substr(1)), kSuccess);
     EXPECT_EQ(describe(db->ExecBatchInserter(batchOf("b", good))), kSuccess) << type;
-    EXPECT_EQ(rowsOf(db, "select hex(v), v from b order by n"), rowsOf(db, "select hex(v), v from a order by n")) << type;
+    EXPECT_EQ(rowsOf(db, "select hex(v), v from b order by n"),
+              rowsOf(db, "select hex(v), v from a order by n"))
+        << type;
   }
 };
 
@@ -80,7 +127,10 @@ TEST_F(MariaDbBatch, KeepsEachValueAsItsLiteralDoes) {
   for (const std::string& type : kTypes) {
     for (const char* table : {"a", "b"}) {
       run(db, std::string("drop table if exists ") + table);
-      ASSERT_EQ(run(db, std::string("create table ") + table + "(n int auto_increment primary key, v " + type + ")"), kSuccess) << type;
+      ASSERT_EQ(run(db, std::string("create table ") + table + "(n int auto_increment primary key, v " +
+                            type + ")"),
+                kSuccess)
+          << type;
     }
     compare(type, texts());
     compare(type, kLongs);
@@ -117,7 +167,9 @@ const std::vector<std::string> kStatements = {
 
 TEST_F(MariaDbBatch, DoesForEachRowWhatTheStatementDoes) {
   for (const char* table : {"a", "b"}) {
-    ASSERT_EQ(run(db, std::string("create table ") + table + "(k int primary key, v varchar(4), w int default 7)"), kSuccess);
+    ASSERT_EQ(
+        run(db, std::string("create table ") + table + "(k int primary key, v varchar(4), w int default 7)"),
+        kSuccess);
   }
   std::mt19937 random(testSeed());
   for (int round = 0; round < 1000; ++round) {
@@ -136,7 +188,8 @@ TEST_F(MariaDbBatch, DoesForEachRowWhatTheStatementDoes) {
       const std::string v = random() % 40 == 0 ? "toolong" : std::to_string(random() % 20);
       batch["k"] << k;
       batch["v"] << v;
-      single.push_back(replaced(replaced(replaced(statement, "T", "b"), "{k}", literal(k)), "{v}", literal(v)));
+      single.push_back(
+          replaced(replaced(replaced(statement, "T", "b"), "{k}", literal(k)), "{v}", literal(v)));
     }
     if (nested) db->beginTransaction();
     rowsWritten();
@@ -155,8 +208,12 @@ TEST_F(MariaDbBatch, DoesForEachRowWhatTheStatementDoes) {
     EXPECT_EQ(db->commitTransaction(), 0U);
     EXPECT_EQ(found, expected) << statement << single.size() << detail;
     EXPECT_EQ(foundRows, expectedRows) << statement;
-    ASSERT_EQ(rowsOf(db, "select * from a order by k"), rowsOf(db, "select * from b order by k")) << statement << " " << rows << found;
-    if (round % 10 == 0) { run(db, "delete from a"); run(db, "delete from b"); }
+    ASSERT_EQ(rowsOf(db, "select * from a order by k"), rowsOf(db, "select * from b order by k"))
+        << statement << " " << rows << found;
+    if (round % 10 == 0) {
+      run(db, "delete from a");
+      run(db, "delete from b");
+    }
   }
 }
 
