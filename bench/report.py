@@ -77,6 +77,15 @@ CLAIMS = [
      "postgres/read/typed rows/libpq, single-row mode"),
     ("PostgreSQL: look-ups on eight threads, against libpq", 1.1,
      "postgres/threads/look-ups by key/libpq, a connection a thread"),
+    ("MariaDB: batch, against Connector/C bound by column", 1.1,
+     "mariadb/batch/typed rows/Connector/C, bound by column"),
+    ("MariaDB: batch, against SOCI's bulk insert", 0.6, "mariadb/batch/typed rows/SOCI, bulk"),
+    ("MariaDB: reading rows, against `mysql_use_result`", 1.15,
+     "mariadb/read/typed rows/Connector/C, mysql_use_result"),
+    ("MariaDB: select by key, against Connector/C, prepared once", 1.25,
+     "mariadb/calls/select by key/Connector/C, prepared once"),
+    ("MariaDB: select by key, against Connector/C with the text", None,
+     "mariadb/calls/select by key/Connector/C, text"),
     *((f"{statement}: rendering, against `std::snprintf`", limit, f"rendering/rendering/{statement.lower()}/std::snprintf")
       for statement, limit in (("Select", 1.1), ("Insert", None), ("Update", 1.1), ("Delete", 1.1))),
     ("Start of an empty process, against one that links the embedded store's libraries by hand", 1.4,
@@ -84,7 +93,8 @@ CLAIMS = [
 ]
 
 BARS = ["rendering/rendering", "sqlite/read", "sqlite/fields", "sqlite/write", "sqlite/batch", "sqlite/lookup",
-        "sqlite/change", "postgres/batch", "postgres/read", "postgres/threads", "postgres/calls"]
+        "sqlite/change", "postgres/batch", "postgres/read", "postgres/threads", "postgres/calls",
+        "mariadb/batch", "mariadb/read", "mariadb/calls"]
 
 # Group, label of x, label of y, scale of y.
 CURVES = [
@@ -157,7 +167,7 @@ def nanoseconds(series, choose):
 def claims(results):
     rows = []
     for title, limit, path in CLAIMS:
-        store, group, name, peer = path.split("/")
+        store, group, name, peer = path.split("/", 3)
         found = [ratios(workload[0], series) for run in results.runs
                  for workload in results.workloads(f"{store}/{group}", run)
                  if re.fullmatch(name, workload[0]["workload"])
@@ -284,6 +294,7 @@ def fill_page(text, arguments, results):
         "machine": lambda: machine(arguments, results),
         "settings": lambda: listed(results.facts("sqlite"), "{} {}"),
         "server": lambda: listed(results.facts("postgres"), "{}: {}"),
+        "mariadb_server": lambda: listed(results.facts("mariadb"), "{}: {}"),
     }
 
     def fill(match):
@@ -295,7 +306,7 @@ def fill_page(text, arguments, results):
 
 def plot_name(place):
     store, group = place.split("/")
-    return ("postgres_" if store == "postgres" else "") + group + ".svg"
+    return (store + "_" if store in ("postgres", "mariadb") else "") + group + ".svg"
 
 
 def draw_all(directory, results):

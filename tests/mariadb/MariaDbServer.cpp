@@ -106,12 +106,17 @@ std::string MariaDbServer::freshDatabase() {
   return url(name);
 }
 
+MYSQL* MariaDbServer::connect(const std::string& database) const {
+  MYSQL* const connection = mysql_init(nullptr);
+  mysql_options(connection, MYSQL_SET_CHARSET_NAME, "utf8mb4");
+  mysql_real_connect(connection, "127.0.0.1", kUser, kPlainPassword, database.c_str(),
+                     static_cast<unsigned>(m_port), nullptr, CLIENT_MULTI_STATEMENTS);
+  return connection;
+}
+
 std::string MariaDbServer::query(const std::string& sql, const std::string& database) const {
-  const std::unique_ptr<MYSQL, void (*)(MYSQL*)> connection(mysql_init(nullptr), mysql_close);
-  mysql_options(connection.get(), MYSQL_SET_CHARSET_NAME, "utf8mb4");
-  if (mysql_real_connect(connection.get(), "127.0.0.1", kUser, kPlainPassword, database.c_str(),
-                         static_cast<unsigned>(m_port), nullptr, CLIENT_MULTI_STATEMENTS) == nullptr ||
-      mysql_query(connection.get(), sql.c_str()) != 0) {
+  const std::unique_ptr<MYSQL, void (*)(MYSQL*)> connection(connect(database), mysql_close);
+  if (mysql_errno(connection.get()) != 0 || mysql_query(connection.get(), sql.c_str()) != 0) {
     throw std::runtime_error(sql + ": " + mysql_error(connection.get()));
   }
   std::string field;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mysql.h>
 #include <sys/types.h>
 
 #include <string>
@@ -30,6 +31,9 @@ class MariaDbServer {
   /// Runs SQL on a connection of the test's own, which may write everywhere.
   /// @return the first field of the last statement
   std::string query(const std::string& sql, const std::string& database = "mysql") const;
+
+  /// @return a connection of the test's own, which may write everywhere and hold several statements in a text
+  MYSQL* connect(const std::string& database = "mysql") const;
 
   static constexpr const char* kPassword = "geheim%20&wort";  // percent-encoded
 

@@ -89,6 +89,13 @@ void MariaDbChannel::limitWaits(std::uint32_t readSeconds, std::uint32_t writeSe
   if (stream == nullptr) return;
   stream->methods->set_timeout(stream, PVIO_READ_TIMEOUT, static_cast<int>(readSeconds));
   stream->methods->set_timeout(stream, PVIO_WRITE_TIMEOUT, static_cast<int>(writeSeconds));
+  m_readLimit = stream->timeout[PVIO_READ_TIMEOUT];
+}
+
+void MariaDbChannel::hurry(milliseconds limit) noexcept {
+  MARIADB_PVIO* const stream = m_handle->net.pvio;
+  if (stream == nullptr) return;
+  stream->timeout[PVIO_READ_TIMEOUT] = limit.count() > 0 ? static_cast<int>(limit.count()) : m_readLimit;
 }
 
 bool MariaDbChannel::isQuiet() noexcept {
@@ -109,7 +116,7 @@ ExecResult MariaDbChannel::ask(const std::string& sql, bool mayBegin) {
   m_statement = nullptr;
   m_mayBegin = mayBegin;
   const int refused = mysql_real_query(handle(), sql.data(), sql.size());
-  return refused == 0 ? answered() : failed(mariaDbFailure(handle()), mysql_errno(handle()));
+  return refused == 0 ? answered() : failed(mysql_errno(handle()), mysql_error(handle()));
 }
 
 ExecResult MariaDbChannel::ask(MYSQL_STMT* statement) {
@@ -119,15 +126,14 @@ ExecResult MariaDbChannel::ask(MYSQL_STMT* statement) {
   m_mayBegin = false;
   if (mysql_stmt_execute(statement) == 0) return answered();
   const unsigned number = mysql_stmt_errno(statement);
-  ExecResult failure = mariaDbFailure(statement);
   // The server has other columns than the client library knows of. Their rows are taken, and dropped.
   if (number == CR_NEW_STMT_METADATA && mysql_stmt_free_result(statement) == 0 &&
       m_handle->net.pvio != nullptr) {
     noteStatus(m_handle->server_status);
     m_lastAnswer = Clock::now();
-    return failure;
+    return mariaDbFailure(number, "the columns of the statement have changed");
   }
-  return failed(std::move(failure), number);
+  return failed(number, mysql_stmt_error(statement));
 }
 
 ExecResult MariaDbChannel::prepare(MYSQL_STMT* statement, const std::string& sql) {
@@ -136,7 +142,7 @@ ExecResult MariaDbChannel::prepare(MYSQL_STMT* statement, const std::string& sql
   m_statement = nullptr;
   m_mayBegin = false;
   const int refused = mysql_stmt_prepare(statement, sql.data(), sql.size());
-  if (refused != 0) return failed(mariaDbFailure(statement), mysql_stmt_errno(statement));
+  if (refused != 0) return failed(mysql_stmt_errno(statement), mysql_stmt_error(statement));
   m_lastAnswer = Clock::now();
   return {};
 }
@@ -173,9 +179,17 @@ void MariaDbChannel::endResult() noexcept {
   m_lastAnswer = Clock::now();
 }
 
-// The server says nothing of the transaction when a statement fails, but may have ended it.
-ExecResult MariaDbChannel::failed(ExecResult failure, unsigned number) {
-  if (failure.succeeded()) failure = notReady();
+// What becomes of the channel comes before anything that may throw. The server says nothing of the
+// transaction when a statement fails, but may have ended it. A client library without a reason had no memory
+// to find one.
+ExecResult MariaDbChannel::failed(unsigned number, const char* message) noexcept {
+  ExecResult failure = outOfMemory();
+  try {
+    if (number != 0) failure = mariaDbFailure(number, message);
+  } catch (...) {
+    // Then that is the failure.
+    failure = outOfMemory();
+  }
   if (breaks(number)) {
     setBroken();
     return failure;
@@ -239,7 +253,7 @@ bool MariaDbChannel::nextRow(ExecResult& outcome) {
     const int fetched = mysql_stmt_fetch(m_statement);
     if (fetched == 0) return true;
     if (fetched != MYSQL_NO_DATA) {
-      outcome = failed(mariaDbFailure(handle()), mysql_errno(handle()));
+      outcome = failed(mysql_errno(handle()), mysql_error(handle()));
       return false;
     }
     takeEndOfRows();
@@ -247,7 +261,7 @@ bool MariaDbChannel::nextRow(ExecResult& outcome) {
     m_row = mysql_fetch_row(m_result.get());
     if (m_row != nullptr) return true;
     if (mysql_errno(handle()) != 0) {
-      outcome = failed(mariaDbFailure(handle()), mysql_errno(handle()));
+      outcome = failed(mysql_errno(handle()), mysql_error(handle()));
       return false;
     }
   }
@@ -265,7 +279,7 @@ std::uint64_t MariaDbChannel::rowsWritten() const noexcept {
 ExecResult MariaDbChannel::nextResult() {
   const NoPipeSignal quiet(m_encrypted);
   const int next = mysql_next_result(handle());
-  return next == 0 ? answered() : failed(mariaDbFailure(handle()), mysql_errno(handle()));
+  return next == 0 ? answered() : failed(mysql_errno(handle()), mysql_error(handle()));
 }
 
 bool MariaDbChannel::awaitRow(milliseconds limit) noexcept {

@@ -43,6 +43,10 @@ class MariaDbChannel {
   /// piece that arrives.
   void limitWaits(std::uint32_t readSeconds, std::uint32_t writeSeconds) noexcept;
 
+  /// How long the server may take with the rest of a piece that has begun to arrive; after that the channel is broken.
+  /// @param limit  0 for that of limitWaits()
+  void hurry(std::chrono::milliseconds limit) noexcept;
+
   /// Looks, without waiting, whether the server has closed a channel at rest or has said something unasked.
   bool isQuiet() noexcept;
 
@@ -105,7 +109,7 @@ class MariaDbChannel {
   };
 
   ExecResult answered();
-  ExecResult failed(ExecResult failure, unsigned number);
+  ExecResult failed(unsigned number, const char* message) noexcept;
   void takeEndOfRows() noexcept;
   ExecResult notReady() const;
   void endResult() noexcept;
@@ -119,6 +123,7 @@ class MariaDbChannel {
   State m_state = State::AtRest;
   const bool m_encrypted;
   bool m_mayBegin = false;
+  int m_readLimit = -1;  ///< in milliseconds
   bool m_sessionChanged = false;
   unsigned m_status;  ///< the server's, as of its last answer
   Clock::time_point m_lastAnswer;

@@ -20,6 +20,10 @@ using std::chrono::milliseconds;
 // functions have written, a longer one would hold the caller up.
 constexpr milliseconds kAbandonPatience{100};
 
+// A row that stops arriving for so long, with a transaction that is lost by not waiting for it, comes no
+// more.
+constexpr milliseconds kStalled{1000};
+
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
 constexpr milliseconds kFresh{1};
 
@@ -171,6 +175,13 @@ void MariaDbExecutor::stopStreaming() noexcept {
 }
 
 bool MariaDbExecutor::takeRest(milliseconds limit) {
+  m_channel->hurry(inTransaction() ? kStalled : limit);
+  const bool taken = takeRows(limit);
+  m_channel->hurry({});
+  return taken;
+}
+
+bool MariaDbExecutor::takeRows(milliseconds limit) {
   const auto deadline = MariaDbChannel::Clock::now() + limit;
   ExecResult outcome;
   while (!m_channel->atRest() && !m_channel->broken()) {

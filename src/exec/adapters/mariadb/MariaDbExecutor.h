@@ -86,6 +86,7 @@ class MariaDbExecutor {
   enum class Answer : unsigned char { Taken, Streaming, GivenUp };
 
   bool takeRest(std::chrono::milliseconds limit);
+  bool takeRows(std::chrono::milliseconds limit);
   void detachCursor() noexcept;
   ExecResult checkSize(const std::string& sql);
   ExecResult refusal(ExecResult failure, const std::string& sql) const;

@@ -92,7 +92,6 @@ bool MariaDbShapes::isRefused(const ExecResult& outcome) {
 void MariaDbShapes::clear() noexcept {
   m_current = {};
   m_statements.clear();
-  m_seen.fill(0);
 }
 
 }  // namespace vorn
