@@ -126,7 +126,11 @@ void Storm::rage(int harms, const std::function<int()>& harm) {
     threads.emplace_back([this, number] { Worker(*this, number).work(); });
   }
   int done = 0;
-  while (done < harms) done += harm();
+  try {
+    while (done < harms) done += harm();
+  } catch (const std::exception& failure) {
+    ADD_FAILURE() << failure.what();
+  }
   m_isOver = true;
   for (std::thread& thread : threads) thread.join();
   std::printf("harm done: %d, operations under it: %ld, ", done, m_steps.load());

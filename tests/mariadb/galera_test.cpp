@@ -69,6 +69,7 @@ TEST_F(MariaDbCluster, NothingIsLostWhileNodesAreKilledAndFrozen) {
       cluster().thaw(frozen);
       waitUntilAllServe();
       harm += 2;
+      std::printf("nodes that did not come back by themselves: %d, ", cluster().restarts());
       storm.printProgress();
     } while (std::chrono::steady_clock::now() < end);
     return harm;
