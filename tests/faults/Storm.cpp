@@ -29,13 +29,15 @@ class Storm::Worker {
     if (++m_storm.m_violations <= 10) ADD_FAILURE() << violation;
   }
 
-  /// A conflict, a refusal and a time limit are answers: nothing was kept. Any other failure may hide one.
-  static Told told(unsigned long code) {
+  /// A conflict and a time limit are answers: nothing was kept. Any other failure may hide one.
+  Told told(unsigned long code) {
     switch (vorn::errorClass(code)) {
       case vorn::ErrorClass::Success:
         return Told::Done;
-      case vorn::ErrorClass::Retry:
       case vorn::ErrorClass::Refused:
+        report("a call out of place: " + describe(code));
+        return Told::Unknown;
+      case vorn::ErrorClass::Retry:
       case vorn::ErrorClass::Timeout:
         return Told::Undone;
       default:
@@ -93,6 +95,7 @@ class Storm::Worker {
     if (code == 0) code = HarmTest::send(&m_db, operation, 1, more + 1);
     if (code == 0) ask();
     const bool commits = code == 0 && below(4) != 0;
+    if (code != 0) told(code);  // for the report
     const Told outcome = commits ? told(m_db.commitTransaction()) : Told::Undone;
     if (outcome != Told::Done) m_db.rollbackTransaction();
     m_storm.m_ledger.note(operation, more + 2, outcome);
