@@ -106,13 +106,17 @@ class Storm::Worker {
     const long operation = m_storm.m_ledger.begin(), rows = 1 + below(30);
     vorn::RetryPolicy policy;
     policy.classes.push_back(vorn::ErrorClass::ConnectionLost);
+    long attempts = 0;
     const auto work = [&](CVORN& store) {
+      ++attempts;
       const unsigned long code = store.execWriteSQL(raw("update hot set v = v + 1 where n = 1"));
       return code != 0 ? code : HarmTest::send(&store, operation, kFirstHot, rows);
     };
     const Told outcome = told(vorn::retryTransaction(m_db, work, policy));
     m_storm.m_ledger.note(operation, rows, outcome);
     return outcome;
+    m_storm.m_ledger.note(operation, rows, told(vorn::retryTransaction(m_db, work, policy)));
+    m_storm.m_repeats += std::max(attempts - 1, 0L);
   }
 
   Storm& m_storm;
@@ -128,7 +132,11 @@ void Storm::rage(int harms, const std::function<int()>& harm) {
     threads.emplace_back([this, number] { Worker(*this, number).work(); });
   }
   int done = 0;
-  while (done < harms) done += harm();
+  try {
+    while (done < harms) done += harm();
+  } catch (const std::exception& failure) {
+    ADD_FAILURE() << failure.what();
+  }
   m_isOver = true;
   for (std::thread& thread : threads) thread.join();
   std::printf("harm done: %d, operations under it: %ld, ", done, m_steps.load());
@@ -139,8 +147,10 @@ void Storm::rage(int harms, const std::function<int()>& harm) {
 
 void Storm::printProgress() {
   m_pauses = m_ledger.pauses();
-  std::printf("acknowledged writes: %ld, seconds without one: %.2f at most, %.2f in all pauses above 1\n",
-              m_ledger.done(), m_pauses.longest, m_pauses.all);
+  std::printf(
+      "acknowledged writes: %ld, seconds without one: %.2f at most, %.2f in all pauses above 1, transactions "
+      "run again: %ld\n",
+      m_ledger.done(), m_pauses.longest, m_pauses.all, repeats());
   std::fflush(stdout);
 }
 

@@ -38,6 +38,9 @@ class Storm {
   /// there.
   void expectOn(CVORN* db) const;
 
+  /// @return how often a transaction on the hot row was run again
+  long repeats() const { return m_repeats; }
+
   /// @return the longest time in the last rage in which no thread was told that a write of its was done
   double secondsWithoutWrite() const { return m_pauses.longest; }
 
@@ -49,5 +52,6 @@ class Storm {
   Ledger::Pauses m_pauses{};
   std::atomic<bool> m_isOver{false};
   std::atomic<long> m_steps{0};
+  std::atomic<long> m_repeats{0};
   std::atomic<int> m_violations{0};
 };

@@ -14,12 +14,19 @@
 
 namespace {
 
-void waitUntil(const std::string& what, const std::function<bool()>& isSo) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+constexpr std::chrono::seconds kPatience{60};
+
+bool comesTrue(std::chrono::seconds patience, const std::function<bool()>& isSo) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
   while (!isSo()) {
-    if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("waited in vain: " + what);
+    if (std::chrono::steady_clock::now() > deadline) return false;
     usleep(20000);
   }
+  return true;
+}
+
+void waitUntil(const std::string& what, const std::function<bool()>& isSo) {
+  if (!comesTrue(kPatience, isSo)) throw std::runtime_error("waited in vain: " + what);
 }
 
 }  // namespace
@@ -91,22 +98,29 @@ void GaleraCluster::thaw(int node) const {
   ::kill(m_nodes[node].process, SIGCONT);
 }
 
-void GaleraCluster::waitUntilSynced(int node, int members) const {
-  const std::string wanted = "Synced|" + std::to_string(members);
-  waitUntil(m_nodes[node].address + " " + wanted, [&] {
-    try {
-      return query(node,
-                   "select a.variable_value, b.variable_value from information_schema.global_status a, "
-                   "information_schema.global_status b where a.variable_name = 'wsrep_local_state_comment' "
-                   "and b.variable_name = 'wsrep_cluster_size'") == wanted;
-    } catch (const std::runtime_error&) {
-      return false;
-    }
-  });
+bool GaleraCluster::isSynced(int node, int members) const {
+  try {
+    return query(node,
+                 "select a.variable_value, b.variable_value from information_schema.global_status a, "
+                 "information_schema.global_status b where a.variable_name = 'wsrep_local_state_comment' "
+                 "and b.variable_name = 'wsrep_cluster_size'") == "Synced|" + std::to_string(members);
+  } catch (const std::runtime_error&) {
+    return false;
+  }
 }
 
-void GaleraCluster::waitUntilSynced() const {
-  for (int node = 0; node < kNodes; ++node) waitUntilSynced(node, kNodes);
+void GaleraCluster::waitUntilSynced(int node, int members) const {
+  waitUntil(m_nodes[node].address, [&] { return isSynced(node, members); });
+}
+
+void GaleraCluster::waitUntilSynced() {
+  for (int node = 0; node < kNodes; ++node) {
+    if (comesTrue(kPatience / 2, [&] { return isSynced(node, kNodes); })) continue;
+    ++m_restarts;
+    kill(node);
+    rejoin(node);
+    waitUntilSynced(node, kNodes);
+  }
 }
 
 std::string GaleraCluster::url(int first, int count) const {

@@ -31,8 +31,12 @@ class GaleraCluster {
 
   /// Waits until a node says that its part of the cluster has so many members, and that it is in step with them.
   void waitUntilSynced(int node, int members) const;
-  /// Waits until all nodes are in step.
-  void waitUntilSynced() const;
+  /// Waits until all nodes are in step. A node that was cast out may give up in place of coming back ("failed to form
+  /// singleton view"), until its server is started again. So it is when it is not there after half a minute, as by
+  /// whoever watches over it.
+  void waitUntilSynced();
+  /// @return how often a node was started again because it did not come back
+  int restarts() const { return m_restarts; }
 
   /// @return the URL of `count` nodes
   std::string url(int first = 0, int count = kNodes) const;
@@ -53,5 +57,8 @@ class GaleraCluster {
   void end(int node, int signal);
   std::string ask(int node, const char* user, const char* password, const std::string& sql) const;
 
+  bool isSynced(int node, int members) const;
+
   std::array<Node, kNodes> m_nodes;
+  int m_restarts = 0;
 };

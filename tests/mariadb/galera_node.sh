@@ -36,7 +36,10 @@ skip-name-resolve
 character-set-server=utf8mb4
 max_connections=300
 performance_schema=OFF
-innodb_buffer_pool_size=32M
+innodb_buffer_pool_size=128M
+sort_buffer_size=32M
+max_heap_table_size=64M
+tmp_memory_table_size=64M
 innodb_log_file_size=16M
 innodb_flush_method=nosync
 innodb_flush_log_at_trx_commit=2
