@@ -114,9 +114,8 @@ class Storm::Worker {
     };
     const Told outcome = told(vorn::retryTransaction(m_db, work, policy));
     m_storm.m_ledger.note(operation, rows, outcome);
-    return outcome;
-    m_storm.m_ledger.note(operation, rows, told(vorn::retryTransaction(m_db, work, policy)));
     m_storm.m_repeats += std::max(attempts - 1, 0L);
+    return outcome;
   }
 
   Storm& m_storm;
