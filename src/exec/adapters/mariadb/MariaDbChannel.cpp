@@ -19,11 +19,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// After a failure of these kinds there is nobody at the other end, or nothing is known of what comes next.
+// After a failure of these kinds there is nobody at the other end, or nothing is known of what comes next, or
+// the node has lost its cluster, and another one is to be asked.
 bool breaks(unsigned number) {
   const bool isClients = (number >= CR_MIN_ERROR && number <= CR_MAX_ERROR) ||
                          (number >= CER_MIN_ERROR && number <= CER_MAX_ERROR);
-  return isClients || number == 0 || number == ER_NET_PACKET_TOO_LARGE ||
+  return isClients || number == 0 || number == ER_NET_PACKET_TOO_LARGE || number == ER_UNKNOWN_COM_ERROR ||
          classifyMariaDbError(number) == ErrorClass::ConnectionLost;
 }
 
