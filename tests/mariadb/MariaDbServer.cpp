@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 #include "faults/Loopback.h"
@@ -44,7 +45,10 @@ class EmptyData {
         << "grant all on *.* to " << kUser << " with grant option;\n";
     int status = 0;
     waitpid(spawn(m_directory, "install"), &status, 0);
-    if (status != 0) throw std::runtime_error("the server's data cannot be made");
+    if (status == 0) return;
+    std::ostringstream log;
+    log << std::ifstream(m_directory.file("log")).rdbuf();
+    throw std::runtime_error("the server's data cannot be made: " + log.str());
   }
   void copyTo(const std::string& folder) const {
     std::filesystem::copy(m_directory.file("data"), folder, std::filesystem::copy_options::recursive);

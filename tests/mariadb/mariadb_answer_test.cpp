@@ -83,6 +83,63 @@ TEST_F(MariaDbAnswer, LimitsOfTheServerAreFailuresOfTheirOwn) {
   EXPECT_EQ(rowsOf(db, "select count(*) from t"), "4");
 }
 
+TEST_F(MariaDbAnswer, ServerThatOnlyReadsIsRead) {
+  MariaDbServer server;
+  const std::string url = server.freshDatabase();
+  useStore(url);
+  ASSERT_EQ(run(db, "create table t(n int)"), kSuccess);
+  server.query(
+      "create user reader identified by 'x'; grant all on store1.* to reader; set global read_only = 1");
+  useStore("mariadb://reader:x@" + url.substr(url.find('@') + 1));
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
+  EXPECT_EQ(run(db, "insert into t values(1)"), "mariadb 1290 ER_OPTION_PREVENTS_STATEMENT");
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  EXPECT_EQ(run(db, "insert into t values(1)"), "mariadb 1290 ER_OPTION_PREVENTS_STATEMENT");
+  EXPECT_EQ(rowsOf(db, "select count(*) from t"), "0");
+  EXPECT_EQ(describe(db->commitTransaction()), kSuccess);
+}
+
+TEST_F(MariaDbAnswer, CertificatesAreCheckedAndConnectionsUnderThemCut) {
+  const TemporaryDirectory directory;
+  const std::string own = directory.file("own");
+  const std::string other = directory.file("other");
+  for (const std::string& file : {own, other}) {
+    ASSERT_EQ(std::system((VORN_TEST_SOURCES "/postgres/make_certificate.sh " + file).c_str()), 0);
+  }
+  ASSERT_EQ(std::system(("chmod -R a+rX " + directory.file("")).c_str()), 0);
+  const MariaDbServer server("ssl_cert=" + own + "\nssl_key=" + own + ".key\n");
+  const std::pair<std::string, std::string> cases[] = {
+      {"ssl=off", "0"},
+      {"ssl_ca=" + other, "mariadb 2026 CR_SSL_CONNECTION_ERROR"},
+      {"ssl=on&ssl_verify_server_cert=off", "1"},
+      {"ssl_ca=" + own, "1"}};
+  for (const auto& [options, outcome] : cases) {
+    useStore(server.url() + "?pool_size=1&" + options);
+    EXPECT_EQ(
+        rowsOf(db,
+               "select variable_value <> '' from information_schema.session_status where variable_name = "
+               "'ssl_cipher'"),
+        outcome)
+        << options;
+  }
+  const auto killOthers = [&server] {
+    server.query(
+        "begin not atomic for c in (select id from information_schema.processlist where user = 'vorn' and id "
+        "<> connection_id()) do kill c.id; end for; end");
+    usleep(50000);
+  };
+  CVORNReader reader;
+  ASSERT_EQ(db->execReadSQL(raw("select seq, repeat('x', 300) from seq_1_to_900000"), reader), 0U);
+  killOthers();
+  reader.clear();
+  ASSERT_EQ(rowsOf(db, "select 1"), "1");
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  killOthers();
+  EXPECT_EQ(run(db, "do 0"), "vorn 10 TRANSACTION_LOST");
+  db->rollbackTransaction();
+  EXPECT_EQ(rowsOf(db, "select seq from seq_1_to_3"), "1;2;3");
+}
+
 TEST_F(MariaDbAnswer, DeadlockUndoesOneOfTwo) {
   ASSERT_EQ(run(db, "create table t(n int primary key, v int)"), kSuccess);
   ASSERT_EQ(run(db, "insert into t values(1, 0), (2, 0)"), kSuccess);

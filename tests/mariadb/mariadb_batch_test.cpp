@@ -217,4 +217,67 @@ TEST_F(MariaDbBatch, DoesForEachRowWhatTheStatementDoes) {
   }
 }
 
+// So small that a batch goes out in many pieces.
+TEST_F(MariaDbBatch, OfManyPiecesIsKeptWholeOrNotAtAll) {
+  const MariaDbServer server("max_allowed_packet=32K\nmax_statement_time=1\n");
+  server.query("create database small");
+  useStore(server.url("small") + "?pool_size=1");
+  ASSERT_EQ(run(db, "create table t(n int primary key, v text)"), kSuccess);
+  const auto send = [this](const std::string& last, long rows = 3000) {
+    BatchInserter batch;
+    batch.table("t");
+    for (long row = 1; row <= rows; ++row) {
+      batch["n"] << row;
+      batch["v"] << (row == rows ? last : std::string(100, 'x'));
+    }
+    return describe(db->ExecBatchInserter(batch));
+  };
+  const std::string count = "select count(*), max(length(v)) from t";
+  ASSERT_EQ(send(std::string(31000, 'y')), kSuccess);
+  EXPECT_EQ(rowsOf(db, count), "3000|31000");
+  ASSERT_EQ(run(db, "delete from t"), kSuccess);
+  ASSERT_EQ(run(db,
+                "create trigger g before insert on t for each row begin"
+                " if new.v = 'kill' then kill connection_id(); end if;"
+                " if new.v = 'wait' then set @ignored = sleep(10); end if; end"),
+            kSuccess);
+  ASSERT_EQ(run(db, "insert into t values(0, 'first')"), kSuccess);
+  const std::pair<std::string, std::string> failures[] = {
+      {std::string(40000, 'y'), "mariadb 1153 ER_NET_PACKET_TOO_LARGE"},
+      {"kill", "mariadb 1927 ER_CONNECTION_KILLED"},
+      {"wait", "mariadb 1969 ER_STATEMENT_TIMEOUT"}};
+  for (const auto& [last, failure] : failures) {
+    for (const bool nested : {false, true}) {
+      if (nested) {
+        ASSERT_EQ(db->beginTransaction(), 0U);
+        ASSERT_EQ(run(db, "insert into t values(-1, 'before')"), kSuccess);
+      }
+      EXPECT_EQ(send(last), failure) << nested;
+      const bool lost = last == "kill";
+      EXPECT_TRUE(!nested ||
+                  describe(db->commitTransaction()) == (lost ? "vorn 10 TRANSACTION_LOST" : kSuccess));
+      EXPECT_EQ(rowsOf(db, count), nested && !lost ? "2|6" : "1|5") << failure;
+      run(db, "delete from t where n < 0");
+    }
+  }
+  EXPECT_EQ(send("last"), kSuccess);
+}
+
+// A prepared insert means the table of the database that it was prepared in.
+TEST_F(MariaDbBatch, GoesToTheTableThatTheSessionSees) {
+  const std::string other = sharedMariaDbServer().freshDatabase();
+  const std::string name = other.substr(other.rfind('/') + 1);
+  ASSERT_EQ(run(db, "create table t(n int primary key, v int)"), kSuccess);
+  ASSERT_EQ(run(db, "create table " + name + ".t(n int primary key, v varchar(9))"), kSuccess);
+  for (long first = 0; first < 3; ++first) ASSERT_EQ(db->ExecBatchInserter(numbers(1, first)), 0U);
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  ASSERT_EQ(run(db, "use " + name), kSuccess);
+  ASSERT_EQ(db->ExecBatchInserter(numbers(2, 10)), 0U);
+  ASSERT_EQ(db->commitTransaction(), 0U);
+  ASSERT_EQ(run(db, "alter table t modify v varchar(20), add w int default 7 first"), kSuccess);
+  ASSERT_EQ(db->ExecBatchInserter(numbers(1, 5)), 0U);
+  EXPECT_EQ(rowsOf(db, "select * from t order by n"), "7|0|0;7|1|0;7|2|0;7|5|0");
+  EXPECT_EQ(rowsOf(db, "select n from " + name + ".t"), "10;11");
+}
+
 }  // namespace

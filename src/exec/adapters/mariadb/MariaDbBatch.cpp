@@ -52,8 +52,13 @@ void* address(const auto* element) {
   return const_cast<void*>(static_cast<const void*>(element));
 }
 
-bool isNotForArrays(const ExecResult& failure) {
-  return failure.errorCode() == makeErrorCode(ErrorFamily::MariaDb, ER_UNSUPPORTED_PS);
+bool isOf(const ExecResult& outcome, std::uint32_t number) {
+  return outcome.errorCode() == makeErrorCode(ErrorFamily::MariaDb, number);
+}
+
+// Whether a prepared statement has to be prepared anew, as after a change behind a proxy.
+bool isForgotten(const ExecResult& outcome) {
+  return isOf(outcome, ER_UNKNOWN_STMT_HANDLER) || isOf(outcome, ER_NEED_REPREPARE);
 }
 
 }  // namespace
@@ -68,14 +73,43 @@ ExecResult MariaDbBatch::run(const std::string& sql, std::uint64_t& rows) {
   if (result.succeeded()) result = numberPlaceholders(sql, m_columns, kMariaDbDialect, marked, &m_order);
   if (!result.succeeded()) return result;
   m_effects = effectsOf(marked);
-  BatchScope scope(m_connection);
-  result = scope.open();
-  if (!result.succeeded()) return result;
-  result = prepare(marked);
-  if (result.succeeded()) result = runChunks(rows);
-  result = scope.close(std::move(result), rows);
-  if (m_statement.handle && m_executor.channel().atRest()) m_statements.put(std::move(m_statement));
+  result = isOneStatement(sql) ? runAlone(marked, rows) : runInScope(marked, rows);
+  keepStatement();
   return result;
+}
+
+// An insert of rows that go out together is one statement for the server, which keeps it whole or not at all.
+// Only the session as it was settled commits it by itself.
+bool MariaDbBatch::isOneStatement(const std::string& sql) const {
+  std::string table;
+  return !m_connection.inTransaction() && m_executor.sessionEffect() == SessionEffect::None &&
+         takesArrays() && rowsWithin(0, kSurelyTaken) == m_columns.rows() &&
+         isPlainBatchInsert(sql, m_columns, table);
+}
+
+ExecResult MariaDbBatch::runAlone(const std::string& marked, std::uint64_t& rows) {
+  ExecResult result = prepare(marked);
+  return result.succeeded() ? runChunks(rows) : result;
+}
+
+ExecResult MariaDbBatch::runInScope(const std::string& marked, std::uint64_t& rows) {
+  BatchScope scope(m_connection);
+  ExecResult result = scope.open();
+  return result.succeeded() ? scope.close(runAlone(marked, rows), rows) : result;
+}
+
+// A statement is kept with the database and the modes that it was prepared with.
+void MariaDbBatch::keepStatement() noexcept {
+  if (!m_statement.handle || !m_executor.channel().atRest()) return;
+  if (m_executor.sessionEffect() == SessionEffect::None) m_statements.put(std::move(m_statement));
+}
+
+bool MariaDbBatch::takesArrays() const noexcept {
+  unsigned int capabilities = 0;
+  constexpr unsigned int kArrays = MARIADB_CLIENT_STMT_BULK_OPERATIONS >> 32;
+  return mariadb_get_infov(m_executor.channel().handle(), MARIADB_CONNECTION_EXTENDED_SERVER_CAPABILITIES,
+                           &capabilities) == 0 &&
+         (capabilities & kArrays) != 0;
 }
 
 // A value is stored exactly or the batch is refused, before anything runs.
@@ -93,16 +127,16 @@ ExecResult MariaDbBatch::checkValues() const {
   return {};
 }
 
-ExecResult MariaDbBatch::prepare(const std::string& sql) {
+ExecResult MariaDbBatch::prepare(const std::string& marked) {
   ExecResult result = m_executor.makeReady();
   if (!result.succeeded()) return result;
-  const std::size_t hash = std::hash<std::string>{}(sql);
-  m_statement = m_statements.take(sql, hash, false);
-  if (!m_statement.handle) {
-    result = m_executor.prepare(sql, m_statement);
-    m_statement.hash = hash;
-  }
   m_executor.noteEffect(m_effects.session);
+  m_marked = &marked;
+  const std::size_t hash = std::hash<std::string>{}(marked);
+  if (m_executor.sessionEffect() == SessionEffect::None) m_statement = m_statements.take(marked, hash, false);
+  m_isKnown = static_cast<bool>(m_statement.handle);
+  if (!m_isKnown) result = m_executor.prepare(marked, m_statement);
+  m_statement.hash = hash;
   if (result.succeeded() && mysql_stmt_param_count(m_statement.handle.get()) != m_order.size()) {
     return makeFailure(Failure::ParameterMismatch, "the statement has a parameter of its own");
   }
@@ -113,19 +147,22 @@ ExecResult MariaDbBatch::prepare(const std::string& sql) {
 
 ExecResult MariaDbBatch::runChunks(std::uint64_t& rows) {
   std::uint64_t* const counted = m_effects.countsRows ? &rows : nullptr;
-  std::size_t first = 0;
-  bool atOnce = true;
-  while (first < m_columns.rows()) {
-    std::size_t count = 0;
+  bool atOnce = takesArrays();
+  for (std::size_t first = 0, count = 0; first < m_columns.rows(); first += count) {
     ExecResult result = nextChunk(first, count);
     if (result.succeeded()) result = runRows(first, count, atOnce, counted);
-    // The server refuses that before it runs anything.
-    if (first == 0 && isNotForArrays(result)) {
+    // These are found before anything is run.
+    if (first == 0 && m_isKnown && isForgotten(result)) {
+      const std::size_t hash = m_statement.hash;
+      result = m_executor.prepare(*m_marked, m_statement);
+      m_statement.hash = hash;
+      if (result.succeeded()) result = runRows(first, count, atOnce, counted);
+    }
+    if (first == 0 && atOnce && isOf(result, ER_UNSUPPORTED_PS)) {
       atOnce = false;
       result = runRows(first, count, atOnce, counted);
     }
     if (!result.succeeded()) return result;
-    first += count;
   }
   return {};
 }

@@ -39,7 +39,12 @@ class MariaDbBatch {
   };
 
   ExecResult checkValues() const;
-  ExecResult prepare(const std::string& sql);
+  bool isOneStatement(const std::string& sql) const;
+  bool takesArrays() const noexcept;
+  ExecResult runAlone(const std::string& marked, std::uint64_t& rows);
+  ExecResult runInScope(const std::string& marked, std::uint64_t& rows);
+  ExecResult prepare(const std::string& marked);
+  void keepStatement() noexcept;
   ExecResult runChunks(std::uint64_t& rows);
   ExecResult runRows(std::size_t first, std::size_t count, bool atOnce, std::uint64_t* rows);
   ExecResult execute(std::size_t first, unsigned count, bool atOnce, std::uint64_t* rows);
@@ -53,6 +58,8 @@ class MariaDbBatch {
   StatementCache<MariaDbStatement>& m_statements;
   const BatchColumns& m_columns;
   MariaDbStatement m_statement;
+  bool m_isKnown = false;                 ///< whether it was prepared before
+  const std::string* m_marked = nullptr;  ///< its text, with a mark for each parameter
   StatementEffects m_effects;
   std::vector<std::size_t> m_order;  ///< the column of each parameter
   std::vector<MYSQL_BIND> m_binds;   ///< by parameter

@@ -4,16 +4,14 @@
 #include <ma_pvio.h>
 #include <mysqld_error.h>
 #include <poll.h>
-#include <pthread.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <utility>
 
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/mariadb/MariaDbError.h"
+#include "exec/adapters/mariadb/NoPipeSignal.h"
 
 namespace vorn {
 
@@ -21,39 +19,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Keeps SIGPIPE from the process while it lives, where the connection is encrypted: the cryptography under the client
-/// library writes without a word about signals.
-class NoPipeSignal {
- public:
-  explicit NoPipeSignal(bool needed) noexcept : m_needed(needed) {
-    if (!m_needed) return;
-    sigemptyset(&m_pipe);
-    sigaddset(&m_pipe, SIGPIPE);
-    sigset_t pending;
-    sigpending(&pending);
-    m_wasPending = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &m_pipe, &m_before);
-  }
-  ~NoPipeSignal() {
-    if (!m_needed) return;
-    const timespec now{};
-    if (!m_wasPending) {
-      while (sigtimedwait(&m_pipe, nullptr, &now) < 0 && errno == EINTR) {
-      }
-    }
-    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
-  }
-  NoPipeSignal(const NoPipeSignal&) = delete;
-  NoPipeSignal& operator=(const NoPipeSignal&) = delete;
-
- private:
-  const bool m_needed;
-  bool m_wasPending = false;
-  sigset_t m_pipe{};
-  sigset_t m_before{};
-};
-
-// After a failure of these kinds there is nobody at the other end, or nothing is known of what comes next.
+// After a failure of these kinds there is nobody at the other end, or nothing is known of what comes next, or
+// the node has lost its cluster, and another one is to be asked.
 bool breaks(unsigned number) {
   const bool isClients = (number >= CR_MIN_ERROR && number <= CR_MAX_ERROR) ||
                          (number >= CER_MIN_ERROR && number <= CER_MAX_ERROR);

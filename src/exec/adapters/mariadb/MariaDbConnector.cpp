@@ -12,6 +12,7 @@
 #include <string>
 
 #include "exec/adapters/mariadb/MariaDbError.h"
+#include "exec/adapters/mariadb/NoPipeSignal.h"
 
 namespace vorn {
 
@@ -95,6 +96,7 @@ ExecResult checkNode(MYSQL* handle, const std::string& where) {
 }
 
 ExecResult connectTo(const MariaDbSettings& settings, const MariaDbHost* host, MariaDbHandle& handle) {
+  const NoPipeSignal quiet(settings.encryption.required);
   MariaDbHandle opened(mysql_init(nullptr));
   if (!opened) throw std::bad_alloc();
   setOptions(opened.get(), settings);

@@ -73,12 +73,14 @@ void setReal(RowValue& target, const MYSQL_FIELD& field, const unsigned char* by
   target.setReal(value);
 }
 
-void setFilled(RowValue& target, const MYSQL_FIELD& field, const unsigned char* bytes) {
+// A year is filled where it comes out of a column, and not where it comes out of an expression.
+void setDigits(RowValue& target, const MYSQL_FIELD& field, const unsigned char* bytes) {
   RowValue number;
   setInteger(number, field, bytes);
   const std::string digits = number.text();
-  const std::string filled(field.length > digits.size() ? field.length - digits.size() : 0, '0');
-  target.setText((filled + digits).data(), filled.size() + digits.size());
+  const bool filled = (field.flags & ZEROFILL_FLAG) != 0 && field.length > digits.size();
+  const std::string text = std::string(filled ? field.length - digits.size() : 0, '0') + digits;
+  target.setText(text.data(), text.size());
 }
 
 /// A point in time or a span, as the server sends it: what is zero at its end is left out.
@@ -189,7 +191,7 @@ void setFromBinary(RowValue& target, MariaDbForm form, const MYSQL_FIELD& field,
     case MYSQL_TYPE_LONG:
     case MYSQL_TYPE_LONGLONG:
     case MYSQL_TYPE_YEAR:
-      return setFilled(target, field, bytes);
+      return setDigits(target, field, bytes);
     default:
       break;
   }
