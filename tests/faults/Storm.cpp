@@ -8,6 +8,8 @@
 constexpr long kFirstHot = 90000;  // the first row of an operation on the hot row, above those of all others
 
 class Storm::Worker {
+  using Told = Ledger::Told;
+
  public:
   Worker(Storm& storm, unsigned number) : m_storm(storm), m_random(storm.m_seed + number) {}
 
@@ -15,14 +17,12 @@ class Storm::Worker {
     for (; !m_storm.m_isOver; ++m_storm.m_steps) step();
     m_db.rollbackTransaction();
     for (int attempt = 0; attempt < 3; ++attempt) {
-      if (insert(1) == Ledger::Told::Done && ask()) return;
+      if (insert(1) == Told::Done && raiseHotRow() == Told::Done && ask()) return;
     }
     report("the thread does not find its way back: " + vorn::lastResult().detail().value_or(""));
   }
 
  private:
-  using Told = Ledger::Told;
-
   long below(long limit) { return static_cast<long>(m_random() % static_cast<unsigned long>(limit)); }
 
   void report(const std::string& violation) {
@@ -102,7 +102,7 @@ class Storm::Worker {
   }
 
   /// Begun again also when the connection is lost, which may not do the work twice.
-  void raiseHotRow() {
+  Told raiseHotRow() {
     const long operation = m_storm.m_ledger.begin(), rows = 1 + below(30);
     vorn::RetryPolicy policy;
     policy.classes.push_back(vorn::ErrorClass::ConnectionLost);
@@ -112,8 +112,10 @@ class Storm::Worker {
       const unsigned long code = store.execWriteSQL(raw("update hot set v = v + 1 where n = 1"));
       return code != 0 ? code : HarmTest::send(&store, operation, kFirstHot, rows);
     };
-    m_storm.m_ledger.note(operation, rows, told(vorn::retryTransaction(m_db, work, policy)));
+    const Told outcome = told(vorn::retryTransaction(m_db, work, policy));
+    m_storm.m_ledger.note(operation, rows, outcome);
     m_storm.m_repeats += std::max(attempts - 1, 0L);
+    return outcome;
   }
 
   Storm& m_storm;
@@ -156,5 +158,4 @@ void Storm::expectOn(CVORN* db) const {
   const std::string hot = "(select count(distinct v) from t where n % " +
                           std::to_string(HarmTest::kMostRows) + " >= " + std::to_string(kFirstHot) + ")";
   EXPECT_EQ(rowsOf(db, "select v - " + hot + " from hot"), "0");
-  EXPECT_NE(rowsOf(db, "select v from hot"), "0") << "nothing was tested";
 }

@@ -11,7 +11,7 @@ struct Conflict {
   std::string options;      ///< with which transactions that read and write the same rows cannot all be kept
   std::string reads;        ///< the end of a select whose rows are written next
   std::string atCommit;     ///< options with which a commit can be refused
-  std::string disturbance;  ///< statements of another connection for which it is
+  std::string disturbance;  ///< statements of another connection for which it is; none where it never is
 };
 
 const Conflict kConflicts[] = {
@@ -112,8 +112,9 @@ TEST_P(Transactions, RefusedAtTheCommitAreRunAgain) {
     rows.clear();
     const std::string sum = rowsOf(&store, "select sum(v) + 5 from t");
     const unsigned long code = store.execWriteSQL(raw("update t set v = " + sum + " where n = 1"));
-    for (const std::string& sql : split(written.empty() ? conflict().disturbance : "select 1", ";")) {
+    for (const std::string& sql : split(written.empty() ? conflict().disturbance : "", ";")) {
       rows.clear();
+      if (sql.empty()) continue;
       EXPECT_EQ(describe(sql[0] == 's' ? other.execReadSQL(raw(sql), rows) : other.execWriteSQL(raw(sql))),
                 kSuccess);
     }
