@@ -110,10 +110,10 @@ void measure(bench::Harness& harness) {
   cluster.query(0, "create table state.counter(n bigint primary key, v bigint not null)");
   const std::string rows = std::to_string(kThreads * kRowsOfThread);
   cluster.query(0, "insert into state.counter select seq, 0 from state.seq_0_to_" + rows);
-  const std::size_t transactions = harness.options().size(4000);
+  const std::size_t transactions = harness.options().size(2000);
   for (int nodes = 1; nodes <= GaleraCluster::kNodes; ++nodes) {
     bench::Workload workload{"nodes", "nodes: " + std::to_string(nodes), "transaction", transactions};
-    workload.mostRounds = 5;
+    workload.mostRounds = 3;
     workload.x = static_cast<std::size_t>(nodes);
     workload.sideUnit = "attempts undone for 100 transactions";
     for (const unsigned share : {0U, 1U, 10U, 100U}) {

@@ -135,8 +135,9 @@ std::string GaleraCluster::ask(int node, const char* user, const char* password,
                                const std::string& sql) const {
   const std::unique_ptr<MYSQL, void (*)(MYSQL*)> connection(mysql_init(nullptr), mysql_close);
   const unsigned limit = 10;
+  const unsigned longLimit = 600;  // counts millions of rows
   mysql_options(connection.get(), MYSQL_OPT_CONNECT_TIMEOUT, &limit);
-  mysql_options(connection.get(), MYSQL_OPT_READ_TIMEOUT, &limit);
+  mysql_options(connection.get(), MYSQL_OPT_READ_TIMEOUT, &longLimit);
   mysql_options(connection.get(), MYSQL_INIT_COMMAND, "set session wsrep_sync_wait = 15");
   const auto failUnless = [&](bool isDone) {
     if (!isDone) throw std::runtime_error(sql + ": " + mysql_error(connection.get()));

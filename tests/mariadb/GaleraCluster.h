@@ -38,6 +38,8 @@ class GaleraCluster {
   /// @return how often a node was started again because it did not come back
   int restarts() const { return m_restarts; }
 
+  /// @return a node's address, which is its name too
+  const std::string& address(int node) const { return m_nodes[node].address; }
   /// @return the URL of `count` nodes
   std::string url(int first = 0, int count = kNodes) const;
   /// Runs SQL on a connection of the test's own that sees what any node has acknowledged.

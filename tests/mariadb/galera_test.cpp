@@ -37,14 +37,46 @@ TEST_F(MariaDbCluster, ReadsOnAnotherNodeSeeWhatWasAcknowledgedIfTheyWaitForIt) 
   EXPECT_EQ(missed[1], 0);
 }
 
+TEST_F(MariaDbCluster, TransactionsAreRunAgainAfterAConflictAndWhenTheirNodeLeaves) {
+  MIRAsqlDB other(true);
+  ASSERT_TRUE(vorn::bindStore("NeUpgradeDB", cluster().url(1, 1)).succeeded());
+  useStore(cluster().url(0, 2));
+  ASSERT_EQ(run(db, "create or replace table raised(n bigint primary key, v bigint)"), kSuccess);
+  ASSERT_EQ(run(db, "insert into raised values(1, 0)"), kSuccess);
+  const std::string raise = "update raised set v = v + 1 where n = 1";
+  std::string attempts;
+  bool isDisturbed = true;
+  const auto work = [&](CVORN& store) {
+    attempts += rowsOf(&store, "select @@wsrep_node_name") + ";";
+    const unsigned long code = store.execWriteSQL(raw(raise));
+    if (std::exchange(isDisturbed, false)) EXPECT_EQ(run(&other, raise), kSuccess);
+    return code;
+  };
+  EXPECT_EQ(describe(vorn::retryTransaction(*db, work)), kSuccess);
+  EXPECT_EQ(attempts, cluster().address(0) + ";" + cluster().address(0) + ";");
+  EXPECT_EQ(cluster().query(2, "select v from state.raised"), "2");
+
+  cluster().query(0, "set global wsrep_provider_options='gmcast.isolate=1'");
+  const std::string status = "show status like 'wsrep_cluster_status'";
+  while (cluster().query(0, status).find("non-Primary") == std::string::npos) usleep(10000);
+  EXPECT_EQ(run(db, raise), "mariadb 1047 ER_UNKNOWN_COM_ERROR");
+  attempts.clear();
+  EXPECT_EQ(describe(vorn::retryTransaction(*db, work)), kSuccess);
+  EXPECT_EQ(attempts, cluster().address(1) + ";");
+  cluster().query(0, "set global wsrep_provider_options='gmcast.isolate=0'");
+  cluster().waitUntilSynced();
+  EXPECT_EQ(cluster().query(0, "select v from state.raised"), "3");
+}
+
 TEST_F(MariaDbCluster, NothingIsLostWhileNodesAreKilledAndFrozen) {
   const char* const chosen = std::getenv("VORN_SOAK_MINUTES");
   const int minutes = chosen == nullptr ? 0 : std::atoi(chosen);
-  alarm(static_cast<unsigned>(minutes * 60 + 420));
+  alarm(static_cast<unsigned>(minutes * 90 + 420));
   const unsigned seed = testSeed();
   std::mt19937 random(seed);
   const std::string url = cluster().url() + "?load_balance=random&connect_timeout=2&read_timeout=6";
   prepare(url);
+  for (int node = 0; node < GaleraCluster::kNodes; ++node) cluster().query(node, "select n from state.r");
   // After a node has come back, connections are to be spread over all nodes again.
   const auto waitUntilAllServe = [&] {
     cluster().waitUntilSynced();
