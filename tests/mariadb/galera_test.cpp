@@ -49,7 +49,9 @@ TEST_F(MariaDbCluster, TransactionsAreRunAgainAfterAConflictAndWhenTheirNodeLeav
   const auto work = [&](CVORN& store) {
     attempts += rowsOf(&store, "select @@wsrep_node_name") + ";";
     const unsigned long code = store.execWriteSQL(raw(raise));
-    if (std::exchange(isDisturbed, false)) EXPECT_EQ(run(&other, raise), kSuccess);
+    if (std::exchange(isDisturbed, false)) {
+      EXPECT_EQ(run(&other, raise), kSuccess);
+    }
     return code;
   };
   EXPECT_EQ(describe(vorn::retryTransaction(*db, work)), kSuccess);
