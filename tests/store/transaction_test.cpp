@@ -20,6 +20,7 @@ const Conflict kConflicts[] = {
      "?options=-c%20default_transaction_isolation%3Dserializable%20-c%20deadlock_timeout%3D20ms", "",
      "?options=-c%20default_transaction_isolation%3Dserializable",
      "begin;select sum(v) from t;update t set v = 100 where n = 2;commit"},
+    {"mariadb", "", " lock in share mode", "", ""},
 };
 
 class Transactions : public HarmTest, public testing::WithParamInterface<StoreKind> {
