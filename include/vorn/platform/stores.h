@@ -29,7 +29,8 @@ namespace vorn {
 /// and `synchronous` (`full` by default). PostgreSQL has `session_reset` (`changed` by default, or `always`),
 /// `statement_cache` (prepared statements that a connection keeps at most, 100 by default) and every
 /// connection keyword of libpq (`connect_timeout` is 10 seconds a host by default). MariaDB has
-/// `statement_cache`, `connect_timeout`, and those of docs/mariadb.md. Blanks, `?` and `#` are percent-encoded.
+/// `statement_cache`, `connect_timeout`, and those of docs/mariadb.md. Blanks, `?` and `#` are
+/// percent-encoded.
 ///
 /// A thread that holds a connection of the old binding keeps it until its last session of the session name
 /// and its transaction have ended.
