@@ -78,11 +78,11 @@ class MariaDbBatch : public StoreTest {
   void SetUp() override { useStore(sharedMariaDbServer().freshDatabase()); }
 
   template <typename Value>
-  static BatchInserter batchOf(const char* table, const std::vector<Value>& values) {
+  std::string insertBatch(const std::string& column, const std::vector<Value>& values) {
     BatchInserter batch;
-    batch.table(table);
-    for (const Value& value : values) batch["v"] << value;
-    return batch;
+    batch.table("b");
+    for (const Value& value : values) batch[column] << value;
+    return describe(db->ExecBatchInserter(batch));
   }
 
   static long rowsWritten() {
@@ -92,51 +92,45 @@ class MariaDbBatch : public StoreTest {
     return static_cast<long>(sum - std::exchange(last, sum));
   }
 
+  /// Inserts values one by one and then all that are taken at once, into b by batches and into a as literals.
   template <typename Value>
-  void compare(const std::string& type, const std::vector<Value>& values) {
-    std::vector<Value> good;
-    std::string all;
+  void compare(const std::string& column, const std::vector<Value>& values) {
+    const std::string insert = "insert into a (" + column + ") values(";
+    std::vector<Value> taken;
+    std::string literals;
     for (const Value& value : values) {
-      run(db, "delete from a");
-      run(db, "delete from b");
-      const std::string text = run(db, "insert into a (v) values(" + literal(value) + ")");
-      const std::string detail = vorn::lastResult().detail().value_or("");
-      const std::string batch = describe(db->ExecBatchInserter(batchOf("b", std::vector<Value>{value})));
-      EXPECT_EQ(batch, text) << type << " " << literal(value) << "\n"
-                             << detail << "\n"
-                             << vorn::lastResult().detail().value_or("");
-      EXPECT_EQ(rowsOf(db, "select hex(v), v from b"), rowsOf(db, "select hex(v), v from a"))
-          << type << " " << literal(value);
-      if (text == kSuccess) {
-        good.push_back(value);
-        all += ",(" + literal(value) + ")";
-      }
+      const std::string expected = run(db, insert + literal(value) + ")");
+      EXPECT_EQ(insertBatch(column, std::vector<Value>{value}), expected) << column << " " << literal(value);
+      if (expected != kSuccess) continue;
+      taken.push_back(value);
+      literals += (literals.empty() ? "" : "),(") + literal(value);
     }
-    if (good.empty()) return;
-    run(db, "delete from a");
-    run(db, "delete from b");
-    EXPECT_EQ(run(db, "insert into a (v) values" + all.substr(1)), kSuccess);
-    EXPECT_EQ(describe(db->ExecBatchInserter(batchOf("b", good))), kSuccess) << type;
-    EXPECT_EQ(rowsOf(db, "select hex(v), v from b order by n"),
-              rowsOf(db, "select hex(v), v from a order by n"))
-        << type;
+    if (taken.empty()) return;
+    EXPECT_EQ(run(db, insert + literals + ")"), kSuccess) << column;
+    EXPECT_EQ(insertBatch(column, taken), kSuccess) << column;
   }
 };
 
 TEST_F(MariaDbBatch, KeepsEachValueAsItsLiteralDoes) {
-  for (const std::string& type : kTypes) {
-    for (const char* table : {"a", "b"}) {
-      run(db, std::string("drop table if exists ") + table);
-      ASSERT_EQ(run(db, std::string("create table ") + table + "(n int auto_increment primary key, v " +
-                            type + ")"),
-                kSuccess)
-          << type;
-    }
-    compare(type, texts());
-    compare(type, kLongs);
-    compare(type, kUnsigned);
-    compare(type, kDoubles);
-    compare(type, kFloats);
+  std::string columns;
+  for (std::size_t type = 0; type < kTypes.size(); ++type) {
+    columns += ", v" + std::to_string(type) + " " + kTypes[type];
+  }
+  for (const std::string table : {"a", "b"}) {
+    ASSERT_EQ(run(db, "create table " + table + "(n int auto_increment primary key" + columns + ")"),
+              kSuccess);
+  }
+  for (std::size_t type = 0; type < kTypes.size(); ++type) {
+    SCOPED_TRACE(kTypes[type]);
+    const std::string column = "v" + std::to_string(type);
+    compare(column, texts());
+    compare(column, kLongs);
+    compare(column, kUnsigned);
+    compare(column, kDoubles);
+    compare(column, kFloats);
+    const std::string select = "select hex(" + column + "), " + column + " from ";
+    EXPECT_EQ(rowsOf(db, select + "b order by n"), rowsOf(db, select + "a order by n"));
+    for (const char* table : {"a", "b"}) run(db, std::string("delete from ") + table);
   }
 }
 

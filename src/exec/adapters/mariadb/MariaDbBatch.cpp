@@ -18,7 +18,7 @@ namespace vorn {
 namespace {
 
 // More at once makes neither side faster, and takes memory on both.
-constexpr std::size_t kChunk = 512 * 1024;
+constexpr std::size_t kChunk = 524288;
 
 // Below this a request fits into what every server takes, unless it was told to take hardly anything.
 constexpr std::size_t kSurelyTaken = 16384;
@@ -41,7 +41,7 @@ void setType(MYSQL_BIND& bind, const BatchColumn& column) {
     bind.buffer_type = MYSQL_TYPE_STRING;
   } else if (column.isInteger()) {
     bind.buffer_type = MYSQL_TYPE_LONGLONG;
-    bind.is_unsigned = column.elementCode == element_code::kUnsigned64;
+    bind.is_unsigned = column.elementCode == element_code::kUnsigned64 ? 1 : 0;
   } else {
     bind.buffer_type = column.elementCode == element_code::kFloat ? MYSQL_TYPE_FLOAT : MYSQL_TYPE_DOUBLE;
   }

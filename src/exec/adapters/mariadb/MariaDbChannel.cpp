@@ -244,6 +244,7 @@ std::uint64_t MariaDbChannel::rowsWritten() const noexcept {
 }
 
 ExecResult MariaDbChannel::nextResult() {
+  if (m_state != State::Results) return notReady();
   const NoPipeSignal quiet(m_encrypted);
   const int next = mysql_next_result(handle());
   return next == 0 ? answered() : failed(mysql_errno(handle()), mysql_error(handle()));

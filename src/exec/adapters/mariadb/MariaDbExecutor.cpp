@@ -147,13 +147,13 @@ ExecResult MariaDbExecutor::run(const std::string& sql) {
 ExecResult MariaDbExecutor::finish(std::uint64_t* rows) {
   for (;;) {
     ExecResult outcome;
-    const bool counts = !m_channel->hasRows();
-    while (m_channel->nextRow(outcome)) {
+    if (m_channel->hasRows()) {
+      while (m_channel->nextRow(outcome)) {
+      }
+    } else if (rows != nullptr) {
+      *rows += m_channel->rowsWritten();
     }
-    if (counts) outcome = {};
-    if (!outcome.succeeded()) return outcome;
-    if (counts && rows != nullptr) *rows += m_channel->rowsWritten();
-    if (m_channel->atRest()) return outcome;
+    if (!outcome.succeeded() || m_channel->atRest()) return outcome;
     outcome = m_channel->nextResult();
     if (!outcome.succeeded()) return outcome;
   }

@@ -80,7 +80,7 @@ class Words {
       const std::size_t end = m_scanner.opaqueEnd(begin);
       const char first = m_sql[begin];
       m_at = std::max(end, begin + 1);
-      if (end > begin ? first == '-' || first == '/' || first == '#' : isGap(first)) continue;
+      if (end > begin ? isComment(begin, end) : isGap(first)) continue;
       if (end == begin && isWordByte(first)) {
         while (m_at < m_sql.size() && isWordByte(m_sql[m_at])) ++m_at;
         m_word.assign(m_sql, begin, m_at - begin);
@@ -102,6 +102,12 @@ class Words {
 
  private:
   static bool isGap(char c) { return ascii::isBlank(c) || c == '\v'; }
+
+  // One in slashes that is not closed is an error of the statement.
+  bool isComment(std::size_t begin, std::size_t end) const {
+    if (m_sql[begin] == '/') return end - begin >= 4 && m_sql.compare(end - 2, 2, "*/") == 0;
+    return m_sql[begin] == '-' || m_sql[begin] == '#';
+  }
 
   const std::string& m_sql;
   const SqlScanner m_scanner;
