@@ -78,7 +78,9 @@ ExecResult ThreadSession::connection(StoreConnection*& connection, TransactionTe
     m_transaction = Transaction::None;
     if (text == TransactionText::Rollback) return {};
   }
-  if (m_connection && !m_connection->usable()) giveBack();
+  // The connection of an open transaction was looked at just now. A second look might find that it has ended
+  // since, and the statement, or the commit, would run on another connection without a transaction.
+  if (m_connection && m_transaction != Transaction::Open && !m_connection->usable()) giveBack();
   if (!m_connection) {
     ExecResult result = checkOut();
     if (!result.succeeded()) return result;
