@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -25,6 +25,12 @@ bool comesTrue(std::chrono::seconds patience, const std::function<bool()>& isSo)
   return true;
 }
 
+std::string lastLines(const std::string& file) {
+  std::ifstream stream(file);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  return text.substr(text.size() - std::min<std::size_t>(text.size(), 1000));
+}
+
 void waitUntil(const std::string& what, const std::function<bool()>& isSo) {
   if (!comesTrue(kPatience, isSo)) throw std::runtime_error("waited in vain: " + what);
 }
@@ -37,16 +43,19 @@ GaleraCluster::GaleraCluster() {
   for (int node = 0; node < kNodes; ++node) m_nodes[node].address = network + std::to_string(node + 1);
   // All nodes begin with the same data, so that none has to send its own to another.
   start(0, "--wsrep-new-cluster");
-  waitUntil("first start", [&] {
+  std::string failure;
+  const bool isThere = comesTrue(kPatience, [&] {
     try {
       ask(0, "root", "", std::string("grant all on *.* to vorn identified by '") + kPassword + "'");
-      ask(0, "root", "", "create database state");
+      ask(0, "root", "", "create database if not exists state");
       return true;
-    } catch (const std::runtime_error&) {
+    } catch (const std::runtime_error& refused) {
+      failure = refused.what();
       return false;
     }
   });
-  end(0, SIGTERM);
+  if (!isThere) throw std::runtime_error(failure + "; " + lastLines(m_nodes[0].directory.file("log")));
+  m_nodes[0].end(SIGTERM);
   std::filesystem::remove(m_nodes[0].directory.file("data/galera.cache"));
   for (int node = 1; node < kNodes; ++node) {
     std::filesystem::copy(m_nodes[0].directory.file("data"), m_nodes[node].directory.file("data"),
@@ -56,10 +65,6 @@ GaleraCluster::GaleraCluster() {
   waitUntilSynced(0, 1);
   for (int node = 1; node < kNodes; ++node) rejoin(node);
   waitUntilSynced();
-}
-
-GaleraCluster::~GaleraCluster() {
-  for (int node = 0; node < kNodes; ++node) end(node, SIGKILL);
 }
 
 void GaleraCluster::start(int node, const std::string& option) {
@@ -78,16 +83,11 @@ void GaleraCluster::start(int node, const std::string& option) {
   _exit(127);
 }
 
-void GaleraCluster::end(int node, int signal) {
-  pid_t& process = m_nodes[node].process;
+void GaleraCluster::Node::end(int signal) {
   if (process <= 0) return;
   ::kill(process, signal);
   waitpid(process, nullptr, 0);
   process = -1;
-}
-
-void GaleraCluster::kill(int node) {
-  end(node, SIGKILL);
 }
 
 void GaleraCluster::freeze(int node) const {

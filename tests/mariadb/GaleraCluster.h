@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <array>
+#include <csignal>
 #include <string>
 
 #include "support.h"
@@ -17,12 +18,11 @@ class GaleraCluster {
 
   /// Makes the data and starts all nodes.
   GaleraCluster();
-  ~GaleraCluster();
   GaleraCluster(const GaleraCluster&) = delete;
   GaleraCluster& operator=(const GaleraCluster&) = delete;
 
   /// Ends a node without a chance to say good-bye.
-  void kill(int node);
+  void kill(int node) { m_nodes[node].end(SIGKILL); }
   /// Starts a killed node, and returns at once. It catches up with what the others have written meanwhile.
   void rejoin(int node) { start(node, {}); }
   /// Lets a node do nothing, while its sockets stay open.
@@ -50,13 +50,15 @@ class GaleraCluster {
 
  private:
   struct Node {
+    ~Node() { end(SIGKILL); }
+    void end(int signal);
+
     TemporaryDirectory directory;
     std::string address;
     pid_t process = -1;
   };
 
   void start(int node, const std::string& option);
-  void end(int node, int signal);
   std::string ask(int node, const char* user, const char* password, const std::string& sql) const;
 
   bool isSynced(int node, int members) const;

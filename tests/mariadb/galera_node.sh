@@ -15,7 +15,7 @@ exec >>"$directory/log" 2>&1
 
 if [ ! -d "$directory/data" ]; then
   mariadb-install-db --no-defaults --datadir="$directory/data" --auth-root-authentication-method=normal \
-    --skip-test-db --innodb-log-file-size=16M
+    --skip-test-db --innodb-log-file-size=16M --innodb-use-native-aio=OFF
 fi
 
 # Small, so that it starts within a second; a node that answers nothing for two seconds is cast out.
@@ -42,6 +42,7 @@ max_heap_table_size=64M
 tmp_memory_table_size=64M
 innodb_log_file_size=16M
 innodb_flush_method=nosync
+innodb_use_native_aio=OFF
 innodb_flush_log_at_trx_commit=2
 innodb_autoinc_lock_mode=2
 binlog_format=ROW
