@@ -105,8 +105,8 @@ void MariaDbBatch::keepStatement() noexcept {
 }
 
 bool MariaDbBatch::takesArrays() const noexcept {
-  unsigned int capabilities = 0;
-  constexpr unsigned int kArrays = MARIADB_CLIENT_STMT_BULK_OPERATIONS >> 32;
+  unsigned long capabilities = 0;
+  constexpr unsigned long kArrays = MARIADB_CLIENT_STMT_BULK_OPERATIONS >> 32;
   return mariadb_get_infov(m_executor.channel().handle(), MARIADB_CONNECTION_EXTENDED_SERVER_CAPABILITIES,
                            &capabilities) == 0 &&
          (capabilities & kArrays) != 0;
