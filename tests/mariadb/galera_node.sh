@@ -5,16 +5,18 @@
 # As it should not run as root, it runs as another user then, who is given the directory.
 set -e
 directory=$1 address=$2 cluster=$3
+as=(setpriv --pdeathsig KILL)
 if [ "$(id -u)" -eq 0 ]; then
   user=$(id -un mysql 2>/dev/null || echo nobody)
   chown -R "$user" "$directory"
-  exec setpriv --pdeathsig KILL --reuid "$user" --regid "$(id -g "$user")" --clear-groups "$0" "$@"
+  as+=(--reuid "$user" --regid "$(id -g "$user")" --clear-groups)
 fi
+cd "$directory"
 shift 3
 exec >>"$directory/log" 2>&1
 
 if [ ! -d "$directory/data" ]; then
-  mariadb-install-db --no-defaults --datadir="$directory/data" --auth-root-authentication-method=normal \
+  "${as[@]}" mariadb-install-db --no-defaults --datadir="$directory/data" --auth-root-authentication-method=normal \
     --skip-test-db --innodb-log-file-size=16M --innodb-use-native-aio=OFF
 fi
 
@@ -59,7 +61,7 @@ wsrep_sst_receive_address=$address:14444
 END
 
 # After a kill only the store itself knows how far it had come; with that it asks for the rest, without it for everything.
-server=(setpriv --pdeathsig KILL /usr/sbin/mariadbd "--defaults-file=$directory/my.cnf")
+server=("${as[@]}" /usr/sbin/mariadbd "--defaults-file=$directory/my.cnf")
 position=$("${server[@]}" --wsrep-recover 2>&1 | sed -n 's/.*Recovered position: *//p' | tail -n 1)
 [[ ${position:-:-1} == *:-1 ]] || set -- "--wsrep-start-position=$position" "$@"
 exec "${server[@]}" "$@"

@@ -4,14 +4,16 @@
 # whoever started it. As it should not run as root, it runs as another user then, who is given the directory.
 set -e
 directory=$1
+as=(setpriv --pdeathsig KILL)
 if [ "$(id -u)" -eq 0 ]; then
   user=$(id -un mysql 2>/dev/null || echo nobody)
   chown -R "$user" "$directory"
-  exec setpriv --pdeathsig KILL --reuid "$user" --regid "$(id -g "$user")" --clear-groups "$0" "$@"
+  as+=(--reuid "$user" --regid "$(id -g "$user")" --clear-groups)
 fi
+cd "$directory"
 exec >>"$directory/log" 2>&1
 if [ "${2:-}" = install ]; then
-  exec mariadb-install-db --defaults-file="$directory/my.cnf" --datadir="$directory/data" --skip-test-db \
+  exec "${as[@]}" mariadb-install-db --defaults-file="$directory/my.cnf" --datadir="$directory/data" --skip-test-db \
     --auth-root-authentication-method=normal --extra-file="$directory/users.sql"
 fi
-exec setpriv --pdeathsig KILL /usr/sbin/mariadbd --defaults-file="$directory/my.cnf" --datadir="$directory/data"
+exec "${as[@]}" /usr/sbin/mariadbd --defaults-file="$directory/my.cnf" --datadir="$directory/data"
