@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <array>
 #include <csignal>
 #include <string>
 
@@ -63,6 +62,6 @@ class GaleraCluster {
 
   bool isSynced(int node, int members) const;
 
-  std::array<Node, kNodes> m_nodes;
+  Node m_nodes[kNodes];
   int m_restarts = 0;
 };

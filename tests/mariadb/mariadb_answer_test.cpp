@@ -54,6 +54,39 @@ TEST_F(MariaDbAnswer, ServerThatStandsStillHoldsNobodyBeyondTheLimit) {
   EXPECT_EQ(rowsOf(db, "select n from t where n > 1"), "2");
 }
 
+// The server sends rows as they are taken, and locks them meanwhile.
+TEST_F(MariaDbAnswer, DeadlockUnderAnOpenReaderIsTheOutcomeOfTheCommit) {
+  ASSERT_TRUE(vorn::bindStore("NeUpgradeDB", m_url).succeeded());
+  MIRAsqlDB rival(true);
+  ASSERT_EQ(run(db, "create table t(n int primary key, v longtext)"), kSuccess);
+  ASSERT_EQ(run(db, "create table log(n int)"), kSuccess);
+  ASSERT_EQ(run(db, "insert into t select seq, repeat('x', 100000) from seq_1_to_400"), kSuccess);
+  for (const bool isGivenUp : {false, true}) {
+    std::promise<void> holds, opened;
+    auto blocked = std::async(std::launch::async, [&] {
+      rival.beginTransaction();
+      std::string outcome = run(&rival, "insert into t select -seq, '' from seq_1_to_5000");
+      outcome += run(&rival, "update t set v = '' where n = 399");
+      holds.set_value();
+      opened.get_future().wait();
+      outcome += run(&rival, "update t set v = '' where n = 1");
+      rival.rollbackTransaction();
+      return outcome;
+    });
+    holds.get_future().wait();
+    ASSERT_EQ(db->beginTransaction(), 0U);
+    ASSERT_EQ(run(db, "insert into log values(1)"), kSuccess);
+    CVORNReader reader;
+    ASSERT_EQ(db->execReadSQL(raw("select v from t where n > 0 for update"), reader), 0U);
+    opened.set_value();
+    usleep(300000);
+    if (isGivenUp) reader.clear();
+    EXPECT_NE(db->commitTransaction(), 0U);
+    EXPECT_EQ(blocked.get(), std::string(kSuccess) + kSuccess + kSuccess);
+    EXPECT_EQ(rowsOf(db, "select count(*) from log"), "0");
+  }
+}
+
 TEST_F(MariaDbAnswer, LimitsOfTheServerAreFailuresOfTheirOwn) {
   MariaDbServer server("max_connections=10\nmax_allowed_packet=1M\nmax_prepared_stmt_count=1\n");
   const std::string url = server.freshDatabase();

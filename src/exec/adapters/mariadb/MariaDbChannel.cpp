@@ -12,6 +12,7 @@
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/mariadb/MariaDbError.h"
 #include "exec/adapters/mariadb/NoPipeSignal.h"
+#include "exec/adapters/mariadb/mariadb_binary.h"
 
 namespace vorn {
 
@@ -91,16 +92,16 @@ ExecResult MariaDbChannel::ask(MYSQL_STMT* statement) {
   const NoPipeSignal quiet(m_encrypted);
   m_statement = statement;
   m_mayBegin = false;
-  if (mysql_stmt_execute(statement) == 0) return answered();
-  const unsigned number = mysql_stmt_errno(statement);
-  // The server has other columns than the client library knows of. Their rows are taken, and dropped.
-  if (number == CR_NEW_STMT_METADATA && mysql_stmt_free_result(statement) == 0 &&
-      m_handle->net.pvio != nullptr) {
+  const bool executed = mysql_stmt_execute(statement) == 0;
+  if (executed && hasBinaryForms(statement)) return answered();
+  // The server has other columns than were prepared. Their rows are taken, and dropped.
+  if ((executed || mysql_stmt_errno(statement) == CR_NEW_STMT_METADATA) &&
+      mysql_stmt_free_result(statement) == 0 && m_handle->net.pvio != nullptr) {
     noteStatus(m_handle->server_status);
     m_lastAnswer = Clock::now();
-    return mariaDbFailure(number, "the columns of the statement have changed");
+    return mariaDbFailure(CR_NEW_STMT_METADATA, "the columns of the statement have changed");
   }
-  return failed(number, mysql_stmt_error(statement));
+  return failed(mysql_stmt_errno(statement), mysql_stmt_error(statement));
 }
 
 ExecResult MariaDbChannel::prepare(MYSQL_STMT* statement, const std::string& sql) {
@@ -253,6 +254,7 @@ ExecResult MariaDbChannel::nextResult() {
 bool MariaDbChannel::awaitRow(milliseconds limit) noexcept {
   const MARIADB_PVIO* const stream = m_handle->net.pvio;
   if (stream == nullptr) return true;  // the failure shows in the next row
+  if (m_handle->net.compress != 0 && m_handle->net.remain_in_buf > 0) return true;
   if (stream->cache_pos < stream->cache + stream->cache_size) return true;
   pollfd socket{mysql_get_socket(handle()), POLLIN, 0};
   return poll(&socket, 1, static_cast<int>(std::max(limit, milliseconds(0)).count())) > 0;

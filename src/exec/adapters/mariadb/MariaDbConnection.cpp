@@ -129,7 +129,11 @@ ExecResult MariaDbConnection::commit() {
 
 // Closing the connection rolls back as well, and takes no rows that nobody wants.
 ExecResult MariaDbConnection::rollback() {
-  return m_executor.dropGivenUp() ? m_executor.run("rollback") : ExecResult();
+  if (!m_executor.dropGivenUp()) return {};
+  ExecResult ready = m_executor.makeReady();
+  // What is left of a read may have failed, and the server has rolled back then.
+  if (m_executor.channel().atRest() && !inTransaction()) return {};
+  return ready.succeeded() ? m_executor.run("rollback") : ready;
 }
 
 ExecResult MariaDbConnection::sendText(const StatementShape& shape, StatementEffects& effects) {
@@ -154,6 +158,7 @@ ExecResult MariaDbConnection::sendText(const StatementShape& shape, StatementEff
 /// @param take  takes the answer
 template <typename Take>
 ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects& effects, const Take& take) {
+  m_mayHaveCommitted = false;
   ExecResult result = m_executor.makeReady();
   if (!result.succeeded()) return result;
   bool prepared = false;
@@ -165,8 +170,14 @@ ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects&
     if (!m_shapes.isRefused(result)) return result;
     result = {};
   }
-  if (result.succeeded()) result = sendText(shape, effects);
-  return result.succeeded() ? take() : result;
+  if (!result.succeeded()) return result;
+  const bool inside = inTransaction();
+  result = sendText(shape, effects);
+  if (result.succeeded()) result = take();
+  // What defines the schema commits before it does anything, and may fail after that.
+  m_mayHaveCommitted =
+      inside && !result.succeeded() && !inTransaction() && !(effects.countsRows || effects.onlyReads);
+  return result;
 }
 
 ExecResult MariaDbConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
@@ -194,6 +205,7 @@ ExecResult MariaDbConnection::write(const StatementShape& shape, std::uint64_t& 
 
 ExecResult MariaDbConnection::batch(const std::string& sql, const BatchColumns& columns,
                                     std::uint64_t& rows) {
+  m_mayHaveCommitted = false;
   return MariaDbBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
 }
 

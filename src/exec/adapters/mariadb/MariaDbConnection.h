@@ -21,6 +21,7 @@ class MariaDbConnection : public StoreConnection {
   const SqlDialect& dialect() const noexcept override;
   bool usable() noexcept override;
   bool inTransaction() const noexcept override;
+  bool mayHaveCommitted() const noexcept override { return m_mayHaveCommitted; }
   bool renew() noexcept override;
   void giveUp() noexcept override;
   void drainCursors() noexcept override;
@@ -39,11 +40,11 @@ class MariaDbConnection : public StoreConnection {
   ExecResult sendText(const StatementShape& shape, StatementEffects& effects);
   template <typename Take>
   ExecResult run(const StatementShape& shape, StatementEffects& effects, const Take& take);
-
   MariaDbExecutor m_executor;
   MariaDbShapes m_shapes;
   StatementCache<MariaDbStatement> m_batchStatements;  ///< after the executor, which has their channel
   const MariaDbSettings& m_settings;                   ///< the driver's, which outlives its connections
+  bool m_mayHaveCommitted = false;
 };
 
 }  // namespace vorn

@@ -78,13 +78,19 @@ bool MariaDbExecutor::dropGivenUp() noexcept {
 }
 
 ExecResult MariaDbExecutor::makeReady() {
-  drainCursor();
-  if (std::exchange(m_answer, Answer::Taken) == Answer::GivenUp && !m_channel->atRest()) {
-    // A read that was given up may fail without harm to its transaction.
-    static_cast<void>(finish());
+  const bool inside = inTransaction();
+  ExecResult rest;
+  if (BufferedCursor* const cursor = m_cursor) {
+    static_cast<void>(cursor->drain());
+    rest = cursor->failure();
   }
-  if (m_channel->atRest()) return {};
-  return makeFailure(Failure::ConnectionLost, "the conversation with the server was cut off");
+  if (std::exchange(m_answer, Answer::Taken) == Answer::GivenUp && !m_channel->atRest()) rest = finish();
+  if (!m_channel->atRest()) {
+    return makeFailure(Failure::ConnectionLost, "the conversation with the server was cut off");
+  }
+  // A read may fail without harm to its transaction. A deadlock costs it, and what comes next would be kept
+  // alone.
+  return inside && !rest.succeeded() && !inTransaction() ? rest : ExecResult();
 }
 
 ExecResult MariaDbExecutor::send(const std::string& sql, const StatementEffects& effects) {
@@ -120,7 +126,7 @@ ExecResult MariaDbExecutor::refusal(ExecResult failure, const std::string& sql) 
 ExecResult MariaDbExecutor::checkSize(const std::string& sql) {
   if (sql.size() < kSurelyTaken) return {};
   const std::uint64_t largest = largestPacket();
-  if (largest == 0 || sql.size() + kPacketHead <= largest) return {};
+  if (largest == 0 || sql.size() + kPacketHead < largest) return {};
   return mariaDbFailure(ER_NET_PACKET_TOO_LARGE,
                         "the statement is larger than 'max_allowed_packet' of the server; it was not sent");
 }

@@ -47,6 +47,7 @@ class MariaDbExecutor {
   bool dropGivenUp() noexcept;
 
   /// Makes the channel ready for a question, by taking what is left of the answer before it.
+  /// @return the failure of that where it has ended the transaction: nothing may be asked any more then
   ExecResult makeReady();
 
   /// Asks a statement, after makeReady().

@@ -17,8 +17,9 @@ namespace {
 // A longer text gains nothing by being prepared, and has to be measured against what the server takes.
 constexpr std::size_t kLongestText = 16000;
 
-bool isWellFormed(const MYSQL_STMT* statement) {
-  return std::all_of(statement->fields, statement->fields + statement->field_count, hasBinaryForm);
+// A number of one digit takes ten bytes as a parameter.
+std::size_t sizeBound(const StatementShape& shape) {
+  return shape.sql().size() + 10 * shape.literals().size();
 }
 
 bool isOf(const ExecResult& outcome, std::uint32_t number) {
@@ -30,7 +31,7 @@ bool isOf(const ExecResult& outcome, std::uint32_t number) {
 ExecResult MariaDbShapes::send(const StatementShape& shape, bool& asked) {
   asked = false;
   giveBack();
-  if (m_capacity == 0 || !shape.liftable() || shape.sql().size() > kLongestText ||
+  if (m_capacity == 0 || !shape.liftable() || sizeBound(shape) > kLongestText ||
       m_executor.sessionEffect() != SessionEffect::None) {
     return {};
   }
@@ -57,7 +58,7 @@ ExecResult MariaDbShapes::prepare(const StatementShape& shape) {
     ExecResult result = m_executor.prepare(shape.statement(), statement);
     const bool lost = m_executor.channel().broken() || m_inTransaction != m_executor.inTransaction();
     if (!result.succeeded() && lost) return result;
-    statement.asText = !result.succeeded() || !isWellFormed(statement.handle.get());
+    statement.asText = !result.succeeded() || !hasBinaryForms(statement.handle.get());
     if (statement.asText) statement.handle.reset();
   }
   statement.text = shape.key();

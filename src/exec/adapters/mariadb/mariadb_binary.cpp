@@ -169,6 +169,10 @@ bool hasBinaryForm(const MYSQL_FIELD& field) noexcept {
          field.type != MYSQL_TYPE_NEWDECIMAL && field.type != MYSQL_TYPE_DECIMAL;
 }
 
+bool hasBinaryForms(const MYSQL_STMT* statement) noexcept {
+  return std::all_of(statement->fields, statement->fields + statement->field_count, hasBinaryForm);
+}
+
 void setFromText(RowValue& target, MariaDbForm form, const char* text, std::size_t size) {
   std::int64_t integer = 0;
   double real = 0;
@@ -185,6 +189,9 @@ void setFromBinary(RowValue& target, MariaDbForm form, const MYSQL_FIELD& field,
   if (form == MariaDbForm::Integer) return setInteger(target, field, bytes);
   if (form == MariaDbForm::Real) return setReal(target, field, bytes);
   switch (field.type) {
+    case MYSQL_TYPE_FLOAT:
+    case MYSQL_TYPE_DOUBLE:
+      return setReal(target, field, bytes);
     case MYSQL_TYPE_TINY:
     case MYSQL_TYPE_SHORT:
     case MYSQL_TYPE_INT24:

@@ -15,6 +15,9 @@ MariaDbForm mariaDbForm(const MYSQL_FIELD& field) noexcept;
 /// @return whether the binary form of the column's values says what their text says
 bool hasBinaryForm(const MYSQL_FIELD& field) noexcept;
 
+/// @return whether that holds for all columns of a statement
+bool hasBinaryForms(const MYSQL_STMT* statement) noexcept;
+
 /// Sets a value from its text.
 void setFromText(RowValue& target, MariaDbForm form, const char* text, std::size_t size);
 
