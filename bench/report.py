@@ -77,6 +77,15 @@ CLAIMS = [
      "postgres/read/typed rows/libpq, single-row mode"),
     ("PostgreSQL: look-ups on eight threads, against libpq", 1.1,
      "postgres/threads/look-ups by key/libpq, a connection a thread"),
+    ("MariaDB: batch, against Connector/C bound by column", 1.1,
+     "mariadb/batch/typed rows/Connector/C, bound by column"),
+    ("MariaDB: batch, against SOCI's bulk insert", 0.6, "mariadb/batch/typed rows/SOCI, bulk"),
+    ("MariaDB: reading rows, against `mysql_use_result`", 1.15,
+     "mariadb/read/typed rows/Connector/C, mysql_use_result"),
+    ("MariaDB: select by key, against Connector/C, prepared once", 1.25,
+     "mariadb/calls/select by key/Connector/C, prepared once"),
+    ("MariaDB: select by key, against Connector/C with the text", None,
+     "mariadb/calls/select by key/Connector/C, text"),
     *((f"{statement}: rendering, against `std::snprintf`", limit, f"rendering/rendering/{statement.lower()}/std::snprintf")
       for statement, limit in (("Select", 1.1), ("Insert", None), ("Update", 1.1), ("Delete", 1.1))),
     ("Start of an empty process, against one that links the embedded store's libraries by hand", 1.4,
@@ -84,7 +93,8 @@ CLAIMS = [
 ]
 
 BARS = ["rendering/rendering", "sqlite/read", "sqlite/fields", "sqlite/write", "sqlite/batch", "sqlite/lookup",
-        "sqlite/change", "postgres/batch", "postgres/read", "postgres/threads", "postgres/calls"]
+        "sqlite/change", "postgres/batch", "postgres/read", "postgres/threads", "postgres/calls",
+        "mariadb/batch", "mariadb/read", "mariadb/calls"]
 
 # Group, label of x, label of y, scale of y.
 CURVES = [
@@ -95,6 +105,7 @@ CURVES = [
     ("sqlite/request", "threads", "requests a second, all threads together", "linear"),
     ("postgres/request", "threads", "requests a second, all threads together", "linear"),
     ("postgres/small", "rows a batch", "rows a second", "log"),
+    ("cluster/nodes", "nodes written to", "transactions a second, all threads together", "linear"),
 ]
 
 
@@ -156,7 +167,7 @@ def nanoseconds(series, choose):
 def claims(results):
     rows = []
     for title, limit, path in CLAIMS:
-        store, group, name, peer = path.split("/")
+        store, group, name, peer = path.split("/", 3)
         found = [ratios(workload[0], series) for run in results.runs
                  for workload in results.workloads(f"{store}/{group}", run)
                  if re.fullmatch(name, workload[0]["workload"])
@@ -212,6 +223,16 @@ def compact_table(workloads):
     return f"{rounds} rounds.\n\n" + table(header, rows)
 
 
+def throughput_table(workloads):
+    """One line for each competitor, one column for each workload."""
+    rows = [[competitor[0]["competitor"]] +
+            [f"{median(s['operations'] / second for second in s['seconds']):,.0f} ({median(s['side']):,.0f})"
+             for s in competitor] for competitor in zip(*workloads)]
+    first = workloads[0][0]
+    header = [f"{first['unit']}s a second ({first['side_unit']})"] + [series[0]["workload"] for series in workloads]
+    return f"{first['operations']:,} {first['unit']}s a round, {len(first['seconds'])} rounds.\n\n" + table(header, rows)
+
+
 def memory_table(figures):
     names = ["rows", "batch", "batch_by_hand", "read", "read_by_hand"]
     header = ["rows, KiB at the peak"] + [name.replace("_", " ") for name in names[1:]]
@@ -226,6 +247,8 @@ def section(results, place):
     parts = [f"    {results.command(place)}\n"]
     if figures:
         parts.append(memory_table(figures))
+    elif place == "cluster/nodes":
+        parts.append(throughput_table(workloads))
     elif len(workloads) > 5:
         parts.append(compact_table(workloads))
     else:
@@ -271,6 +294,7 @@ def fill_page(text, arguments, results):
         "machine": lambda: machine(arguments, results),
         "settings": lambda: listed(results.facts("sqlite"), "{} {}"),
         "server": lambda: listed(results.facts("postgres"), "{}: {}"),
+        "mariadb_server": lambda: listed(results.facts("mariadb"), "{}: {}"),
     }
 
     def fill(match):
@@ -282,7 +306,7 @@ def fill_page(text, arguments, results):
 
 def plot_name(place):
     store, group = place.split("/")
-    return ("postgres_" if store == "postgres" else "") + group + ".svg"
+    return (store + "_" if store in ("postgres", "mariadb") else "") + group + ".svg"
 
 
 def draw_all(directory, results):

@@ -25,5 +25,6 @@
 #include "vorn/selector.h"
 #include "vorn/sqlite_util.h"
 #include "vorn/statement.h"
+#include "vorn/transaction.h"
 #include "vorn/updater.h"
 #include "vorn/version.h"

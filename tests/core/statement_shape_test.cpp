@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "exec/adapters/mariadb/MariaDbDialect.h"
 #include "exec/adapters/postgres/PostgresDialect.h"
 #include "exec/adapters/sql/StatementShape.h"
 #include "exec/adapters/sqlite/SqliteDialect.h"
@@ -15,7 +16,9 @@ TEST(StatementShapeTest, LiftsTheLiteralsOfWhatIsUnderstoodWhole) {
   for (const auto& [text, expected] : casesOf("core/shapes.txt")) {
     const std::size_t blank = text.find(' ');
     const std::string sql = text.substr(blank + 1);
-    const vorn::SqlDialect& dialect = text[0] == 'S' ? vorn::kSqliteDialect : vorn::kPostgresDialect;
+    const vorn::SqlDialect& dialect = text[0] == 'S'   ? vorn::kSqliteDialect
+                                      : text[0] == 'P' ? vorn::kPostgresDialect
+                                                       : vorn::kMariaDbDialect;
     StatementShape shape;
     shape.read(sql, dialect);
     const std::string lifted = shape.liftable() ? shape.statement() : "";

@@ -3,8 +3,8 @@
 #include "faults/Ledger.h"
 #include "store/store_fixture.h"
 
-/// Tests that do harm to a store with tables t(n, v), for which a Ledger may be kept, and r(n), which holds 1
-/// to kReadRows.
+/// Tests that do harm to a store with tables t(n, v), for which a Ledger may be kept, r(n), which holds 1 to
+/// kReadRows, and hot(n, v), whose one row a Storm raises.
 class HarmTest : public StoreTest {
  public:
   static constexpr long kReadRows = 200;
@@ -39,9 +39,11 @@ class HarmTest : public StoreTest {
     }
   };
 
+  /// The numbers n of an operation begin at this multiple of its own number.
+  static constexpr long kMostRows = 100000;
+
   /// Inserts rows of an operation, from its row `first` on: one alone, more as a batch.
   static unsigned long send(CVORN* db, long operation, long first, long rows) {
-    constexpr long kMostRows = 100000;
     BatchInserter batch;
     batch.table("t");
     for (long n = operation * kMostRows + first; rows > 1 && n < operation * kMostRows + first + rows; ++n) {
@@ -64,6 +66,8 @@ class HarmTest : public StoreTest {
     useStore(url);
     ASSERT_EQ(run(db, "create table t(n bigint, v bigint)"), kSuccess);
     ASSERT_EQ(run(db, "create table r(n bigint)"), kSuccess);
+    ASSERT_EQ(run(db, "create table hot(n bigint primary key, v bigint)"), kSuccess);
+    ASSERT_EQ(run(db, "insert into hot values(1, 0)"), kSuccess);
     BatchInserter rows;
     rows.table("r");
     for (long row = 1; row <= kReadRows; ++row) rows["n"] << row;

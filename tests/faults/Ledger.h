@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <mutex>
 #include <string>
@@ -14,17 +15,29 @@ class Ledger {
   long begin();
   void note(long operation, long rows, Told told);
 
-  /// Compares with what a store holds: what was done is there, once; what was undone is not; nothing is there
-  /// in part.
+  /// Compares with what a store holds, and prints the numbers of rows acknowledged, found, lost and doubled:
+  /// what was done is there, once; what was undone is not; nothing is there in part.
   /// @param found  the rows of kQuery
   void expectIn(const std::string& found) const;
 
   /// @return the number of operations told to be done
   long done() const;
 
+  /// Begins to measure how long no operation is done.
+  void startClock();
+
+  /// Times without one since startClock(), in seconds.
+  struct Pauses {
+    double longest;
+    double all;  ///< of those that took longer than a second
+  };
+  Pauses pauses();
+
   static constexpr const char* kQuery = "select v, count(*), count(distinct n) from t group by v";
 
  private:
+  void noteDone();
+
   struct Entry {
     long rows;
     Told told;
@@ -33,4 +46,6 @@ class Ledger {
   mutable std::mutex m_mutex;
   std::map<long, Entry> m_entries;
   long m_last = 0;
+  std::chrono::steady_clock::time_point m_lastDone;
+  Pauses m_pauses{};
 };

@@ -5,7 +5,11 @@
 
 #include "faults/HarmTest.h"
 
+constexpr long kFirstHot = 90000;  // the first row of an operation on the hot row, above those of all others
+
 class Storm::Worker {
+  using Told = Ledger::Told;
+
  public:
   Worker(Storm& storm, unsigned number) : m_storm(storm), m_random(storm.m_seed + number) {}
 
@@ -13,34 +17,43 @@ class Storm::Worker {
     for (; !m_storm.m_isOver; ++m_storm.m_steps) step();
     m_db.rollbackTransaction();
     for (int attempt = 0; attempt < 3; ++attempt) {
-      if (insert(1) == Ledger::Told::Done && ask()) return;
+      if (insert(1) == Told::Done && raiseHotRow() == Told::Done && ask()) return;
     }
     report("the thread does not find its way back: " + vorn::lastResult().detail().value_or(""));
   }
 
  private:
-  using Told = Ledger::Told;
-
   long below(long limit) { return static_cast<long>(m_random() % static_cast<unsigned long>(limit)); }
 
   void report(const std::string& violation) {
     if (++m_storm.m_violations <= 10) ADD_FAILURE() << violation;
   }
 
-  Told told(unsigned long code) const {
-    return code == 0                                       ? Told::Done
-           : m_storm.m_isUndone(vorn::describeError(code)) ? Told::Undone
-                                                           : Told::Unknown;
+  /// A conflict and a time limit are answers: nothing was kept. Any other failure may hide one.
+  Told told(unsigned long code) {
+    switch (vorn::errorClass(code)) {
+      case vorn::ErrorClass::Success:
+        return Told::Done;
+      case vorn::ErrorClass::Refused:
+        report("a call out of place: " + describe(code));
+        return Told::Unknown;
+      case vorn::ErrorClass::Retry:
+      case vorn::ErrorClass::Timeout:
+        return Told::Undone;
+      default:
+        return Told::Unknown;
+    }
   }
 
   void step() {
-    const long choice = below(6);
+    const long choice = below(7);
     if (choice == 0) insert(1);
     if (choice == 1) insert(1 + below(30));
     if (choice == 2) insert(100 + below(below(2) == 0 ? 200 : 4000));
     if (choice == 3) readInPart();
     if (choice == 4) ask();
     if (choice == 5) runTransaction();
+    if (choice == 6) raiseHotRow();
   }
 
   Told insert(long rows) {
@@ -82,9 +95,27 @@ class Storm::Worker {
     if (code == 0) code = HarmTest::send(&m_db, operation, 1, more + 1);
     if (code == 0) ask();
     const bool commits = code == 0 && below(4) != 0;
+    if (code != 0) told(code);  // for the report
     const Told outcome = commits ? told(m_db.commitTransaction()) : Told::Undone;
     if (outcome != Told::Done) m_db.rollbackTransaction();
     m_storm.m_ledger.note(operation, more + 2, outcome);
+  }
+
+  /// Begun again also when the connection is lost, which may not do the work twice.
+  Told raiseHotRow() {
+    const long operation = m_storm.m_ledger.begin(), rows = 1 + below(30);
+    vorn::RetryPolicy policy;
+    policy.classes.push_back(vorn::ErrorClass::ConnectionLost);
+    long attempts = 0;
+    const auto work = [&](CVORN& store) {
+      ++attempts;
+      const unsigned long code = store.execWriteSQL(raw("update hot set v = v + 1 where n = 1"));
+      return code != 0 ? code : HarmTest::send(&store, operation, kFirstHot, rows);
+    };
+    const Told outcome = told(vorn::retryTransaction(m_db, work, policy));
+    m_storm.m_ledger.note(operation, rows, outcome);
+    m_storm.m_repeats += std::max(attempts - 1, 0L);
+    return outcome;
   }
 
   Storm& m_storm;
@@ -94,16 +125,37 @@ class Storm::Worker {
 
 void Storm::rage(int harms, const std::function<int()>& harm) {
   m_isOver = false;
+  m_ledger.startClock();
   std::vector<std::thread> threads;
   for (unsigned number = 0; number < kThreads; ++number) {
     threads.emplace_back([this, number] { Worker(*this, number).work(); });
   }
   int done = 0;
-  while (done < harms) done += harm();
+  try {
+    while (done < harms) done += harm();
+  } catch (const std::exception& failure) {
+    ADD_FAILURE() << failure.what();
+  }
   m_isOver = true;
   for (std::thread& thread : threads) thread.join();
-  std::printf("harm done: %d, operations under it: %ld, acknowledged writes: %ld\n", done, m_steps.load(),
-              m_ledger.done());
+  std::printf("harm done: %d, operations under it: %ld, ", done, m_steps.load());
+  printProgress();
   EXPECT_EQ(m_violations, 0);
   EXPECT_GT(m_ledger.done(), kThreads);
+}
+
+void Storm::printProgress() {
+  m_pauses = m_ledger.pauses();
+  std::printf(
+      "acknowledged writes: %ld, seconds without one: %.2f at most, %.2f in all pauses above 1, transactions "
+      "run again: %ld\n",
+      m_ledger.done(), m_pauses.longest, m_pauses.all, repeats());
+  std::fflush(stdout);
+}
+
+void Storm::expectOn(CVORN* db) const {
+  m_ledger.expectIn(rowsOf(db, Ledger::kQuery));
+  const std::string hot = "(select count(distinct v) from t where n % " +
+                          std::to_string(HarmTest::kMostRows) + " >= " + std::to_string(kFirstHot) + ")";
+  EXPECT_EQ(rowsOf(db, "select v - " + hot + " from hot"), "0");
 }

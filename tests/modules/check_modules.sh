@@ -104,6 +104,6 @@ if [[ $* != *-fsanitize* ]]; then
 fi
 
 readelf -dW "$lib/libvorn.so" | grep NEEDED | verdict library_needs 'lib(spdlog|ACE-.*|sqlite3|uriparser|fmt|stdc\+\+|m|gcc_s|c|.*san.*)\.so|ld-linux'
-nm -D --defined-only "$module" | verdict module_exports '^[0-9a-f]+ [DR] vornStoreModule$'
+for each in "$lib"/vorn/1/*.so; do nm -D --defined-only "$each"; done | verdict module_exports '^[0-9a-f]+ [DR] vornStoreModule$'
 LD_LIBRARY_PATH=$lib "$store_tests" --gtest_filter=Stores/Lifetime.*/PostgreSql || failed=1
 exit $failed

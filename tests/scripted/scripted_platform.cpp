@@ -7,6 +7,7 @@
 #include "support.h"
 #include "vorn/platform/process.h"
 #include "vorn/platform/secure_c.h"
+#include "vorn/platform/stores.h"
 #include "vorn/platform/text.h"
 
 namespace scripted {
@@ -83,6 +84,18 @@ bool DataSession::fetchRow(ExecResult& status, const TypedRef& target, int hint)
 std::string makeStatementId(const char* sourceName, const char* functionName, int line) {
   record("identify " + place({sourceName, functionName, line}));
   return "id";
+}
+
+const ExecResult& lastResult() noexcept {
+  return platform().last;
+}
+
+ErrorClass errorClass(std::uint64_t code) noexcept {
+  return static_cast<ErrorClass>(code);
+}
+
+std::string describeError(std::uint64_t code) {
+  return std::to_string(code);
 }
 
 void Logger::error(std::uint32_t code, const std::string& text, const SourceLocation& location) {

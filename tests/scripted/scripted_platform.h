@@ -19,7 +19,8 @@ namespace scripted {
 
 using Row = std::vector<vorn::RowValue>;
 
-/// The script and the record. Tests read and write the members directly; none of it is thread-safe.
+/// The script and the record. Tests read and write the members directly; none of it is thread-safe. The class
+/// of an error is that of the number.
 ///
 /// Events in order:
 ///   open NAME / close                               a session
@@ -34,6 +35,7 @@ using Row = std::vector<vorn::RowValue>;
 struct Platform {
   std::string events;       ///< with "; " between them
   vorn::ExecResult result;  ///< of every transaction and execute
+  vorn::ExecResult last;    ///< what lastResult() returns
   std::deque<Row> rows;     ///< next rows, whichever session fetches
   std::uint32_t processId = 4073;
   int snprintfSucceeds = INT_MAX;  ///< as often; then -1 and the destination untouched

@@ -1,3 +1,4 @@
+#include <cfloat>
 #include <climits>
 #include <clocale>
 #include <cmath>
@@ -27,13 +28,15 @@ std::string plain(double real, int decimals) {
 TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
   std::string everyByte;
   for (int byte = 1; byte < 128; ++byte) everyByte += static_cast<char>(byte);
+  const double highest = GetParam().keepsInfinity ? HUGE_VAL : DBL_MAX;
+  const std::string highestText = GetParam().keepsInfinity ? "inf" : plain(DBL_MAX, 1);
   const std::tuple<std::string, double, std::string> values[] = {
       {"", 0.1, "''|0.1"},
       {" ", 0.0, " |0.0"},
       {everyByte, 1e308, everyByte + "|" + plain(1e308, 1)},
       {"''", 5e-324, "''|" + plain(5e-324, 324)},
-      {"\\N", HUGE_VAL, "\\N|inf"},
-      {"\\.", -HUGE_VAL, "\\.|-inf"},
+      {"\\N", highest, "\\N|" + highestText},
+      {"\\.", -highest, "\\.|-" + highestText},
       {"NULL", 1.0 / 3, "NULL|0.3333333333333333"},
       {"\\", 1e22, "\\|10000000000000000000000.0"},
       {"\xf0\x9f\x98\x80", 3, "\xf0\x9f\x98\x80|3.0"},
@@ -46,7 +49,7 @@ TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
   std::string more;
   for (int column = 0; column < 95; ++column) more += ", c" + std::to_string(column) + " int";
   // How the rows go to the store depends on their number and on the column's type.
-  const std::pair<std::string, int> ways[] = {{"bigint", 1}, {"bigint", 200}, {"numeric", 200}};
+  const std::pair<std::string, int> ways[] = {{"bigint", 1}, {"bigint", 200}, {"numeric(20)", 200}};
   for (const auto& [type, times] : ways) {
     run(db, "drop table extreme");
     ASSERT_EQ(run(db, "create table extreme (r int, a " + type +
@@ -94,12 +97,12 @@ TEST_P(CommonStore, ThreadsDoNotDisturbEachOther) {
   vorn::setLogSink([](const vorn::LogRecord& record) {
     if (record.level != vorn::LogLevel::Trace) ADD_FAILURE() << record.text;
   });
-  Storm storm(testSeed(), [](const std::string&) { return false; });
+  Storm storm(testSeed());
   storm.rage(1, [] {
     sleep(1);
     return 1;
   });
-  storm.ledger().expectIn(rowsOf(db, Ledger::kQuery));
+  storm.expectOn(db);
 }
 
 TEST_P(CommonStore, PoolServesThreadsInTheirTurn) {

@@ -8,7 +8,7 @@ class Errors : public testing::TestWithParam<StoreKind> {};
 
 TEST_P(Errors, HaveANameAndAClass) {
   const std::map<std::string, unsigned long> families = {
-      {"sqlite", 1}, {"postgresql", 2}, {"vorn", 15}, {"template", 16}};
+      {"sqlite", 1}, {"postgresql", 2}, {"mariadb", 3}, {"vorn", 15}, {"template", 16}};
   const char* const classes[] = {"Success",    "Refused",    "Retry",     "ConnectionLost",
                                  "Timeout",    "Constraint", "Statement", "Value",
                                  "Permission", "Resource",   "Other"};

@@ -1,3 +1,6 @@
+#ifdef VORN_WITH_MARIADB
+#include "mariadb/MariaDbServer.h"
+#endif
 #ifdef VORN_WITH_POSTGRES
 #include "postgres/PostgresServer.h"
 #endif
@@ -15,6 +18,10 @@ std::string freshSqliteFile() {
 
 std::vector<StoreKind> storeKinds() {
   return {
+#ifdef VORN_WITH_MARIADB
+      {"MariaDb", "mariadb", "mariadb/scenarios.txt", [] { return sharedMariaDbServer().freshDatabase(); },
+       true, "select 'ok'", "", false},
+#endif
 #ifdef VORN_WITH_POSTGRES
       {"PostgreSql", "postgresql", "postgres/scenarios.txt",
        [] { return sharedPostgresServer().freshDatabase(); }, true, "select 'ok'",

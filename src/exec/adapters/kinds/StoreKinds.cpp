@@ -25,6 +25,7 @@ struct KindEntry {
 KindEntry entries[] = {
     {{"sqlite", nullptr}, ErrorFamily::Sqlite, nullptr, &kSqliteKind},
     {{"postgresql", "postgres"}, ErrorFamily::PostgreSql, "postgresql", nullptr},
+    {{"mariadb", nullptr}, ErrorFamily::MariaDb, "mariadb", nullptr},
 };
 
 bool hasScheme(const KindEntry& entry, const std::string& scheme) {

@@ -101,8 +101,9 @@ void ThreadSession::statementRan(const ExecResult& result, TransactionText text)
     endUnacknowledged();
   } else if (m_transaction == Transaction::Open) {
     // The caller of a text that was to end the transaction knows by its outcome that it has ended.
-    const bool known =
-        result.succeeded() || text == TransactionText::Commit || text == TransactionText::Rollback;
+    // Of one that the statement itself may have committed nobody may say that it is undone.
+    const bool known = result.succeeded() || text == TransactionText::Commit ||
+                       text == TransactionText::Rollback || m_connection->mayHaveCommitted();
     m_transaction = known ? Transaction::None : Transaction::Lost;
   }
 }

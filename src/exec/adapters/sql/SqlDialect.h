@@ -5,12 +5,16 @@ namespace vorn {
 /// What a text scanner has to know of a store's SQL beyond what all stores share: literals in single quotes,
 /// names in double quotes, comments of both forms. Each store has one constant of this type.
 struct SqlDialect {
-  char parameterMark;            ///< goes before a parameter's number: ?1, $1
-  bool backquotedNames = false;  ///< `name`
-  bool bracketedNames = false;   ///< [name]
-  bool nestedComments = false;   ///< comments in slashes may hold others
-  bool escapedLiterals = false;  ///< E'…', in which a backslash takes the next byte with it
-  bool dollarQuotes = false;     ///< $$…$$ and $tag$…$tag$
+  char parameterMark;               ///< ?, $
+  bool numberedParameters = true;   ///< whether a number goes after the mark: ?1, $1
+  bool backquotedNames = false;     ///< `name`
+  bool bracketedNames = false;      ///< [name]
+  bool nestedComments = false;      ///< comments in slashes may hold others
+  bool hashComments = false;        ///< # to the end of the line
+  bool dashesNeedBlank = false;     ///< two dashes begin a comment only before a blank or a control byte
+  bool executableComments = false;  ///< what stands in /*! … */ is run, so it is no comment
+  bool escapedLiterals = false;     ///< E'…', in which a backslash takes the next byte with it
+  bool dollarQuotes = false;        ///< $$…$$ and $tag$…$tag$
 
   // What StatementShape lifts, and how.
   bool typedParameters = false;        ///< a parameter has the type of its literal, which tells shapes apart

@@ -29,9 +29,11 @@ std::size_t SqlScanner::opaqueEnd(std::size_t at) const {
     case '$':
       return m_dialect.dollarQuotes ? dollarQuotedEnd(at) : at;
     case '-':
-      return standsAt(at, "--") ? std::min(m_sql.find('\n', at), m_sql.size()) : at;
+      return beginsLineComment(at) ? std::min(m_sql.find('\n', at), m_sql.size()) : at;
+    case '#':
+      return m_dialect.hashComments ? std::min(m_sql.find('\n', at), m_sql.size()) : at;
     case '/':
-      return standsAt(at, "/*") ? commentEnd(at) : at;
+      return standsAt(at, "/*") && !isExecutable(at) ? commentEnd(at) : at;
     default:
       return at;
   }
@@ -40,6 +42,18 @@ std::size_t SqlScanner::opaqueEnd(std::size_t at) const {
 bool SqlScanner::isEscapedLiteral(std::size_t quote) const {
   return m_dialect.escapedLiterals && quote > 0 && ascii::lowerCase(m_sql[quote - 1]) == 'e' &&
          (quote == 1 || !ascii::isIdentifierByte(m_sql[quote - 2]));
+}
+
+bool SqlScanner::beginsLineComment(std::size_t at) const {
+  if (!standsAt(at, "--")) return false;
+  if (!m_dialect.dashesNeedBlank || at + 2 == m_sql.size()) return true;
+  const char next = m_sql[at + 2];
+  return ascii::isBlank(next) || ascii::isControl(next) || next == '\x7f';
+}
+
+// Also with the other mark, of which one server alone takes notice: M!
+bool SqlScanner::isExecutable(std::size_t at) const {
+  return m_dialect.executableComments && (m_sql.compare(at + 2, 1, "!") == 0 || standsAt(at + 2, "M!"));
 }
 
 // A backslash takes the next byte with it. The literal goes on after a line break.

@@ -23,6 +23,8 @@ class SqlScanner {
 
  private:
   bool standsAt(std::size_t at, const char* two) const;
+  bool beginsLineComment(std::size_t at) const;
+  bool isExecutable(std::size_t at) const;
   std::size_t endAfter(std::size_t from, const std::string& closing) const;
   std::size_t escapedLiteralEnd(std::size_t at) const;
   std::size_t commentEnd(std::size_t at) const;

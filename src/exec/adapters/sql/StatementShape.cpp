@@ -498,7 +498,8 @@ std::string StatementShape::written(std::string_view key, const SqlDialect& dial
       text += mask ? "?" : source.substr(at + 1, end - at - 1);
       at = end + 1;
     } else if (c >= kAnyParameter && c <= kMaskedValue) {
-      text += mask ? std::string(1, '?') : dialect.parameterMark + std::to_string(++parameter);
+      text += mask ? '?' : dialect.parameterMark;
+      if (!mask && dialect.numberedParameters) text += std::to_string(++parameter);
       ++at;
     } else {
       const std::size_t end = std::max(scanner.opaqueEnd(at), at + 1);

@@ -22,7 +22,7 @@ void ValueMask::append() {
 bool ValueMask::appendOpaque() {
   const char first = *m_begin;
   const std::string_view part(m_begin, static_cast<std::size_t>(m_at - m_begin));
-  if (first == '-' || first == '/') {
+  if (first == '-' || first == '/' || first == '#') {
     m_text += ' ';
     const std::size_t line = part.find('\r');  // which ends a comment in one store and not in the other
     return first == '/' || line == std::string_view::npos || line + 1 == part.size();

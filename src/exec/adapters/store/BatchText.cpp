@@ -78,7 +78,7 @@ bool isPlainBatchInsert(const std::string& sql, const BatchColumns& columns, std
 }
 
 ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, const SqlDialect& dialect,
-                              std::string& result) {
+                              std::string& result, std::vector<std::size_t>* order) {
   const SqlScanner scanner(sql, dialect);
   result.clear();
   std::vector<bool> used(columns.size(), false);
@@ -93,7 +93,9 @@ ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& column
         return makeFailure(Failure::ParameterMismatch, "a placeholder of the statement names no parameter");
       }
       used[column] = true;
-      result.append(1, dialect.parameterMark).append(std::to_string(column + 1));
+      result += dialect.parameterMark;
+      if (dialect.numberedParameters) result += std::to_string(column + 1);
+      if (order != nullptr) order->push_back(column);
       at += columns[column].name->size() + 2;
     } else {
       result += sql[at++];

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 #include "exec/adapters/sql/SqlDialect.h"
 #include "exec/adapters/store/BatchColumns.h"
@@ -15,9 +17,10 @@ namespace vorn {
 bool isPlainBatchInsert(const std::string& sql, const BatchColumns& columns, std::string& table);
 
 /// Replaces every `{name}` outside of literals, quoted identifiers and comments by the dialect's marker and
-/// the column's number from 1 on (`?1`, `$1`).
+/// the column's number from 1 on (`?1`, `$1`), or by the marker alone where the dialect has no numbers.
+/// @param order  where to append the column of each placeholder, or null
 /// @return a failure for a placeholder without a column, or a column without a placeholder
 ExecResult numberPlaceholders(const std::string& sql, const BatchColumns& columns, const SqlDialect& dialect,
-                              std::string& result);
+                              std::string& result, std::vector<std::size_t>* order = nullptr);
 
 }  // namespace vorn

@@ -60,7 +60,7 @@ class StatementCache {
 
   /// Puts a statement that is ready for its next use into the cache, or drops it.
   void put(Statement statement) noexcept {
-    if (statement.text.empty() || statement.bytes > kMostBytes) return;
+    if (m_slots.empty() || statement.text.empty() || statement.bytes > kMostBytes) return;
     statement.recurs = statement.recurs || hasCome(statement.hash);
     if (!statement.recurs) return;
     while (m_bytes + statement.bytes > kMostBytes) empty(oldest());

@@ -31,6 +31,10 @@ class StoreConnection {
   ///         call that failed half-way. False once the connection is known to be gone.
   virtual bool inTransaction() const noexcept = 0;
 
+  /// @return whether the last statement has failed and has ended a transaction which it may have committed before
+  ///         that, as statements that define the schema do in some stores
+  virtual bool mayHaveCommitted() const noexcept { return false; }
+
   /// Makes a connection without a transaction and without an open cursor as a fresh one: what statements did
   /// to its session (settings, role, temporary or attached objects, locks, listening) is undone. Where they
   /// did nothing it costs nothing.

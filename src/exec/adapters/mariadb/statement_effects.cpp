@@ -1,0 +1,200 @@
+#include "exec/adapters/mariadb/statement_effects.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+#include "common/ascii.h"
+#include "exec/adapters/mariadb/MariaDbDialect.h"
+#include "exec/adapters/sql/SqlScanner.h"
+
+namespace vorn {
+
+namespace {
+
+// clang-format off
+// What may stand before a parenthesis and leaves nothing behind: words that call nothing, and common functions.
+constexpr std::string_view kHarmless[] = {
+    "abs", "acos", "adddate", "all", "and", "any", "as", "ascii", "asin", "atan", "avg", "between", "bigint", "binary",
+    "by", "case", "cast", "ceil", "ceiling", "char", "char_length", "character_length", "check", "coalesce", "concat",
+    "concat_ws", "convert", "cos", "count", "crc32", "curdate", "current_date", "current_time", "current_timestamp",
+    "curtime", "database", "date", "date_add", "date_format", "date_sub", "datediff", "datetime", "day", "dayname",
+    "dayofmonth", "dayofweek", "dayofyear", "decimal", "default", "degrees", "dense_rank", "distinct", "double", "else",
+    "elt", "enum", "except", "exists", "exp", "extract", "field", "find_in_set", "float", "floor", "foreign", "format",
+    "from", "from_unixtime", "fulltext", "greatest", "group_concat", "having", "hex", "hour", "if", "ifnull", "in",
+    "index", "insert", "instr", "int", "integer", "intersect", "interval", "isnull", "join", "json_extract",
+    "json_value", "key", "last_day", "lcase", "least", "left", "length", "like", "ln", "locate", "log", "log10",
+    "log2", "lower", "lpad", "ltrim", "max", "md5", "mid", "min", "minute", "mod", "month", "not", "now", "nullif",
+    "numeric", "on", "or", "over", "partition", "pi", "position", "pow", "power", "primary", "quarter", "quote",
+    "radians", "rand", "range", "rank", "repeat", "replace", "reverse", "right", "round", "row", "row_number", "rpad",
+    "rtrim", "second", "select", "sha1", "sha2", "sign", "sin", "smallint", "space", "sqrt", "std", "stddev",
+    "str_to_date", "strcmp", "subdate", "substr", "substring", "substring_index", "sum", "sysdate", "tan", "then",
+    "time", "timestamp", "timestampdiff", "tinyint", "to_days", "trim", "truncate", "ucase", "unhex", "union",
+    "unique", "unix_timestamp", "upper", "using", "utc_date", "utc_time", "utc_timestamp", "uuid", "values",
+    "varbinary", "varchar", "variance", "version", "week", "weekday", "when", "where", "xor", "year",
+};
+
+// First words of statements that leave nothing behind in their session but by what kHarmless does not list, by
+// variables, and by temporary tables.
+constexpr std::string_view kPlain[] = {
+    "alter", "analyze", "check", "checksum", "commit", "create", "delete", "desc", "describe", "do", "drop", "explain",
+    "grant", "insert", "kill", "load", "optimize", "release", "rename", "repair", "replace", "revoke", "rollback",
+    "savepoint", "select", "show", "start", "table", "truncate", "update", "values", "with",
+};
+
+constexpr std::string_view kCounting[] = {"delete", "insert", "load", "replace", "update"};
+
+constexpr std::string_view kReading[] = {
+    "desc", "describe", "explain", "select", "show", "table", "values", "with",
+};
+
+// First words of the others that do not commit a transaction.
+constexpr std::string_view kKeeping[] = {"do", "kill", "release", "rollback", "savepoint"};
+
+// First words of statements that may hold others.
+constexpr std::string_view kHolding[] = {"alter", "begin", "case", "create", "for", "if", "loop", "repeat", "while"};
+// clang-format on
+
+static_assert(std::is_sorted(std::begin(kHarmless), std::end(kHarmless)));
+static_assert(std::is_sorted(std::begin(kPlain), std::end(kPlain)));
+static_assert(std::is_sorted(std::begin(kCounting), std::end(kCounting)));
+static_assert(std::is_sorted(std::begin(kReading), std::end(kReading)));
+static_assert(std::is_sorted(std::begin(kKeeping), std::end(kKeeping)));
+static_assert(std::is_sorted(std::begin(kHolding), std::end(kHolding)));
+
+template <std::size_t Size>
+bool isIn(const std::string_view (&words)[Size], std::string_view word) {
+  return std::binary_search(std::begin(words), std::end(words), word);
+}
+
+bool isWordByte(char c) {
+  return ascii::isIdentifierByte(c) || c == '$';
+}
+
+/// A statement's words and signs, one after the other. Literals count as a sign, and comments are passed over.
+class Words {
+ public:
+  explicit Words(const std::string& sql) : m_sql(sql), m_scanner(sql, kMariaDbDialect) {}
+
+  /// Goes on to the next token. @return false at the end
+  bool next() {
+    m_previous.swap(m_word);
+    while (m_at < m_sql.size()) {
+      const std::size_t begin = m_at;
+      const std::size_t end = m_scanner.opaqueEnd(begin);
+      const char first = m_sql[begin];
+      m_at = std::max(end, begin + 1);
+      if (end > begin ? isComment(begin, end) : isGap(first)) continue;
+      if (end == begin && isWordByte(first)) {
+        while (m_at < m_sql.size() && isWordByte(m_sql[m_at])) ++m_at;
+        m_word.assign(m_sql, begin, m_at - begin);
+        std::transform(m_word.begin(), m_word.end(), m_word.begin(), ascii::lowerCase);
+      } else {
+        // A quoted name is a word that equals no other.
+        m_word.assign(1, first);
+      }
+      return true;
+    }
+    m_word.clear();
+    return false;
+  }
+
+  /// @return a word in lower case, or one character
+  const std::string& word() const { return m_word; }
+  const std::string& previous() const { return m_previous; }
+  bool isName() const { return isWordByte(m_word[0]) || m_word[0] == '"' || m_word[0] == '`'; }
+
+ private:
+  static bool isGap(char c) { return ascii::isBlank(c) || c == '\v'; }
+
+  // One in slashes that is not closed is an error of the statement.
+  bool isComment(std::size_t begin, std::size_t end) const {
+    if (m_sql[begin] == '/') return end - begin >= 4 && m_sql.compare(end - 2, 2, "*/") == 0;
+    return m_sql[begin] == '-' || m_sql[begin] == '#';
+  }
+
+  const std::string& m_sql;
+  const SqlScanner m_scanner;
+  std::size_t m_at = 0;
+  std::string m_word;
+  std::string m_previous;
+};
+
+// To the first word, which may stand after parentheses.
+bool toFirstWord(Words& words) {
+  while (words.next()) {
+    if (words.word() != "(" && words.word() != ";") return true;
+  }
+  return false;
+}
+
+// What stands before a name whose parentheses hold names: into t (a, b), with c(n)
+bool introducesName(const std::string& word) {
+  return word == "into" || word == "table" || word == "with" || word == "recursive" || word == "exists" ||
+         word == "index" || word == "key" || word == "references" || word == "as";
+}
+
+// Of a statement whose first word is plain.
+SessionEffect effectOfRest(Words& words) {
+  bool qualified = false;   // whether the last name stands after a dot
+  bool introduced = false;  // whether its parentheses hold names
+  bool name = true;         // whether the last token is a name
+  while (words.next()) {
+    const std::string& word = words.word();
+    const bool calls = word == "(" && name && !introduced;
+    if (calls && (qualified || !isIn(kHarmless, words.previous()))) return SessionEffect::Reset;
+    // A variable, or a comment that is run.
+    if (word == "@" || (word == "*" && words.previous() == "/")) return SessionEffect::Reset;
+    if (word == "temporary") return SessionEffect::Reset;
+    name = words.isName();
+    if (name) {
+      qualified = words.previous() == ".";
+      introduced = qualified ? introduced : introducesName(words.previous());
+    }
+  }
+  return SessionEffect::None;
+}
+
+SessionEffect effectOfBegin(Words& words) {
+  return !words.next() || words.word() == "work" || words.word() == ";" ? SessionEffect::None
+                                                                        : SessionEffect::Reset;
+}
+
+// A role outlives the reset of the session.
+SessionEffect effectOfSet(Words& words) {
+  while (words.next()) {
+    if (words.word() == "role") return SessionEffect::Close;
+  }
+  return SessionEffect::Reset;
+}
+
+}  // namespace
+
+StatementEffects effectsOf(const std::string& sql) {
+  StatementEffects effects;
+  Words words(sql);
+  if (!toFirstWord(words)) {
+    effects.empty = true;
+    return effects;
+  }
+  const std::string& first = words.word();
+  effects.countsRows = isIn(kCounting, first);
+  effects.onlyReads = isIn(kReading, first);
+  effects.mayCommit = !effects.countsRows && !effects.onlyReads && !isIn(kKeeping, first);
+  effects.session = isIn(kPlain, first) ? effectOfRest(words)
+                    : first == "begin"  ? effectOfBegin(words)
+                    : first == "set"    ? effectOfSet(words)
+                                        : SessionEffect::Reset;
+  return effects;
+}
+
+bool hasSecondStatement(const std::string& sql) {
+  Words words(sql);
+  if (!toFirstWord(words) || isIn(kHolding, words.word())) return false;
+  while (words.next()) {
+    if (words.word() != ";" && words.previous() == ";") return true;
+  }
+  return false;
+}
+
+}  // namespace vorn

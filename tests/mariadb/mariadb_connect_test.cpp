@@ -1,0 +1,79 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <set>
+
+#include "faults/Loopback.h"
+#include "mariadb/MariaDbServer.h"
+#include "store/store_fixture.h"
+
+namespace {
+
+class MariaDbConnect : public StoreTest {
+ protected:
+  /// @return the row of a query on a store that is bound anew
+  std::string ask(const std::string& url, const std::string& sql) {
+    useStore(url);
+    return rowsOf(db, sql);
+  }
+};
+
+TEST_F(MariaDbConnect, CertificatesAreCheckedAsTheUrlAsks) {
+  const TemporaryDirectory directory;
+  const std::string own = directory.file("own");
+  const std::string other = directory.file("other");
+  for (const std::string& file : {own, other}) {
+    ASSERT_EQ(std::system((VORN_TEST_SOURCES "/postgres/make_certificate.sh " + file).c_str()), 0);
+    ASSERT_EQ(std::system(("chmod 644 " + file + ".key").c_str()), 0);
+  }
+  const MariaDbServer server("ssl_cert=" + own + "\nssl_key=" + own + ".key\n");
+  const std::string refused = "mariadb 2026 CR_SSL_CONNECTION_ERROR";
+  const std::pair<std::string, std::string> cases[] = {{"", "no"},
+                                                       {"ssl=off", "no"},
+                                                       {"ssl_ca=" + own, "yes"},
+                                                       {"ssl=on&tls_version=TLSv1.2&ssl_ca=" + own, "yes"},
+                                                       {"ssl_verify_server_cert=off", "yes"},
+                                                       {"ssl=on", refused},
+                                                       {"ssl_ca=" + other, refused},
+                                                       {"ssl_ca=/nowhere", refused}};
+  for (const auto& [options, outcome] : cases) {
+    EXPECT_EQ(ask(server.url() + "?" + options,
+                  "select if(variable_value = '', 'no', 'yes') from information_schema.session_status"
+                  " where variable_name = 'ssl_cipher'"),
+              outcome)
+        << options;
+  }
+  const std::string elsewhere = replaced(server.url(), "127.0.0.1", "localhost");
+  EXPECT_EQ(ask(elsewhere + "?ssl_ca=" + own, "select 1"), refused) << "it is made out to the address";
+  EXPECT_EQ(ask(sharedMariaDbServer().url() + "?ssl_verify_server_cert=off", "select 1"), refused)
+      << "the server does not encrypt";
+}
+
+TEST_F(MariaDbConnect, AHostThatCannotBeHadIsPassedOver) {
+  int port = 0;
+  const int mute = listenOnLoopback(port);  // it takes connections, and says nothing
+  const MariaDbServer second("report_host=second\n");
+  const MariaDbServer third("report_host=third\n");
+  const std::string query = "select @@report_host";
+  const auto url = [&](const std::string& hosts, const std::string& options) {
+    return replaced(second.url(), second.host(), hosts) + "?connect_timeout=1" + options;
+  };
+  const std::string dead = "127.0.0.1:1,127.0.0.1:" + std::to_string(port) + ",";
+  const auto begun = std::chrono::steady_clock::now();
+  EXPECT_EQ(ask(url(dead + second.host() + "," + third.host(), ""), query), "second");
+  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(2900));
+  EXPECT_EQ(ask(url(dead + "127.0.0.1:1", ""), query), "mariadb 2002 CR_CONNECTION_ERROR");
+  second.signal(SIGSTOP);
+  EXPECT_EQ(ask(url(second.host() + "," + third.host(), ""), query), "third");
+  second.signal(SIGCONT);
+  std::set<std::string> met;
+  for (int time = 0; time < 40 && met.size() < 2; ++time) {
+    met.insert(ask(url("127.0.0.1:1," + second.host() + "," + third.host(), "&load_balance=random"), query));
+  }
+  EXPECT_EQ(met, (std::set<std::string>{"second", "third"}));
+  EXPECT_EQ(ask(replaced(third.url(), third.host(), "") + "?socket=" + third.socket(), query), "third");
+  close(mute);
+}
+
+}  // namespace
