@@ -13,7 +13,7 @@ struct StatementEffects {
   bool empty = false;       ///< nothing but blanks, semicolons and comments
   bool countsRows = false;  ///< its count of affected rows is that of the rows that it has written
   bool onlyReads = false;   ///< once it has returned its first row, it can do nothing more than return others
-  bool mayCommit = false;   ///< it may commit an open transaction before it does anything, and fail after that
+  bool mayCommit = false;  ///< it may commit an open transaction before it does anything, and fail after that
   SessionEffect session = SessionEffect::None;
 };
 
