@@ -130,6 +130,8 @@ ExecResult MariaDbBatch::checkValues() const {
 ExecResult MariaDbBatch::prepare(const std::string& marked) {
   ExecResult result = m_executor.makeReady();
   if (!result.succeeded()) return result;
+  result = m_executor.hideOthers(m_effects);
+  if (!result.succeeded()) return result;
   m_executor.noteEffect(m_effects.session);
   m_marked = &marked;
   const std::size_t hash = std::hash<std::string>{}(marked);

@@ -125,6 +125,7 @@ void MariaDbChannel::close(MYSQL_STMT* statement) noexcept {
 // The head of a result is here.
 ExecResult MariaDbChannel::answered() {
   noteStatus(m_handle->server_status);
+  noteSpeaker();
   if (m_handle->field_count == 0) {
     endResult();
     return {};
@@ -138,6 +139,11 @@ ExecResult MariaDbChannel::answered() {
   }
   m_state = State::Rows;
   return {};
+}
+
+void MariaDbChannel::noteSpeaker() noexcept {
+  if (m_speaker == Speaker::Own) return;
+  m_speaker = m_handle->field_count == 0 && m_handle->insert_id != 0 ? Speaker::Own : Speaker::OthersId;
 }
 
 void MariaDbChannel::endResult() noexcept {
@@ -165,6 +171,7 @@ ExecResult MariaDbChannel::failed(unsigned number, const char* message) noexcept
   m_row = nullptr;
   m_result.reset();
   m_state = State::AtRest;
+  if (m_speaker == Speaker::Others) m_speaker = Speaker::OthersId;
   const bool unknown = inTransaction() || (m_status & SERVER_STATUS_AUTOCOMMIT) == 0 || m_mayBegin;
   if (unknown && !askStatus()) setBroken();
   m_lastAnswer = Clock::now();
@@ -264,6 +271,7 @@ bool MariaDbChannel::resetSession() {
   const NoPipeSignal quiet(m_encrypted);
   if (!atRest()) return false;
   if (mysql_reset_connection(handle()) != 0) setBroken();
+  m_speaker = Speaker::Own;
   return atRest();
 }
 

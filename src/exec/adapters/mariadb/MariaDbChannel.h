@@ -95,6 +95,18 @@ class MariaDbChannel {
   /// @return whether the server has said since the last time that the state of the session has changed
   bool takeSessionChange() noexcept;
 
+  /// Takes note that the connection serves somebody else from now on, with the session that is there.
+  void lend() noexcept { m_speaker = Speaker::Others; }
+
+  /// Takes note that all that they speak of has been set anew.
+  void hideOthers() noexcept { m_speaker = Speaker::Own; }
+
+  /// @return whether last_insert_id() and its like would speak of what others did on this connection
+  /// @param ofTheLast  whether the statement just before is meant
+  bool showsOthers(bool ofTheLast) const noexcept {
+    return m_speaker == Speaker::Others || (m_speaker == Speaker::OthersId && !ofTheLast);
+  }
+
   /// Undoes what statements have changed in the session, as far as the server does that. Prepared statements are gone.
   bool resetSession();
 
@@ -103,6 +115,9 @@ class MariaDbChannel {
  private:
   /// Results: a result is over, and there is another one.
   enum class State : unsigned char { AtRest, Rows, Results, Broken };
+
+  /// Who did what last_insert_id(), row_count() and show warnings speak of: OthersId is for the first of them alone.
+  enum class Speaker : unsigned char { Own, OthersId, Others };
 
   struct Freer {
     void operator()(MYSQL_RES* result) const { mysql_free_result(result); }
@@ -113,6 +128,7 @@ class MariaDbChannel {
   void takeEndOfRows() noexcept;
   ExecResult notReady() const;
   void endResult() noexcept;
+  void noteSpeaker() noexcept;
   void noteStatus(unsigned status) noexcept;
   bool askStatus() noexcept;
 
@@ -123,6 +139,7 @@ class MariaDbChannel {
   State m_state = State::AtRest;
   const bool m_encrypted;
   bool m_mayBegin = false;
+  Speaker m_speaker = Speaker::Own;
   int m_readLimit = -1;  ///< in milliseconds
   bool m_sessionChanged = false;
   unsigned m_status;  ///< the server's, as of its last answer

@@ -85,7 +85,10 @@ bool MariaDbConnection::renew() noexcept {
   MariaDbChannel& channel = m_executor.channel();
   if (!channel.atRest()) return false;
   const SessionEffect effect = m_executor.sessionEffect();
-  if (effect == SessionEffect::None) return true;
+  if (effect == SessionEffect::None) {
+    channel.lend();
+    return true;
+  }
   // What was used where the URL names no database cannot be undone.
   if (effect == SessionEffect::Close || m_settings.database.empty()) return false;
   try {
@@ -149,6 +152,8 @@ ExecResult MariaDbConnection::sendText(const StatementShape& shape, StatementEff
     case TransactionText::Rollback:
       return m_executor.send("rollback", {});
     case TransactionText::None:
+      if (effects.hiddenBegin && inTransaction())
+        return makeFailure(Failure::TransactionOpen, "a transaction is open already");
       break;
   }
   return m_executor.send(shape.sql(), effects);
@@ -160,7 +165,10 @@ template <typename Take>
 ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects& effects, const Take& take) {
   m_mayHaveCommitted = false;
   ExecResult result = m_executor.makeReady();
-  if (!result.succeeded()) return result;
+  // A rollback finds done what it was sent for, where the rest of a read has failed.
+  const bool undone = m_executor.channel().atRest() && !inTransaction() &&
+                      transactionTextOf(shape) == TransactionText::Rollback;
+  if (!result.succeeded() && !undone) return result;
   bool prepared = false;
   result = m_shapes.send(shape, prepared);
   if (prepared) {
@@ -174,6 +182,7 @@ ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects&
   const bool inside = inTransaction();
   result = sendText(shape, effects);
   if (result.succeeded()) result = take();
+  if (effects.closes && result.succeeded()) giveUp();
   m_mayHaveCommitted = inside && !result.succeeded() && !inTransaction() && effects.mayCommit;
   return result;
 }

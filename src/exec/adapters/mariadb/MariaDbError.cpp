@@ -214,6 +214,7 @@ std::string withoutStatementText(const std::string& message) {
 
 std::string withoutValues(std::uint32_t number, const std::string& message) {
   if (number == ER_PARSE_ERROR) return withoutStatementText(message);
+  if (number == ER_NO_PARTITION_FOR_GIVEN_VALUE) return message.substr(0, message.rfind(' ')) + " ...";
   if (number == ER_SIGNAL_EXCEPTION || quotesNamesOnly(number)) return message;
   // The key's name follows the value.
   return withoutQuotedPart(message, number == ER_DUP_ENTRY ? message.rfind(" for key '") : std::string::npos);
@@ -260,6 +261,16 @@ ExecResult mariaDbFailure(MYSQL_STMT* statement) {
 ExecResult mariaDbConnectFailure(std::uint32_t number, const std::string& message) {
   if (number == CR_OUT_OF_MEMORY) return makeFailure(Failure::OutOfMemory, message);
   return makeFailure(ErrorFamily::MariaDb, number, message);
+}
+
+ExecResult withoutForeignWord(const ExecResult& failure, const std::string& sql) {
+  const std::string message = failure.detail().value_or("");
+  const std::size_t open = message.find('\'') + 1;
+  const std::size_t end = message.find_first_of("'.", open);
+  if (open == 0 || end == message.npos) return failure;
+  const std::string_view known = std::string_view(sql).substr(0, sql.find_first_of("'\""));
+  if (known.find(std::string_view(message).substr(open, end - open)) != known.npos) return failure;
+  return makeFailure(ErrorFamily::MariaDb, ER_PARSE_ERROR, withoutQuotedPart(message));
 }
 
 bool isNodeNotReady(const ExecResult& failure) noexcept {

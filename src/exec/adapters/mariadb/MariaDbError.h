@@ -30,6 +30,11 @@ ExecResult mariaDbFailure(MYSQL_STMT* statement);
 /// @return why a connection could not be made, always with MariaDB's number unless there was no memory
 ExecResult mariaDbConnectFailure(std::uint32_t number, const std::string& message);
 
+/// A word of a message of the parser stays only where it stands before the first quote of the statement: after that
+/// it may belong to a value whose quotes do not match.
+/// @param failure  of the parser
+ExecResult withoutForeignWord(const ExecResult& failure, const std::string& sql);
+
 /// @return whether a failure says that a node takes no statements for now, as it has no part in the primary component
 ///         of its cluster. Nothing of the statement was run; another node may take it.
 bool isNodeNotReady(const ExecResult& failure) noexcept;

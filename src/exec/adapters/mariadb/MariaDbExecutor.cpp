@@ -95,11 +95,20 @@ ExecResult MariaDbExecutor::makeReady() {
 
 ExecResult MariaDbExecutor::send(const std::string& sql, const StatementEffects& effects) {
   ExecResult result = checkSize(sql);
+  if (result.succeeded()) result = hideOthers(effects);
   if (!result.succeeded()) return result;
   noteEffect(effects.session);
   result = m_channel->ask(
       sql, effects.session != SessionEffect::None || !(effects.countsRows || effects.onlyReads));
   return result.succeeded() ? result : refusal(std::move(result), sql);
+}
+
+ExecResult MariaDbExecutor::hideOthers(const StatementEffects& effects) {
+  if (!effects.looksBack || !m_channel->showsOthers(effects.ofTheLast)) return {};
+  noteEffect(effects.session);
+  const ExecResult result = run("set last_insert_id=0");
+  if (result.succeeded()) m_channel->hideOthers();
+  return result;
 }
 
 ExecResult MariaDbExecutor::prepare(const std::string& sql, MariaDbStatement& statement) {
@@ -118,7 +127,8 @@ ExecResult MariaDbExecutor::prepare(const std::string& sql, MariaDbStatement& st
 
 ExecResult MariaDbExecutor::refusal(ExecResult failure, const std::string& sql) const {
   const auto parseError = static_cast<std::uint64_t>(ErrorFamily::MariaDb) << 32 | ER_PARSE_ERROR;
-  if (failure.errorCode() != parseError || !hasSecondStatement(sql)) return failure;
+  if (failure.errorCode() != parseError) return failure;
+  if (!hasSecondStatement(sql)) return withoutForeignWord(failure, sql);
   return makeFailure(Failure::MultipleStatements,
                      "the text goes on after its first statement; nothing was run");
 }

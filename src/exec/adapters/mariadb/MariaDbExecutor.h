@@ -50,6 +50,9 @@ class MariaDbExecutor {
   /// @return the failure of that where it has ended the transaction: nothing may be asked any more then
   ExecResult makeReady();
 
+  /// Makes a statement that looks back, which is asked next, see nothing of what others did on the connection.
+  ExecResult hideOthers(const StatementEffects& effects);
+
   /// Asks a statement, after makeReady().
   ExecResult send(const std::string& sql, const StatementEffects& effects);
 

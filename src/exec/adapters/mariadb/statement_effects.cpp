@@ -128,6 +128,38 @@ bool toFirstWord(Words& words) {
   return false;
 }
 
+// Whether a comment that the server runs begins a transaction: /*! begin */, /*M!100100 start transaction */
+bool beginsHidden(const std::string& sql) {
+  Words words(sql);
+  if (!toFirstWord(words) || words.word() != "/") return false;
+  while (words.next()) {
+    const std::string& word = words.word();
+    const std::size_t name = word.find_first_not_of("0123456789");
+    if (name == std::string::npos || word == "*" || word == "!" || word == "m") continue;
+    return word.compare(name, word.npos, "begin") == 0 || word.compare(name, word.npos, "start") == 0;
+  }
+  return false;
+}
+
+// Whether it asks for the count or the warnings of the statement before it.
+bool asksOfTheLast(const std::string& sql) {
+  Words words(sql);
+  bool asks = toFirstWord(words) && (words.word() == "show" || words.word() == "get");
+  while (!asks && words.next()) asks = words.word() == "row_count" || words.word() == "found_rows";
+  return asks;
+}
+
+// commit release, rollback and chain release
+bool closesAfter(const std::string& sql) {
+  Words words(sql);
+  if (!toFirstWord(words) || (words.word() != "commit" && words.word() != "rollback")) return false;
+  while (words.next()) {
+    const std::string& before = words.previous();
+    if (words.word() == "release") return before != "no" && before != "to" && before != "savepoint";
+  }
+  return false;
+}
+
 // What stands before a name whose parentheses hold names: into t (a, b), with c(n)
 bool introducesName(const std::string& word) {
   return word == "into" || word == "table" || word == "with" || word == "recursive" || word == "exists" ||
@@ -146,6 +178,7 @@ SessionEffect effectOfRest(Words& words) {
     // A variable, or a comment that is run.
     if (word == "@" || (word == "*" && words.previous() == "/")) return SessionEffect::Reset;
     if (word == "temporary") return SessionEffect::Reset;
+    if (word == "warnings" || word == "errors") return SessionEffect::Reset;
     name = words.isName();
     if (name) {
       qualified = words.previous() == ".";
@@ -177,7 +210,7 @@ StatementEffects effectsOf(const std::string& sql) {
     effects.empty = true;
     return effects;
   }
-  const std::string& first = words.word();
+  const std::string first = words.word();
   effects.countsRows = isIn(kCounting, first);
   effects.onlyReads = isIn(kReading, first);
   effects.mayCommit = !effects.countsRows && !effects.onlyReads && !isIn(kKeeping, first);
@@ -185,6 +218,10 @@ StatementEffects effectsOf(const std::string& sql) {
                     : first == "begin"  ? effectOfBegin(words)
                     : first == "set"    ? effectOfSet(words)
                                         : SessionEffect::Reset;
+  effects.looksBack = effects.session != SessionEffect::None;
+  effects.ofTheLast = effects.looksBack && asksOfTheLast(sql);
+  effects.hiddenBegin = first == "/" && beginsHidden(sql);
+  effects.closes = closesAfter(sql);
   return effects;
 }
 

@@ -13,6 +13,10 @@ struct StatementEffects {
   bool empty = false;       ///< nothing but blanks, semicolons and comments
   bool countsRows = false;  ///< its count of affected rows is that of the rows that it has written
   bool onlyReads = false;   ///< once it has returned its first row, it can do nothing more than return others
+  bool looksBack = false;   ///< it may ask what statements before it have done in the session
+  bool ofTheLast = false;   ///< it asks that of the statement just before it
+  bool hiddenBegin = false;  ///< it begins a transaction, in a comment that the server runs
+  bool closes = false;       ///< the server closes the connection after it
   bool mayCommit = false;  ///< it may commit an open transaction before it does anything, and fail after that
   SessionEffect session = SessionEffect::None;
 };
