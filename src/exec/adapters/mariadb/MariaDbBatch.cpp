@@ -73,18 +73,17 @@ ExecResult MariaDbBatch::run(const std::string& sql, std::uint64_t& rows) {
   if (result.succeeded()) result = numberPlaceholders(sql, m_columns, kMariaDbDialect, marked, &m_order);
   if (!result.succeeded()) return result;
   m_effects = effectsOf(marked);
-  result = isOneStatement(sql) ? runAlone(marked, rows) : runInScope(marked, rows);
+  result = isOneStatement() ? runAlone(marked, rows) : runInScope(marked, rows);
   keepStatement();
   return result;
 }
 
-// An insert of rows that go out together is one statement for the server, which keeps it whole or not at all.
-// Only the session as it was settled commits it by itself.
-bool MariaDbBatch::isOneStatement(const std::string& sql) const {
-  std::string table;
-  return !m_connection.inTransaction() && m_executor.sessionEffect() == SessionEffect::None &&
-         takesArrays() && rowsWithin(0, kSurelyTaken) == m_columns.rows() &&
-         isPlainBatchInsert(sql, m_columns, table);
+// One row is one statement, and the session as it was settled commits it by itself. Several rows that are
+// sent together are one for the server too, but it may say that they are stored where its own commit of them
+// has failed.
+bool MariaDbBatch::isOneStatement() const {
+  return m_columns.rows() == 1 && !m_connection.inTransaction() &&
+         m_executor.sessionEffect() == SessionEffect::None;
 }
 
 ExecResult MariaDbBatch::runAlone(const std::string& marked, std::uint64_t& rows) {
@@ -149,7 +148,7 @@ ExecResult MariaDbBatch::prepare(const std::string& marked) {
 
 ExecResult MariaDbBatch::runChunks(std::uint64_t& rows) {
   std::uint64_t* const counted = m_effects.countsRows ? &rows : nullptr;
-  bool atOnce = takesArrays();
+  bool atOnce = m_columns.rows() > 1 && takesArrays();
   for (std::size_t first = 0, count = 0; first < m_columns.rows(); first += count) {
     ExecResult result = nextChunk(first, count);
     if (result.succeeded()) result = runRows(first, count, atOnce, counted);

@@ -21,6 +21,8 @@ namespace vorn {
 /// packet. A statement that the server does not execute for many rows is executed row by row.
 ///
 /// A value means what a literal of it means. What no literal can say, a real that is not finite, is refused.
+///
+/// Invariant: rows that go out together do so inside a transaction, whose commit is the caller's or this class's own.
 class MariaDbBatch {
  public:
   /// @param connection  the executor's, for the transaction or savepoint around the batch
@@ -39,7 +41,7 @@ class MariaDbBatch {
   };
 
   ExecResult checkValues() const;
-  bool isOneStatement(const std::string& sql) const;
+  bool isOneStatement() const;
   bool takesArrays() const noexcept;
   ExecResult runAlone(const std::string& marked, std::uint64_t& rows);
   ExecResult runInScope(const std::string& marked, std::uint64_t& rows);
