@@ -94,7 +94,7 @@ TEST_F(BatchTest, KeepsItsColumnsWhenAnAssignmentThrows) {
     BatchInserter target;
     target["a"] << 1;
     try {
-      const FailingAllocations failing(first, FailingAllocations::Extent::Once);
+      FailingAllocations::arm(first, FailingAllocations::Extent::Once);
       target = batch;
       threw = false;
     } catch (const std::bad_alloc&) {

@@ -14,22 +14,14 @@ thread_local bool hasFailed = false;
 
 bool FailingAllocations::nothrowFails = false;
 
-FailingAllocations::FailingAllocations(long first, Extent extent) noexcept {
+void FailingAllocations::arm(long first, Extent extent) noexcept {
   lasting = extent == Extent::Lasting;
   hasFailed = false;
   allocationsLeft = first;
 }
 
-FailingAllocations::~FailingAllocations() {
+bool FailingAllocations::disarm() noexcept {
   allocationsLeft = 0;
-}
-
-void FailingAllocations::untilThreadEnds() noexcept {
-  lasting = true;
-  allocationsLeft = 1;
-}
-
-bool FailingAllocations::struck() noexcept {
   return hasFailed;
 }
 

@@ -6,6 +6,18 @@
 
 #include <stdexcept>
 
+/// @return a socket that is connected to a port of this machine, or -1
+inline int connectToLoopback(int port) {
+  const int connected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(connected, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return connected;
+  close(connected);
+  return -1;
+}
+
 /// @return a socket that listens on this machine at a free port, which it tells
 inline int listenOnLoopback(int& port) {
   const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -1,33 +1,104 @@
 #include <map>
+#include <optional>
+#include <random>
 
+#include "faults/CuttingProxy.h"
 #include "faults/FailingAllocations.h"
+#include "faults/FailingVfs.h"
 #include "faults/HarmTest.h"
 
-// Every operation is run again and again, with its first, second, third … allocation failing, until none is
-// left to fail. After each one: what was acknowledged is there, once; nothing else is, and no half batch; a
-// reader has delivered exactly its rows or has ended with a failure; and neither a lock nor a connection is
-// missing.
+// Every operation is run again and again, with its first, second, third … allocation failing, or operation of
+// the file system, or byte of the conversation with the server, until none is left to fail. After each one:
+// what was acknowledged is there, once; nothing else is, and no half batch; a reader has delivered exactly
+// its rows or has ended with a failure; and neither a lock nor a connection is missing.
 namespace {
 
 using Extent = FailingAllocations::Extent;
+using Side = CuttingProxy::Side;
+using Disk = FailingVfs::Kind;
 
-std::map<std::string, long> failuresOfStore;
+/// What fails, and where: an allocation, what `disk` says, or the connection at a byte that `side` sends.
+struct Fault {
+  StoreKind store;
+  std::string name;
+  std::string query = {};
+  std::optional<Disk> disk = {};
+  std::optional<Side> side = {};
 
-class AllocationFaults : public HarmTest, public testing::WithParamInterface<StoreKind> {
+  bool isOfMemory() const { return !disk && !side; }
+};
+
+void PrintTo(const Fault& fault, std::ostream* out) {
+  *out << fault.name;
+}
+
+std::vector<Fault> allFaults() {
+  std::vector<Fault> faults;
+  for (const StoreKind& kind : storeKinds()) {
+    faults.push_back({kind, kind.name, kind.plainQuery});
+    if (!kind.isRemote) continue;
+    faults.push_back({kind, "CutAtTheClients" + kind.name, kind.plainQuery, {}, Side::Client});
+    faults.push_back({kind, "CutAtTheServers" + kind.name, kind.plainQuery, {}, Side::Server});
+  }
+  const StoreKind sqlite = storeKinds().back();
+  const std::pair<const char*, Disk> disks[] = {{"FailingDisk", Disk::IoError},
+                                                {"ShortWrites", Disk::ShortWrite},
+                                                {"FullDisk", Disk::Full},
+                                                {"BusyFile", Disk::Busy}};
+  for (const auto& [name, disk] : disks) {
+    for (const char* const mode : {"wal", "delete"}) {
+      faults.push_back({sqlite, name + std::string("_") + mode + "_Sqlite",
+                        std::string("&busy_timeout_ms=20&journal_mode=") + mode, disk});
+    }
+  }
+  return faults;
+}
+
+std::map<std::string, long> struckOf;
+
+class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
  protected:
   void SetUp() override {
-    m_url = GetParam().freshUrl() + "?pool_size=2&acquire_timeout_ms=2000" + GetParam().plainQuery;
+    alarm(600);
+    if (GetParam().disk) FailingVfs::install();
+    m_url = GetParam().store.freshUrl();
+    if (GetParam().side) m_url = throughProxy(m_url);
+    m_url += "?pool_size=2&acquire_timeout_ms=2000" + GetParam().query;
     prepare(m_url);
     ASSERT_EQ(run(db, "create index i on t(v)"), kSuccess);
   }
 
-  /// Runs a round for every allocation of it that can fail, once and lasting, on a connection that has run it
-  /// before, and where opening one is not the work of a client library, on a new one of a new thread.
+  /// All of them take an hour.
+  long stride() {
+    const unsigned long most = GetParam().side ? 400 : GetParam().disk ? 8 : 1;
+    return std::getenv("VORN_TEST_EVERY_FAULT") != nullptr ? 1 : 1 + static_cast<long>(m_random() % most);
+  }
+
+  std::string throughProxy(const std::string& url) {
+    const std::size_t end = url.rfind('/'), begin = url.rfind(':', end) + 1;
+    m_proxy.emplace(std::stoi(url.substr(begin, end - begin)));
+    return url.substr(0, begin) + std::to_string(m_proxy->port()) + url.substr(end);
+  }
+
+  void arm(bool isLasting) {
+    if (GetParam().disk) FailingVfs::arm(*GetParam().disk, m_first, isLasting);
+    if (GetParam().side) m_proxy->arm(*GetParam().side, m_first, isLasting);
+    if (GetParam().isOfMemory()) FailingAllocations::arm(m_first, m_extent);
+  }
+
+  void disarm() {
+    if (GetParam().disk) m_struck = FailingVfs::disarm();
+    if (GetParam().side) m_struck = m_proxy->disarm();
+    if (GetParam().isOfMemory()) m_struck = FailingAllocations::disarm();
+  }
+
+  /// Runs a round for every fault that there can be, once and lasting, on a connection that has run it before, and
+  /// where opening one is not the work of a client library, on a new one of a new thread.
   template <typename Round>
   void strikeEverywhere(Round round) {
     for (const Extent extent : {Extent::Once, Extent::Lasting}) {
       strike(extent, "", round);
-      if (GetParam().isRemote) continue;
+      if (GetParam().store.isRemote) continue;
       strike(extent, " on a new connection", [&] {
         useStore(m_url);
         // The C library itself ends a process that has no memory for the destructor of a thread's first
@@ -44,28 +115,29 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
   void strike(Extent extent, const std::string& where, Round round) {
     m_extent = extent;
     m_struck = true;
-    for (m_first = 1; m_struck && !HasFailure(); ++m_first) {
+    for (m_first = 1; m_struck && !HasFailure(); m_first += stride()) {
       m_struck = false;
       round();
       expectHealed();
-      failuresOfStore[GetParam().name] += m_struck ? 1 : 0;
+      struckOf[GetParam().name] += m_struck ? 1 : 0;
       const char* const which = extent == Extent::Once ? " fails" : " and all after it fail";
-      if (HasFailure()) ADD_FAILURE() << "allocation " << m_first << which << where;
+      if (HasFailure()) ADD_FAILURE() << "number " << m_first << which << where;
     }
+    EXPECT_EQ(rowsOf(db, GetParam().store.integritySql), "ok");
   }
 
-  /// Runs `call`, which returns a code, while allocations fail. @return whether it says that it was done
+  /// Runs `call`, which returns a code, while something fails. @return whether it says that it was done
   template <typename Call>
   bool isDone(Call call) {
+    bool done = false;
+    arm(m_extent == Extent::Lasting);
     try {
-      const FailingAllocations failing(m_first, m_extent);
-      const bool done = call() == 0;
-      m_struck = FailingAllocations::struck();
-      return done;
+      done = call() == 0;
     } catch (const std::bad_alloc&) {
-      m_struck = true;
-      return false;
+      EXPECT_TRUE(GetParam().isOfMemory());
     }
+    disarm();
+    return done;
   }
 
   /// What was acknowledged is there whole, anything else not at all, unless an answer can be lost.
@@ -82,9 +154,8 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
   void expectHealed() {
     Reading reading;
     EXPECT_EQ(describe(reading.start(db)), kSuccess);
-    reading.take(10);
-    EXPECT_EQ(onAnotherThread([this] { return run(db, "insert into t values(-1, 0)"); }), kSuccess);
     EXPECT_TRUE(reading.endsWell());
+    EXPECT_EQ(onAnotherThread([this] { return run(db, "insert into t values(-1, 0)"); }), kSuccess);
     EXPECT_EQ(describe(db->beginTransaction()), kSuccess);
     EXPECT_EQ(describe(db->rollbackTransaction()), kSuccess);
   }
@@ -97,13 +168,15 @@ class AllocationFaults : public HarmTest, public testing::WithParamInterface<Sto
   }
 
   std::string m_url;
+  std::optional<CuttingProxy> m_proxy;
+  std::mt19937 m_random{testSeed()};
   long m_operation = 0;
-  long m_first = 0;  // the allocation to fail
+  long m_first = 0;  // what is to fail
   Extent m_extent = Extent::Once;
   bool m_struck = false;
 };
 
-TEST_P(AllocationFaults, WritesAndBatchesAloneAndBesideReaders) {
+TEST_P(Faults, WritesAndBatchesAloneAndBesideReaders) {
   for (const long rows : {1, 2, 5, 250}) {
     for (const bool besideReaders : {false, true}) {
       strikeEverywhere([&] {
@@ -118,13 +191,13 @@ TEST_P(AllocationFaults, WritesAndBatchesAloneAndBesideReaders) {
         const bool done =
             isDone([&] { return rows == 2 ? insertReturning(operation) : send(db, operation, 0, rows); });
         EXPECT_TRUE(!besideReaders || (reading.endsWell() && second.endsWell()));
-        expectRows(operation, rows, done, GetParam().isRemote);
+        expectRows(operation, rows, done, GetParam().store.isRemote);
       });
     }
   }
 }
 
-TEST_P(AllocationFaults, Read) {
+TEST_P(Faults, Read) {
   // From the first row on, up to the last one, and what a write has moved into memory.
   const std::pair<long, bool> cases[] = {{0, false}, {kReadRows - 20, false}, {kReadRows - 20, true}};
   for (const auto& [from, moves] : cases) {
@@ -144,7 +217,7 @@ TEST_P(AllocationFaults, Read) {
   }
 }
 
-TEST_P(AllocationFaults, BatchInATransaction) {
+TEST_P(Faults, BatchInATransaction) {
   for (const long rows : {5, 250}) {
     strikeEverywhere([&] {
       const long before = ++m_operation;
@@ -163,7 +236,7 @@ TEST_P(AllocationFaults, BatchInATransaction) {
   }
 }
 
-TEST_P(AllocationFaults, WholeTransaction) {
+TEST_P(Faults, WholeTransaction) {
   for (const bool byText : {false, true}) {
     strikeEverywhere([&] {
       const long operation = ++m_operation;
@@ -175,33 +248,35 @@ TEST_P(AllocationFaults, WholeTransaction) {
         return byText ? db->execWriteSQL(raw("commit")) : db->commitTransaction();
       });
       if (!done) db->rollbackTransaction();
-      expectRows(operation, 21, done, GetParam().isRemote);
+      expectRows(operation, 21, done, GetParam().store.isRemote);
     });
   }
 }
 
-TEST_P(AllocationFaults, EndOfAThread) {
+TEST_P(Faults, EndOfAThread) {
   for (const bool inTransaction : {false, true}) {
     const long operation = ++m_operation;
     std::thread([&] {
       EXPECT_TRUE(!inTransaction || db->beginTransaction() == 0);
       EXPECT_EQ(send(db, operation, 0, 1), 0U);
-      FailingAllocations::untilThreadEnds();
+      m_first = 1;
+      arm(true);
     }).join();
+    disarm();
     expectRows(operation, 1, !inTransaction, false);
     expectHealed();
   }
 }
 
-TEST_P(AllocationFaults, AreEnough) {
-  const long failures = failuresOfStore[GetParam().name];
-  std::printf("allocation failures injected on %s: %ld\n", GetParam().name.c_str(), failures);
+TEST_P(Faults, AreEnough) {
+  const long struck = struckOf[GetParam().name];
+  std::printf("faults injected, %s: %ld\n", GetParam().name.c_str(), struck);
 #ifdef VORN_TEST_REPLACES_MALLOC
-  EXPECT_GE(failures, GetParam().isRemote ? 500 : 2000) << "where all cases have run";
+  EXPECT_GE(struck, GetParam().isOfMemory() ? 500 : 40) << "where all cases have run";
 #endif
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, AllocationFaults, testing::ValuesIn(storeKinds()),
-                         [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_TEST_SUITE_P(Stores, Faults, testing::ValuesIn(allFaults()),
+                         [](const auto& fault) { return fault.param.name; });
 
 }  // namespace

@@ -1,0 +1,83 @@
+#include "faults/CuttingProxy.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "faults/Loopback.h"
+
+CuttingProxy::CuttingProxy(int serverPort)
+    : m_serverPort(serverPort), m_listener(listenOnLoopback(m_port)), m_thread([this] { run(); }) {}
+
+CuttingProxy::~CuttingProxy() {
+  m_isOver = true;
+  m_thread.join();
+  for (const auto& [socket, end] : m_ends) close(socket);
+  close(m_listener);
+}
+
+void CuttingProxy::arm(Side side, long bytes, bool lasting) {
+  m_side = side;
+  m_isLasting = lasting;
+  m_hasCut = false;
+  m_left = bytes;
+}
+
+bool CuttingProxy::disarm() {
+  m_left = 0;
+  m_isShut = false;
+  return m_hasCut;
+}
+
+void CuttingProxy::run() {
+  while (!m_isOver) {
+    std::vector<pollfd> ends{{m_listener, POLLIN, 0}};
+    for (const auto& [socket, end] : m_ends) ends.push_back({socket, POLLIN, 0});
+    if (poll(ends.data(), ends.size(), 20) <= 0) continue;
+    for (const pollfd& end : ends) {
+      if (end.revents == 0) continue;
+      if (end.fd != m_listener) {
+        if (m_ends.count(end.fd) != 0 && !passOn(end.fd)) cut(end.fd);
+        continue;
+      }
+      const int client = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+      const int server = m_isShut ? -1 : connectToLoopback(m_serverPort);
+      if (server < 0) {
+        close(client);
+        continue;
+      }
+      m_ends[client] = {Side::Client, server};
+      m_ends[server] = {Side::Server, client};
+    }
+  }
+}
+
+bool CuttingProxy::passOn(int from) {
+  char bytes[65536];
+  const ssize_t size = recv(from, bytes, sizeof bytes, 0);
+  if (size <= 0) return false;
+  ssize_t allowed = size;
+  if (m_left > 0 && m_ends[from].side == m_side) {
+    if (m_left <= size) {
+      allowed = m_left - 1;
+      m_hasCut = true;
+      m_isShut = m_isLasting.load();
+    }
+    m_left -= std::min<long>(m_left, size);
+  }
+  for (ssize_t sent = 0; sent < allowed;) {
+    const ssize_t now =
+        send(m_ends[from].other, bytes + sent, static_cast<std::size_t>(allowed - sent), MSG_NOSIGNAL);
+    if (now <= 0) return false;
+    sent += now;
+  }
+  return allowed == size;
+}
+
+void CuttingProxy::cut(int end) {
+  for (const int each : {end, m_ends[end].other}) {
+    close(each);
+    m_ends.erase(each);
+  }
+}
