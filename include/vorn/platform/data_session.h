@@ -61,8 +61,8 @@ class VORN_API DataSession {
   /// Undoes everything that was written in the open transaction. No transaction is open afterwards, whatever
   /// is returned.
   /// @return success also when the store had ended the transaction by itself; `vorn 9 NO_TRANSACTION` when no
-  ///         transaction was open, and when a statement that failed has ended it and may have committed before
-  ///         that, as those that define the schema do on MariaDB
+  ///         transaction was open, and when a statement that failed has ended it and may have committed
+  ///         before that, as those that define the schema do on MariaDB
   ExecResult rollback();
 
   /// Runs exactly one statement. Text with a second statement after the first is refused, and nothing of it
