@@ -53,16 +53,16 @@ class VORN_API DataSession {
   ExecResult beginTransaction();
 
   /// Commits the open transaction. A success says that everything that was written in it is stored.
-  /// @return `vorn 9 NO_TRANSACTION` when no transaction was open; `vorn 10 TRANSACTION_LOST` when the store
-  ///         had ended the transaction by itself, so that nothing is stored and no transaction is open any
-  ///         more. After another failure the transaction may still be open.
+  /// @return `vorn 9 NO_TRANSACTION` when no transaction was open, or as for rollback(); `vorn 10
+  ///         TRANSACTION_LOST` when the store had ended the transaction by itself, so that nothing is stored
+  ///         and no transaction is open any more. After another failure the transaction may still be open.
   ExecResult commit();
 
   /// Undoes everything that was written in the open transaction. No transaction is open afterwards, whatever
   /// is returned.
   /// @return success also when the store had ended the transaction by itself; `vorn 9 NO_TRANSACTION` when no
-  ///         transaction was open, or is any more since a text has ended it: one that failed, and may have
-  ///         committed before that, as statements that define the schema do on MariaDB
+  ///         transaction was open, and when a statement that failed has ended it and may have committed
+  ///         before that, as those that define the schema do on MariaDB
   ExecResult rollback();
 
   /// Runs exactly one statement. Text with a second statement after the first is refused, and nothing of it

@@ -125,7 +125,6 @@ void MariaDbChannel::close(MYSQL_STMT* statement) noexcept {
 // The head of a result is here.
 ExecResult MariaDbChannel::answered() {
   noteStatus(m_handle->server_status);
-  noteSpeaker();
   if (m_handle->field_count == 0) {
     endResult();
     return {};
@@ -141,15 +140,31 @@ ExecResult MariaDbChannel::answered() {
   return {};
 }
 
-void MariaDbChannel::noteSpeaker() noexcept {
-  if (m_speaker == Speaker::Own) return;
-  m_speaker = m_handle->field_count == 0 && m_handle->insert_id != 0 ? Speaker::Own : Speaker::OthersId;
+void MariaDbChannel::lend() noexcept {
+  m_isLent = true;
+  m_hasAsked = m_hasWarnings = m_hasId = false;
+}
+
+bool MariaDbChannel::showsOthers(LookBack asked) const noexcept {
+  if (!m_isLent || asked == LookBack::None) return false;
+  if (!m_hasAsked) return true;
+  if (asked == LookBack::Warnings) return !m_hasWarnings;
+  if (asked == LookBack::Id) return !m_hasId;
+  return asked == LookBack::Anything && !m_hasWarnings && !m_hasId;
+}
+
+void MariaDbChannel::noteOwn(bool hasWarnings) noexcept {
+  if (!m_isLent) return;
+  m_hasAsked = true;
+  m_hasWarnings = m_hasWarnings || hasWarnings;
+  m_hasId = m_hasId || (m_handle->field_count == 0 && m_handle->insert_id != 0);
 }
 
 void MariaDbChannel::endResult() noexcept {
   m_row = nullptr;
   m_result.reset();
   m_state = mysql_more_results(handle()) != 0 ? State::Results : State::AtRest;
+  noteOwn(mysql_warning_count(handle()) > 0);
   m_lastAnswer = Clock::now();
 }
 
@@ -171,7 +186,7 @@ ExecResult MariaDbChannel::failed(unsigned number, const char* message) noexcept
   m_row = nullptr;
   m_result.reset();
   m_state = State::AtRest;
-  if (m_speaker == Speaker::Others) m_speaker = Speaker::OthersId;
+  noteOwn(true);
   const bool unknown = inTransaction() || (m_status & SERVER_STATUS_AUTOCOMMIT) == 0 || m_mayBegin;
   if (unknown && !askStatus()) setBroken();
   m_lastAnswer = Clock::now();
@@ -194,7 +209,9 @@ bool MariaDbChannel::askStatus() noexcept {
 void MariaDbChannel::takeEndOfRows() noexcept {
   constexpr unsigned char kEnd = 254;
   const unsigned char* const packet = m_handle->net.read_pos;
-  if (packet[0] == kEnd) m_handle->server_status = static_cast<unsigned>(packet[3] | packet[4] << 8);
+  if (packet[0] != kEnd) return;
+  m_handle->warning_count = static_cast<unsigned>(packet[1] | packet[2] << 8);
+  m_handle->server_status = static_cast<unsigned>(packet[3] | packet[4] << 8);
 }
 
 void MariaDbChannel::noteStatus(unsigned status) noexcept {
@@ -271,7 +288,7 @@ bool MariaDbChannel::resetSession() {
   const NoPipeSignal quiet(m_encrypted);
   if (!atRest()) return false;
   if (mysql_reset_connection(handle()) != 0) setBroken();
-  m_speaker = Speaker::Own;
+  setCleared();
   return atRest();
 }
 

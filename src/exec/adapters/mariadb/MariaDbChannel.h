@@ -8,6 +8,7 @@
 #include <string>
 
 #include "exec/adapters/mariadb/MariaDbHandle.h"
+#include "exec/adapters/mariadb/statement_effects.h"
 #include "vorn/platform/data_session.h"
 
 namespace vorn {
@@ -96,16 +97,13 @@ class MariaDbChannel {
   bool takeSessionChange() noexcept;
 
   /// Takes note that the connection serves somebody else from now on, with the session that is there.
-  void lend() noexcept { m_speaker = Speaker::Others; }
+  void lend() noexcept;
 
-  /// Takes note that all that they speak of has been set anew.
-  void hideOthers() noexcept { m_speaker = Speaker::Own; }
+  /// Takes note that what statements may ask of those before them has been cleared.
+  void setCleared() noexcept { m_isLent = false; }
 
-  /// @return whether last_insert_id() and its like would speak of what others did on this connection
-  /// @param ofTheLast  whether the statement just before is meant
-  bool showsOthers(bool ofTheLast) const noexcept {
-    return m_speaker == Speaker::Others || (m_speaker == Speaker::OthersId && !ofTheLast);
-  }
+  /// @return whether a statement would be told what earlier users of the connection did
+  bool showsOthers(LookBack asked) const noexcept;
 
   /// Undoes what statements have changed in the session, as far as the server does that. Prepared statements are gone.
   bool resetSession();
@@ -116,9 +114,6 @@ class MariaDbChannel {
   /// Results: a result is over, and there is another one.
   enum class State : unsigned char { AtRest, Rows, Results, Broken };
 
-  /// Who did what last_insert_id(), row_count() and show warnings speak of: OthersId is for the first of them alone.
-  enum class Speaker : unsigned char { Own, OthersId, Others };
-
   struct Freer {
     void operator()(MYSQL_RES* result) const { mysql_free_result(result); }
   };
@@ -128,7 +123,7 @@ class MariaDbChannel {
   void takeEndOfRows() noexcept;
   ExecResult notReady() const;
   void endResult() noexcept;
-  void noteSpeaker() noexcept;
+  void noteOwn(bool hasWarnings) noexcept;
   void noteStatus(unsigned status) noexcept;
   bool askStatus() noexcept;
 
@@ -139,8 +134,11 @@ class MariaDbChannel {
   State m_state = State::AtRest;
   const bool m_encrypted;
   bool m_mayBegin = false;
-  Speaker m_speaker = Speaker::Own;
-  int m_readLimit = -1;  ///< in milliseconds
+  bool m_isLent = false;       ///< something of an earlier user may be there
+  bool m_hasAsked = false;     ///< this one has had an answer,
+  bool m_hasWarnings = false;  ///< one with warnings or a failure,
+  bool m_hasId = false;        ///< one with a key that the server gave
+  int m_readLimit = -1;        ///< in milliseconds
   bool m_sessionChanged = false;
   unsigned m_status;  ///< the server's, as of its last answer
   Clock::time_point m_lastAnswer;

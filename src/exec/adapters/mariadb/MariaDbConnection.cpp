@@ -29,6 +29,8 @@ constexpr char kSessionSettings[] =
     " net_write_timeout=28800, session_track_state_change=1";
 // clang-format on
 
+constexpr char kRole[] = "select ifnull(current_role(), '')";
+
 constexpr std::uint32_t kResetSeconds = 2;
 
 constexpr std::size_t kBatchStatements = 32;
@@ -55,6 +57,8 @@ ExecResult MariaDbConnection::open(const MariaDbSettings& settings,
       new MariaDbConnection(std::make_unique<MariaDbChannel>(std::move(handle)), settings));
   opened->m_executor.channel().limitWaits(settings.connectTimeout, settings.connectTimeout);
   result = opened->settle();
+  if (!result.succeeded()) return result;
+  result = opened->m_executor.ask(kRole, opened->m_role);
   if (!result.succeeded()) return result;
   opened->m_executor.channel().limitWaits(settings.readTimeout, settings.writeTimeout);
   connection = std::move(opened);
@@ -108,10 +112,13 @@ bool MariaDbConnection::renew() noexcept {
   return true;
 }
 
+// A role outlives the reset.
 bool MariaDbConnection::resetSession() {
   std::string use = "use `";
   for (const char c : m_settings.database) use.append(c == '`' ? 2 : 1, c);
-  return m_executor.channel().resetSession() && m_executor.run(use + "`").succeeded() && settle().succeeded();
+  std::string role;
+  return m_executor.channel().resetSession() && m_executor.run(use + "`").succeeded() &&
+         settle().succeeded() && m_executor.ask(kRole, role).succeeded() && role == m_role;
 }
 
 void MariaDbConnection::giveUp() noexcept {
@@ -152,7 +159,7 @@ ExecResult MariaDbConnection::sendText(const StatementShape& shape, StatementEff
     case TransactionText::Rollback:
       return m_executor.send("rollback", {});
     case TransactionText::None:
-      if (effects.hiddenBegin && inTransaction())
+      if (effects.begins && inTransaction())
         return makeFailure(Failure::TransactionOpen, "a transaction is open already");
       break;
   }
@@ -163,7 +170,6 @@ ExecResult MariaDbConnection::sendText(const StatementShape& shape, StatementEff
 /// @param take  takes the answer
 template <typename Take>
 ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects& effects, const Take& take) {
-  m_mayHaveCommitted = false;
   ExecResult result = m_executor.makeReady();
   // A rollback finds done what it was sent for, where the rest of a read has failed.
   const bool undone = m_executor.channel().atRest() && !inTransaction() &&
@@ -179,15 +185,20 @@ ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects&
     result = {};
   }
   if (!result.succeeded()) return result;
-  const bool inside = inTransaction();
   result = sendText(shape, effects);
   if (result.succeeded()) result = take();
   if (effects.closes && result.succeeded()) giveUp();
+  return result;
+}
+
+/// @param inside  whether a transaction was open before
+ExecResult MariaDbConnection::judge(bool inside, const StatementEffects& effects, ExecResult result) {
   m_mayHaveCommitted = inside && !result.succeeded() && !inTransaction() && effects.mayCommit;
   return result;
 }
 
 ExecResult MariaDbConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
+  const bool inside = inTransaction();
   StatementEffects effects;
   std::unique_ptr<MariaDbCursor> opened;
   ExecResult result = run(shape, effects, [&] {
@@ -195,25 +206,28 @@ ExecResult MariaDbConnection::read(const StatementShape& shape, std::unique_ptr<
     opened = std::make_unique<MariaDbCursor>(m_executor);
     return opened->start();
   });
-  if (!result.succeeded()) return result;
   // A write that returns rows may still fail after the last of them.
-  if (opened->streams() && !effects.onlyReads) {
+  if (result.succeeded() && opened->streams() && !effects.onlyReads) {
     if (!opened->drain()) giveUp();
     result = opened->failure();
   }
   if (result.succeeded()) cursor = std::move(opened);
-  return result;
+  return judge(inside, effects, std::move(result));
 }
 
 ExecResult MariaDbConnection::write(const StatementShape& shape, std::uint64_t& rows) {
+  const bool inside = inTransaction();
   StatementEffects effects;
-  return run(shape, effects, [&] { return m_executor.finish(effects.countsRows ? &rows : nullptr); });
+  ExecResult result =
+      run(shape, effects, [&] { return m_executor.finish(effects.countsRows ? &rows : nullptr); });
+  return judge(inside, effects, std::move(result));
 }
 
 ExecResult MariaDbConnection::batch(const std::string& sql, const BatchColumns& columns,
                                     std::uint64_t& rows) {
-  m_mayHaveCommitted = false;
-  return MariaDbBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
+  const bool inside = inTransaction();
+  ExecResult result = MariaDbBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
+  return judge(inside, effectsOf(sql), std::move(result));
 }
 
 }  // namespace vorn

@@ -37,6 +37,7 @@ class MariaDbConnection : public StoreConnection {
 
   ExecResult settle();
   bool resetSession();
+  ExecResult judge(bool inside, const StatementEffects& effects, ExecResult result);
   ExecResult sendText(const StatementShape& shape, StatementEffects& effects);
   template <typename Take>
   ExecResult run(const StatementShape& shape, StatementEffects& effects, const Take& take);
@@ -44,6 +45,7 @@ class MariaDbConnection : public StoreConnection {
   MariaDbShapes m_shapes;
   StatementCache<MariaDbStatement> m_batchStatements;  ///< after the executor, which has their channel
   const MariaDbSettings& m_settings;                   ///< the driver's, which outlives its connections
+  std::string m_role;                                  ///< of the session as it was opened
   bool m_mayHaveCommitted = false;
 };
 

@@ -72,8 +72,8 @@ ExecResult takeLocation(const std::string& location, MariaDbSettings& settings) 
   const std::size_t slash = location.find('/', 2);
   const std::string authority = location.substr(2, slash == std::string::npos ? slash : slash - 2);
   const std::size_t at = authority.find('@');
-  if (at != authority.rfind('@'))
-    return malformed("has more than one '@' before its database; encode them as %40");
+  if (location.find('@') != location.rfind('@'))
+    return malformed("has an '@' more than the one before its hosts; encode it as %40, and '/' as %2F");
   ExecResult result;
   if (at != std::string::npos) result = takeUser(authority.substr(0, at), settings);
   const std::string hosts = at == std::string::npos ? authority : authority.substr(at + 1);

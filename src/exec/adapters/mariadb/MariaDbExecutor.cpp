@@ -104,10 +104,14 @@ ExecResult MariaDbExecutor::send(const std::string& sql, const StatementEffects&
 }
 
 ExecResult MariaDbExecutor::hideOthers(const StatementEffects& effects) {
-  if (!effects.looksBack || !m_channel->showsOthers(effects.ofTheLast)) return {};
+  if (!m_channel->showsOthers(effects.lookBack)) return {};
   noteEffect(effects.session);
-  const ExecResult result = run("set last_insert_id=0");
-  if (result.succeeded()) m_channel->hideOthers();
+  // Only a statement that reads a table clears the warnings and the count of rows found, and sets the count
+  // of rows written to one that no fresh session has.
+  std::string ignored;
+  ExecResult result = ask("select 1 from (select 1) t where last_insert_id(0)", ignored);
+  if (result.succeeded()) result = run("set last_insert_id=0");
+  if (result.succeeded()) m_channel->setCleared();
   return result;
 }
 
@@ -142,14 +146,10 @@ ExecResult MariaDbExecutor::checkSize(const std::string& sql) {
 }
 
 std::uint64_t MariaDbExecutor::largestPacket() {
-  if (m_largestPacket != 0 || !m_channel->ask("select @@max_allowed_packet", false).succeeded()) {
-    return m_largestPacket;
-  }
-  ExecResult outcome;
-  if (m_channel->nextRow(outcome)) {
-    const char* const text = m_channel->values()[0];
-    ascii::parseWhole({text == nullptr ? "" : text, m_channel->lengths()[0]}, m_largestPacket);
-    static_cast<void>(finish());  // a failure shows in the next statement
+  std::string bytes;
+  // A failure shows in the next statement.
+  if (m_largestPacket == 0 && ask("select @@max_allowed_packet", bytes).succeeded()) {
+    ascii::parseWhole(bytes, m_largestPacket);
   }
   return m_largestPacket;
 }
@@ -158,6 +158,18 @@ ExecResult MariaDbExecutor::run(const std::string& sql) {
   ExecResult result = makeReady();
   if (result.succeeded()) result = m_channel->ask(sql, true);
   return result.succeeded() ? finish() : result;
+}
+
+ExecResult MariaDbExecutor::ask(const std::string& sql, std::string& value) {
+  ExecResult result = makeReady();
+  if (result.succeeded()) result = m_channel->ask(sql, false);
+  if (!result.succeeded()) return result;
+  if (m_channel->nextRow(result)) {
+    const char* const text = m_channel->values()[0];
+    value.assign(text == nullptr ? "" : text, m_channel->lengths()[0]);
+    result = finish();
+  }
+  return result;
 }
 
 ExecResult MariaDbExecutor::finish(std::uint64_t* rows) {

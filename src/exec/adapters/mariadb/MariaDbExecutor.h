@@ -66,6 +66,9 @@ class MariaDbExecutor {
   /// Makes ready, asks one of the layer's own statements, and takes the answer.
   ExecResult run(const std::string& sql);
 
+  /// Makes ready, asks one of the layer's own statements for one value.
+  ExecResult ask(const std::string& sql, std::string& value);
+
   /// Takes what is left of the answer, up to its end. Rows are dropped.
   /// @param rows  where to add the number of rows written, or null
   ExecResult finish(std::uint64_t* rows = nullptr);
@@ -74,7 +77,10 @@ class MariaDbExecutor {
   std::uint64_t largestPacket();
 
   SessionEffect sessionEffect() noexcept;
-  void setSessionReset() noexcept { m_session = SessionEffect::None; }
+  void setSessionReset() noexcept {
+    m_session = SessionEffect::None;
+    m_largestPacket = 0;  // a session has that of its beginning
+  }
 
   /// For the cursor that waits for rows of the server: from its start to the end of the answer, or to abandonRead().
   void startStreaming(BufferedCursor* cursor) noexcept;

@@ -128,25 +128,36 @@ bool toFirstWord(Words& words) {
   return false;
 }
 
-// Whether a comment that the server runs begins a transaction: /*! begin */, /*M!100100 start transaction */
-bool beginsHidden(const std::string& sql) {
+// begin, start transaction, /*! begin */, /*M!100100 start transaction */
+bool beginsTransaction(const std::string& sql) {
   Words words(sql);
-  if (!toFirstWord(words) || words.word() != "/") return false;
-  while (words.next()) {
-    const std::string& word = words.word();
-    const std::size_t name = word.find_first_not_of("0123456789");
-    if (name == std::string::npos || word == "*" || word == "!" || word == "m") continue;
-    return word.compare(name, word.npos, "begin") == 0 || word.compare(name, word.npos, "start") == 0;
+  bool goesOn = toFirstWord(words);
+  if (goesOn && words.word() == "/") {
+    const auto isHead = [&words] {
+      return words.word() == "/" || words.word() == "*" || words.word() == "!" || words.word() == "m" ||
+             words.word().find_first_not_of("0123456789") == std::string::npos;
+    };
+    while (goesOn && isHead()) goesOn = words.next();
   }
-  return false;
+  if (!goesOn) return false;
+  const std::string first = words.word().substr(words.word().find_first_not_of("0123456789"));
+  const bool ends = !words.next() || words.word() == ";" || words.word() == "*";
+  return first == "begin" ? ends || words.word() == "work"
+                          : first == "start" && words.word() == "transaction";
 }
 
-// Whether it asks for the count or the warnings of the statement before it.
-bool asksOfTheLast(const std::string& sql) {
+LookBack lookBackOf(const std::string& sql) {
   Words words(sql);
-  bool asks = toFirstWord(words) && (words.word() == "show" || words.word() == "get");
-  while (!asks && words.next()) asks = words.word() == "row_count" || words.word() == "found_rows";
-  return asks;
+  if (!toFirstWord(words)) return LookBack::None;
+  if (words.word() == "show" || words.word() == "get") return LookBack::Warnings;
+  LookBack asked = LookBack::Anything;
+  while (words.next()) {
+    const std::string& word = words.word();
+    if (word == "row_count" || word == "found_rows") return LookBack::Counts;
+    if (word == "warning_count" || word == "error_count") asked = LookBack::Warnings;
+    if (word == "last_insert_id" || word == "identity") asked = LookBack::Id;
+  }
+  return asked;
 }
 
 // commit release, rollback and chain release
@@ -179,6 +190,9 @@ SessionEffect effectOfRest(Words& words) {
     if (word == "@" || (word == "*" && words.previous() == "/")) return SessionEffect::Reset;
     if (word == "temporary") return SessionEffect::Reset;
     if (word == "warnings" || word == "errors") return SessionEffect::Reset;
+    // next value for s, previous value for s
+    if (word == "value" && (words.previous() == "next" || words.previous() == "previous"))
+      return SessionEffect::Reset;
     name = words.isName();
     if (name) {
       qualified = words.previous() == ".";
@@ -193,10 +207,10 @@ SessionEffect effectOfBegin(Words& words) {
                                                                         : SessionEffect::Reset;
 }
 
-// A role outlives the reset of the session.
+// A role and profiles outlive the reset of the session.
 SessionEffect effectOfSet(Words& words) {
   while (words.next()) {
-    if (words.word() == "role") return SessionEffect::Close;
+    if (words.word() == "role" || words.word() == "profiling") return SessionEffect::Close;
   }
   return SessionEffect::Reset;
 }
@@ -218,9 +232,8 @@ StatementEffects effectsOf(const std::string& sql) {
                     : first == "begin"  ? effectOfBegin(words)
                     : first == "set"    ? effectOfSet(words)
                                         : SessionEffect::Reset;
-  effects.looksBack = effects.session != SessionEffect::None;
-  effects.ofTheLast = effects.looksBack && asksOfTheLast(sql);
-  effects.hiddenBegin = first == "/" && beginsHidden(sql);
+  if (effects.session != SessionEffect::None) effects.lookBack = lookBackOf(sql);
+  effects.begins = (first == "/" || first == "begin" || first == "start") && beginsTransaction(sql);
   effects.closes = closesAfter(sql);
   return effects;
 }

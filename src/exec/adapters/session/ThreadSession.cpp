@@ -67,16 +67,9 @@ ExecResult ThreadSession::checkOut() {
 
 ExecResult ThreadSession::connection(StoreConnection*& connection, TransactionText text) {
   noticeLoss();
-  if (m_transaction == Transaction::Lost) {
-    if (text == TransactionText::None || text == TransactionText::Commit) {
-      ExecResult lost =
-          makeFailure(Failure::TransactionLost, "the store ended the transaction of session '" + m_name +
-                                                    "' by itself; roll back or begin again");
-      if (text == TransactionText::Commit) m_transaction = Transaction::None;
-      return lost;
-    }
-    m_transaction = Transaction::None;
-    if (text == TransactionText::Rollback) return {};
+  if (m_transaction == Transaction::Lost || m_transaction == Transaction::Unknown) {
+    ExecResult lost = endLost(text);
+    if (text != TransactionText::Begin) return lost;
   }
   // The connection of an open transaction was looked at just now. A second look might find that it has ended
   // since, and the statement, or the commit, would run on another connection without a transaction.
@@ -87,6 +80,20 @@ ExecResult ThreadSession::connection(StoreConnection*& connection, TransactionTe
   }
   connection = m_connection.get();
   return {};
+}
+
+// What is said of a transaction that has ended, and whether the caller then knows it.
+ExecResult ThreadSession::endLost(TransactionText text) {
+  ExecResult result;
+  if (m_transaction == Transaction::Unknown && text != TransactionText::None &&
+      text != TransactionText::Begin) {
+    result = noTransaction(m_name);
+  } else if (text == TransactionText::None || text == TransactionText::Commit) {
+    result = makeFailure(Failure::TransactionLost, "the store ended the transaction of session '" + m_name +
+                                                       "' by itself; roll back or begin again");
+  }
+  if (text != TransactionText::None) m_transaction = Transaction::None;
+  return result;
 }
 
 const StoreName& ThreadSession::store() const noexcept {
@@ -101,10 +108,11 @@ void ThreadSession::statementRan(const ExecResult& result, TransactionText text)
     endUnacknowledged();
   } else if (m_transaction == Transaction::Open) {
     // The caller of a text that was to end the transaction knows by its outcome that it has ended.
-    // Of one that the statement itself may have committed nobody may say that it is undone.
-    const bool known = result.succeeded() || text == TransactionText::Commit ||
-                       text == TransactionText::Rollback || m_connection->mayHaveCommitted();
-    m_transaction = known ? Transaction::None : Transaction::Lost;
+    const bool known =
+        result.succeeded() || text == TransactionText::Commit || text == TransactionText::Rollback;
+    m_transaction = known                              ? Transaction::None
+                    : m_connection->mayHaveCommitted() ? Transaction::Unknown
+                                                       : Transaction::Lost;
   }
 }
 
@@ -158,6 +166,7 @@ ExecResult ThreadSession::commit() {
 ExecResult ThreadSession::rollback() {
   forgetInherited();
   if (m_transaction == Transaction::None) return noTransaction(m_name);
+  if (m_transaction == Transaction::Unknown) return endLost(TransactionText::Rollback);
   ExecResult result;
   if (m_transaction == Transaction::Open && m_connection->usable()) {
     try {

@@ -16,8 +16,9 @@ namespace vorn {
 /// 1. Open: there is a connection, and after the last call its store saw a transaction. Whatever a call or a
 ///    statement did, the state follows what the store reports. No other connection takes its place before the
 ///    caller knows that the transaction has ended.
-/// 2. Lost: a transaction ended that the caller believes open. Nothing runs on the store until a commit
-///    has reported that to the caller, or the caller has rolled back or begun again, by a call or by a text.
+/// 2. Lost, Unknown: a transaction ended that the caller believes open. Nothing runs on the store until a commit
+///    has reported that to the caller, or the caller has rolled back or begun again, by a call or by a text. Of
+///    an Unknown one neither a commit nor a rollback is a success.
 /// 3. At rest, that is without a session and without an open transaction, there is no connection: the next
 ///    call runs on the store that the name means then.
 /// 4. Neither an exception nor a failure leaves a transaction open of which the caller knows nothing: the
@@ -62,12 +63,14 @@ class ThreadSession {
   void endThread() noexcept;
 
  private:
-  enum class Transaction { None, Open, Lost };
+  /// Unknown: as Lost, but what ended it may have stored it.
+  enum class Transaction { None, Open, Lost, Unknown };
 
   void forgetInherited() noexcept;
   void noticeLoss() noexcept;
   void endUnacknowledged() noexcept;
   ExecResult checkOut();
+  ExecResult endLost(TransactionText text);
   void giveBack() noexcept;
   void giveBackUnlessNeeded() noexcept;
 

@@ -397,7 +397,9 @@ bool StatementShape::readComparison(bool literalOnTheLeft) {
     return readOperand(literal, false) && take(word::kAnd) && readOperand(literal, false);
   }
   if (!take(word::kLike)) return true;
-  if (m_tokens.token() == Token::Literal && m_dialect->literalsDecideThePlan && !keepLiteral()) return false;
+  // A number is a pattern in the character set of the column, and a parameter is not.
+  const bool kept = m_dialect->literalsDecideThePlan || *m_tokens.begin() != '\'';
+  if (m_tokens.token() == Token::Literal && kept && !keepLiteral()) return false;
   return readOperand(literal, false);
 }
 
