@@ -61,8 +61,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   // In the place of a password, between the user's name and the host.
   const std::size_t colon = text.find_first_of(":/?@,", text.find("://") + 3),
                     end = text.find_first_of("@/?", star);
-  const bool hidden = star != std::string::npos && colon + 1 == star && end != std::string::npos &&
-                      text[colon] == ':' && text[end] == '@';
+  const bool hidden = star != std::string::npos && star > 0 && colon + 1 == star &&
+                      end != std::string::npos && text[colon] == ':' && text[end] == '@';
   vorn::StoreUrl url;
   const vorn::ExecResult result = vorn::StoreUrl::parse(text, url);
   require(!contains(result.detail().value_or(""), kSecret), "no failure shows a secret");
