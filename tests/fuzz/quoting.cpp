@@ -44,7 +44,7 @@ static std::vector<std::string> fieldsSent() {
   std::vector<std::string> fields(1);
   for (std::size_t at = 0; at < sent.size(); ++at) {
     const std::size_t letter = sent[at] == '\\' ? std::string("ntr\\").find(sent[++at]) : 4;
-    require(letter <= 4, "an escape of a copy");
+    require(letter <= 4 && sent[at] != '\r', "an escape of a copy");
     if (letter < 4) {
       fields.back() += "\n\t\r\\"[letter];
     } else if (sent[at] == '\t' || sent[at] == '\n') {
