@@ -5,7 +5,8 @@
 #include <string>
 #include <thread>
 
-/// Passes on what clients and a server on this machine say to each other, and cuts a connection in the middle of it.
+/// Passes on what clients and a server on this machine say to each other, and cuts a connection in the middle
+/// of it.
 class CuttingProxy {
  public:
   enum class Side { Client, Server };

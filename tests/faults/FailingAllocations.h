@@ -8,7 +8,7 @@ class FailingAllocations {
  public:
   enum class Extent { Once, Lasting };
 
-  /// @param first  the allocation to fail, 1 for the next; `Lasting` fails all after it, to the thread's very end
+  /// @param first  the allocation to fail, 1 for the next; `Lasting` fails all after it, to the thread's end
   static void arm(long first, Extent extent) noexcept;
 
   /// @return whether an allocation has failed

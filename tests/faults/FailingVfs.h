@@ -2,8 +2,8 @@
 
 #include <atomic>
 
-/// SQLite's own file system, which fails where it is told to. It serves the whole process from install() on, and only one
-/// fault at a time.
+/// SQLite's own file system, which fails where it is told to. It serves the whole process from install() on, and
+/// only one fault at a time.
 class FailingVfs {
  public:
   enum class Kind {

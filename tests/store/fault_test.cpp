@@ -92,8 +92,8 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
     if (GetParam().isOfMemory()) m_struck = FailingAllocations::disarm();
   }
 
-  /// Runs a round for every fault that there can be, once and lasting, on a connection that has run it before, and
-  /// where opening one is not the work of a client library, on a new one of a new thread.
+  /// Runs a round for every fault that there can be, once and lasting, on a connection that has run it before,
+  /// and where opening one is not the work of a client library, on a new one of a new thread.
   template <typename Round>
   void strikeEverywhere(Round round) {
     for (const Extent extent : {Extent::Once, Extent::Lasting}) {
