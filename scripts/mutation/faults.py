@@ -1,4 +1,4 @@
-"""Finds the places of a C++ file where a fault can be planted, by rule. A fault is the replacement of one piece of text."""
+"""Finds the places of a C++ file where a fault can be planted, by rule: a fault replaces one piece of its text."""
 
 import hashlib
 import re
@@ -23,8 +23,8 @@ class Fault:
 
 
 def without_texts(text):
-    """The code alone, at the same offsets: comments and lines of the preprocessor are blank, the contents of literals are
-    underlines."""
+    """The code alone, at the same offsets: comments and lines of the preprocessor are blank, and the contents of
+    literals are underlines."""
     pattern = re.compile(
         r"""(?P<comment>//[^\n]*|/\*.*?\*/)
           | (?P<directive>^[ \t]*\#(?:\\\n|[^\n])*)
@@ -53,9 +53,10 @@ def closing(code, opening):
     raise ValueError("a bracket is not closed")
 
 
-CONTROL = re.compile(r"\s*(?:(?:if|while|for|switch)\b(?:\s+constexpr)?\s*(?=\()|else\b|do\b|try\b|case\b[^:]*:(?!:)|default:)")
+CONTROL = re.compile(
+    r"\s*(?:(?:if|while|for|switch)\b(?:\s+constexpr)?\s*(?=\()|else\b|do\b|try\b|case\b[^:]*:(?!:)|default:)")
 DECLARATION = re.compile(r"\s*(?:const\s+)?[\w:<>,]+[\s*&]+(?:\w+|\[[\w, ]+\])\s*(?:=(?!=)|\{)")
-KEYWORDS = re.compile(r"(?:return|throw|delete|new|using|static_assert|assert|co_\w+|goto|case|operator|public|private)\b")
+KEYWORDS = re.compile(r"(?:return|throw|delete|new|using|static_assert|assert|goto|operator|public|private)\b")
 CALL = re.compile(r"[A-Za-z_(*:+-][\w:.>\[\]()*&+-]*\(")
 ASSIGNMENT = re.compile(r"[A-Za-z_*(][\w:.>\[\]()*-]*\s*(?:[-+|&^*/]|<<|>>)?=(?!=)")
 
@@ -91,16 +92,16 @@ class Finder:
 
     def operators(self):
         turned = {
-            "==": ["!="], "!=": ["=="], "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"],
-            "&&": ["||"], "||": ["&&"], "+": ["-"], "-": ["+"], "+=": ["-="], "-=": ["+="],
+            "==": ["!="], "!=": ["=="], "&&": ["||"], "||": ["&&"], "+": ["-"], "-": ["+"], "+=": ["-="], "-=": ["+="],
+            "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"],
         }
         for match in self.each(r"(?<=\s)(?:==|!=|<=|>=|<|>|&&|\|\||\+=|-=|\+|-)(?=\s)"):
             # Texts are joined, never subtracted.
-            joins = match.group()[0] == "+" and re.search(r'"\s*$|^\s*"', self.code[: match.start()][-40:] + "\0") or (
-                match.group()[0] == "+" and re.match(r"\s*[\"']", self.code[match.end() :]))
-            if not joins:
-                for other in turned[match.group()]:
-                    self.add(*match.span(), other)
+            beside = self.code[: match.start()].rstrip()[-1:] + self.code[match.end() :].lstrip()[:1]
+            if match.group()[0] == "+" and re.search("[\"']", beside):
+                continue
+            for other in turned[match.group()]:
+                self.add(*match.span(), other)
         for match in self.each(r"\+\+|--"):
             self.add(*match.span(), "--" if match.group() == "++" else "++")
         for match in self.each(r"(?<=\s)\?(?=\s)"):
@@ -152,11 +153,11 @@ class Finder:
     @staticmethod
     def kind_of_block(head, around):
         before = head.split("(")[0]
-        if re.search(r"\]\s*(?:\([^)]*\))?[^;]*$", head) and re.search(r"\[[^\]]*\]\s*(?:\(|\{|$|mutable|->|noexcept)", head):
+        if re.search(r"\[[^\]]*\]\s*(?:\(|$|mutable|->|noexcept)", head):
             return "function"  # A lambda: what it returns is not known.
         if not around.startswith("scope"):
             return "block"
-        if re.search(r"\b(?:namespace|class|struct|union|enum)\b[^()]*$|\bextern\b\s*\S*\s*$", head) or "(" not in head:
+        if re.search(r"\b(?:namespace|class|struct|union|enum)\b[^()]*$", head) or "(" not in head:
             return "scope"
         return "predicate" if re.search(r"\bbool\s+[\w:<>]+\s*$", before) else "function"
 
@@ -181,6 +182,9 @@ class Finder:
 
 
 def chosen(path, text, seed):
-    """The faults of a file in the order in which they are planted. A change of one line leaves the order of the others."""
-    order = lambda fault: hashlib.sha1(f"{seed} {fault.path} {fault.old} {fault.new}".encode()).digest()
+    """The faults of a file in the order in which they are planted. A changed line leaves the others in their order."""
+
+    def order(fault):
+        return hashlib.sha1(f"{seed} {fault.path} {fault.old} {fault.new}".encode()).digest()
+
     return sorted(Finder(path, text).find(), key=order)

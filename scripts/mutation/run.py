@@ -114,12 +114,12 @@ class Copy:
     def builds(self, targets):
         return self.execute(["ninja", "-C", str(self.build), *targets], None)[0].returncode == 0
 
-    def try_fault(self, fault, text, limits):
+    def try_fault(self, fault, text, stages, limits):
         """-> outcome, what noticed it"""
         path = self.tree / fault.path
         path.write_text(fault.apply(text))
         try:
-            for step, name in enumerate(rooms.stages_of(fault.path)):
+            for step, name in enumerate(stages):
                 stage = rooms.STAGES[name]
                 if not self.builds(stage.targets):
                     # What compiles and does not link is a fault like any other, but no test is needed for it.
@@ -138,10 +138,11 @@ class Copy:
 class Results:
     """What is known of each fault, in one file with a line for each trial. The last one counts."""
 
-    def __init__(self):
+    def __init__(self, quick):
         self.path = WORK / "results.tsv"
         self.lock = threading.Lock()
-        self.tests = digest(tracked("tests", "scripts/mutation/rooms.py"))
+        # A survivor is one of these tests: of others it may be none.
+        self.tests = digest(tracked("tests", "scripts/mutation/rooms.py")) + (" quick" if quick else "")
         self.sources = {}
         self.known = {}
         if self.path.exists():
@@ -158,7 +159,9 @@ class Results:
     def find(self, fault):
         """-> outcome, what noticed it, seconds; None where it has to be tried"""
         outcome, by, seconds, source, tests = self.known.get(fault.key(), [None] * 5)
-        if outcome is None or source != self.source(fault.path) or (outcome == "survived" and tests != self.tests):
+        if outcome is None or source != self.source(fault.path) or (
+            outcome == "survived" and not self.tests.startswith(tests)
+        ):
             return None
         return outcome, by, float(seconds)
 
@@ -196,7 +199,8 @@ class Run:
         names = [name for name in names if name.startswith(tuple(arguments.paths or ["src"]))]
         self.sources = {name: (ROOT / name).read_text() for name in names}
         self.faults = in_turn(self.sources, arguments.seed)
-        self.results = Results()
+        self.quick = arguments.quick
+        self.results = Results(self.quick)
         self.explained = explanations()
         self.lock = threading.Lock()
         self.outcomes = []  # (fault, outcome) of those that count
@@ -204,6 +208,9 @@ class Run:
         self.not_built = 0
         self.limits = {}
         self.problem = None
+
+    def stages_of(self, path):
+        return [name for name in rooms.stages_of(path) if not (self.quick and name.endswith(", long"))]
 
     def next(self):
         """The next fault to try; None when there are enough. Those that are known are reported on the way."""
@@ -244,7 +251,7 @@ class Run:
         try:
             while fault := self.next():
                 begin = time.monotonic()
-                outcome, by = copy.try_fault(fault, self.sources[fault.path], self.limits)
+                outcome, by = copy.try_fault(fault, self.sources[fault.path], self.stages_of(fault.path), self.limits)
                 seconds = time.monotonic() - begin
                 self.results.keep(fault, outcome, by, seconds)
                 self.report(fault, outcome, by, seconds)
@@ -261,7 +268,7 @@ class Run:
             print(f"without a fault: {name} {seconds:.1f} s", flush=True)
 
     def all(self, copies):
-        stages = list(dict.fromkeys(stage for path in self.sources for stage in rooms.stages_of(path)))
+        stages = list(dict.fromkeys(stage for path in self.sources for stage in self.stages_of(path)))
         targets = sorted({target for stage in stages for target in rooms.STAGES[stage].targets} | {"store_tests"})
         for copy in copies:
             copy.prepare(targets)
@@ -300,6 +307,7 @@ class Run:
 def main():
     parser = argparse.ArgumentParser(prog="scripts/mutate")
     parser.add_argument("-j", dest="jobs", type=int, default=os.cpu_count())
+    parser.add_argument("-q", dest="quick", action="store_true")
     parser.add_argument("count", nargs="?", type=int, default=100)
     parser.add_argument("seed", nargs="?", type=int, default=1)
     parser.add_argument("paths", nargs="*", metavar="PATH")
