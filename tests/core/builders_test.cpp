@@ -112,6 +112,7 @@ TEST_F(BuildersTest, OthersRender) {
   CVORNSelector selector;
   CVORNBase* const builders[] = {&selector, &deleter, &dropper, &raw};
   for (CVORNBase* builder : builders) EXPECT_EQ(builder->table("t")["c"].toString(), "t.c");
+  EXPECT_EQ(CVORNColumn("", "c").getColumnName() + "|" + CVORNColumn("t", "c").getColumnName(), "|.c");
   EXPECT_EQ(CSQLiteUtil::getInstance(), CSQLiteUtil::getInstance());
 }
 
