@@ -2,7 +2,8 @@
 
 import hashlib
 import re
-from dataclasses import dataclass
+from collections import Counter
+from dataclasses import dataclass, replace
 
 
 @dataclass(frozen=True)
@@ -14,6 +15,7 @@ class Fault:
     line: int
     old: str  # the lines it stands in, joined to one, before and after
     new: str
+    nth: int = 1  # of the lines of the file that read so
 
     def apply(self, text):
         return text[: self.start] + self.replacement + text[self.end :]
@@ -74,6 +76,10 @@ class Finder:
         self.constants()
         self.statements()
         unique = {fault.key(): fault for fault in self.faults}
+        found = Counter()
+        for key, fault in sorted(unique.items(), key=lambda item: item[1].start):
+            found[fault.old, fault.new] += 1
+            unique[key] = replace(fault, nth=found[fault.old, fault.new])
         return list(unique.values())
 
     def add(self, start, end, replacement):

@@ -45,6 +45,7 @@ ROOMS = [
     ("src/builders/", ["core", "sqlite"]),
     ("src/exec/adapters/sql/", [*CORE, *SQLITE]),
     ("src/exec/adapters/values/", [*CORE, *SQLITE]),
+    ("src/exec/adapters/store/", [*SQLITE[:-1], "postgresql", SQLITE[-1]]),
     ("src/exec/adapters/sqlite/SqliteDialect.h", [*CORE, *SQLITE]),
     ("src/exec/adapters/postgres/PostgresDialect.h", CORE),
     ("src/exec/adapters/mariadb/MariaDbDialect.h", CORE),

@@ -28,8 +28,8 @@ CONFIGURE = [
     "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_CXX_FLAGS=-w",
     "-DVORN_BUILD_EXAMPLES=OFF",
 ]
-# A fault may take all the memory, or fill the disk.
-LIMITS = ["prlimit", f"--as={8 << 30}", f"--fsize={1 << 30}", "--core=0"]
+# A fault may take all the memory, or fill the disk, or never end: then it ends with this program at the latest.
+LIMITS = ["setpriv", "--pdeathsig", "KILL", "prlimit", f"--as={8 << 30}", f"--fsize={1 << 30}", "--core=0"]
 WAIT = shlex.split(os.environ.get("VORN_MUTATE_WAIT", ""))
 
 
@@ -172,15 +172,16 @@ class Results:
 
 
 def explanations():
-    """(path, old, new): why; the file is as its own head says."""
+    """(path, n-th such line, old, new): why; the file is as its own head says."""
     found = {}
     for block in re.split(r"\n\s*\n", EXPLAINED.read_text()):
         lines = [line for line in block.splitlines() if line and not line.startswith("#")]
         if lines:
-            path, old, new, *why = lines
+            place, old, new, *why = lines
+            path, nth = re.fullmatch(r"(\S+)(?: \(the (\d+)\w\w\))?", place).groups()
             if not (old.startswith("- ") and new.startswith("+") and why):
                 raise Failed(f"{EXPLAINED.name}: cannot be read at: {path} {old}")
-            found[path, old[2:], new[2:]] = " ".join(why)
+            found[path, int(nth or 1), old[2:], new[2:]] = " ".join(why)
     return found
 
 
@@ -229,7 +230,7 @@ class Run:
             if fault is None:
                 time.sleep(0.2)
                 continue
-            if (fault.path, fault.old, fault.new) in self.explained:
+            if (fault.path, fault.nth, fault.old, fault.new) in self.explained:
                 self.report(fault, "explained", "-", 0)
             elif known := self.results.find(fault):
                 self.report(fault, *known)
@@ -292,7 +293,7 @@ class Run:
         for room in sorted(rows, key=lambda room: (room == "in all", room)):
             row = rows[room]
             print(f"{room:32} {sum(row.values()):7} {row['noticed']:7} {row['explained']:9} {row['survived']:4}")
-        for path, old, new in self.explained:
+        for path, _, old, new in self.explained:
             if path in self.sources and old not in " ".join(self.sources[path].split()):
                 print(f"\n{EXPLAINED.name}: no longer there:\n{path}\n- {old}\n+ {new}")
         survivors = [fault for fault, outcome in self.outcomes if outcome == "survived"]
