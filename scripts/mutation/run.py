@@ -28,8 +28,8 @@ CONFIGURE = [
     "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_CXX_FLAGS=-w",
     "-DVORN_BUILD_EXAMPLES=OFF",
 ]
-# A fault may take all the memory, or fill the disk, or never end: then it ends with this program at the latest.
-LIMITS = ["setpriv", "--pdeathsig", "KILL", "prlimit", f"--as={8 << 30}", f"--fsize={1 << 30}", "--core=0"]
+# A fault may take all the memory, or fill the disk.
+LIMITS = ["prlimit", f"--as={8 << 30}", f"--fsize={1 << 30}", "--core=0"]
 WAIT = shlex.split(os.environ.get("VORN_MUTATE_WAIT", ""))
 
 
@@ -93,8 +93,8 @@ class Copy:
         # Into a file, as a loop that never ends may say a lot.
         with tempfile.TemporaryFile() as output:
             process = subprocess.Popen(
-                command, cwd=self.build, env=self.environment, stdin=subprocess.DEVNULL, stdout=output,
-                stderr=subprocess.STDOUT, start_new_session=True)
+                ["setpriv", "--pdeathsig", "KILL", *command], cwd=self.build, env=self.environment,
+                stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
             try:
                 process.wait(limit)
                 hung = False
@@ -274,7 +274,8 @@ class Run:
         for copy in copies:
             copy.prepare(targets)
         self.measure(copies[0], stages)
-        threads = [threading.Thread(target=self.work, args=(copy,)) for copy in copies]
+        # Where this program is ended they end too, and what they have started with them.
+        threads = [threading.Thread(target=self.work, args=(copy,), daemon=True) for copy in copies]
         for thread in threads:
             thread.start()
         for thread in threads:
@@ -318,6 +319,7 @@ def main():
         parser.error("no file of src has such a path")
     WORK.mkdir(parents=True, exist_ok=True)
     os.nice(10)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     scratch = tempfile.mkdtemp(prefix="vorn-mutate-")
     os.chmod(scratch, 0o1777)  # A server of a test runs as another user.
     try:
