@@ -48,6 +48,7 @@ TEST_F(BuildersTest, InserterRenders) {
   inserter.table("t");
   inserter["id"]["o'x"];
   EXPECT_EQ(inserter.toString(), "insert into t (id,o''x))");
+  inserter << 1;
   inserter.clear();
   inserter["a"] << std::string("x'y'") << CVORNNull() << -5L << "" << std::string("a\0b", 3) << true << 'c';
   inserter << '\'' << "it's" << short{-3} << std::uint16_t{65535} << -7 << 2.5F << 4294967295U << 4294967294U;
@@ -76,9 +77,11 @@ TEST_F(BuildersTest, UpdaterRenders) {
   updater["h"].assign(short{-4});
   updater["i"].assign(2.5F);
   updater["j"]["o'b"].assign('\'');
-  EXPECT_EQ(
-      updater.toString(),
-      "update t set a='x',b=NULL,c=-5,d=4294967294,e=0,f=4294967294,g=0,h=-4,i=2.500000,j,o''b='''' where ");
+  updater["k"].assign("it's");
+  updater["l"].assign(0.1);
+  EXPECT_EQ(updater.toString(),
+            "update t set a='x',b=NULL,c=-5,d=4294967294,e=0,f=4294967294,g=0,h=-4,i=2.500000,j,o''b='''',"
+            "k='it''s',l=0.100000 where ");
 }
 
 TEST_F(BuildersTest, OthersRender) {
@@ -88,6 +91,8 @@ TEST_F(BuildersTest, OthersRender) {
   EXPECT_EQ(deleter.toString(), "delete from device's");
   deleter.where(kLevel);
   EXPECT_EQ(deleter.toString(), "delete from device's where (level=3)");
+  deleter.clear();
+  EXPECT_EQ(deleter.toString(), "delete from device's");
   CVORNDroper dropper;
   dropper.database("main");
   dropper.index("ix_a");
@@ -96,13 +101,18 @@ TEST_F(BuildersTest, OthersRender) {
   EXPECT_EQ(dropper.toString(), "drop main.table t'");
   dropper.clear();
   EXPECT_EQ(dropper.toString(), "drop ");
+  dropper.view("v");
+  EXPECT_EQ(dropper.toString(), "drop view v");
   CVORNsqlstr raw;
   raw.assign(" it's\n");
   raw.where(kLevel);
   EXPECT_EQ(raw.toString(), " it's\n");
+  raw.clear();
+  EXPECT_EQ(raw.toString(), "");
   CVORNSelector selector;
   CVORNBase* const builders[] = {&selector, &deleter, &dropper, &raw};
   for (CVORNBase* builder : builders) EXPECT_EQ(builder->table("t")["c"].toString(), "t.c");
+  EXPECT_EQ(CVORNColumn("", "c").getColumnName() + "|" + CVORNColumn("t", "c").getColumnName(), "|.c");
   EXPECT_EQ(CSQLiteUtil::getInstance(), CSQLiteUtil::getInstance());
 }
 

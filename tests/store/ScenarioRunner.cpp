@@ -180,7 +180,10 @@ class ScenarioTest : public StoreTest {
       std::string toString() const override { return text; }
     } batch;
     batch.text = sql;
-    for (const std::string& value : values) batch["n"] << std::stol(value);
+    for (const std::string& value : values) {
+      batch["n"] << std::stol(value);
+      if (sql.find("{v}") != std::string::npos) batch["v"] << -std::stol(value);
+    }
     return statement(m_on->ExecBatchInserter(batch));
   }
 

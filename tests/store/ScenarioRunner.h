@@ -15,12 +15,12 @@
 ///                      hold "geheim" or 47114711.
 /// Steps: write SQL, read SQL, begin, commit, rollback, bind URL, unbind, shell COMMAND; batch ROWS from FIRST
 /// into t(n, v), n rising from FIRST, v from 0; values TABLE.COLUMN TYPE [TIMES*]VALUE,… for a batch of long,
-/// unsigned, double or text (with \0 and \xff); each N,… SQL with a parameter {n}; open READER SQL, then next,
-/// rest and close READER; logged TEXT => yes or no; stream SQL => the number of rows, which pass in constant
-/// memory; statistics => calls|failures|rows since the last time. In a step $URL is the store's, $OTHER another
-/// empty one's, $HOST its server. Before a step "elsewhere: " runs it on another thread, "other: " on a second
-/// session, "child: " in a forked process, the only place for set VARIABLE VALUE; the steps that follow with
-/// the same words run there as well.
+/// unsigned, double or text (with \0 and \xff); each N,… SQL with a parameter {n}, and {v} if it is named,
+/// which is -n; open READER SQL, then next, rest and close READER; logged TEXT => yes or no; stream SQL =>
+/// the number of rows, which pass in constant memory; statistics => calls|failures|rows since the last time.
+/// In a step $URL is the store's, $OTHER another empty one's, $HOST its server. Before a step "elsewhere: "
+/// runs it on another thread, "other: " on a second session, "child: " in a forked process, the only place
+/// for set VARIABLE VALUE; the steps that follow with the same words run there as well.
 ///
 /// A line that is no step, a title twice and a scenario without steps end the program, with file and line. A
 /// verb that there is not, or another outcome, fails its scenario there.
