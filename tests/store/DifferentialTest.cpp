@@ -177,8 +177,9 @@ void DifferentialTest::moveTransaction(Name& on) {
 
 void DifferentialTest::rebind(Name& on) {
   if (chance(2)) {
-    note(on, on.holder ? "is held no more" : "is held");
-    return on.holder ? on.holder.reset() : void(on.holder.emplace(on.name.c_str()));
+    if (on.holder || on.isLost) return on.holder.reset();
+    on.holder.emplace(on.name.c_str());
+    return expectSame(on, raw("select 1"), Effect::None);  // now there is a connection to hold
   }
   if (!m_isShared) return;
   if (chance(3)) {
@@ -277,7 +278,7 @@ void DifferentialTest::expectSameCall(Name& on, Effect effect) {
 void DifferentialTest::expectSameBatch(Name& on) {
   if (HasFailure()) return;
   const std::vector<std::string> words = split(m_generator.text("BATCH"), ",");
-  std::vector<std::string> rows(chance(12) ? 60 : 1 + m_generator.below(3));
+  std::vector<std::string> rows(chance(10) ? 60 + 70 * m_generator.below(2) : 1 + m_generator.below(3));
   BatchInserter batch;
   batch.table(words[0]);
   std::string columns;
@@ -416,53 +417,48 @@ DifferentialTest::Value DifferentialTest::anyValue(std::size_t kind) {
 }
 
 CVORNCriterion DifferentialTest::anyCondition(const CVORNTable& table) {
-  const auto term = [&] {
-    CVORNCriterionItem column = table[m_generator.text("COL")];
-    const std::size_t choice = m_generator.below(8);
-    if (choice == 0) return column == table[m_generator.text("COL")];
-    if (choice == 1) return column >= static_cast<int>(m_generator.below(9));
-    if (choice == 2) return column.like(m_generator.text("WORD_") + "%");
-    if (choice == 3) return column.in("5,7");
-    return std::visit([&](const auto& value) { return chance(3) ? column != value : column == value; },
-                      anyValue(m_generator.below(4)));
-  };
-  CVORNCriterion condition = term();
-  if (chance(2)) return condition;
-  return chance(2) ? condition && term() : condition || term();
+  CVORNCriterionItem column = table[m_generator.text("COL")];
+  const std::size_t choice = m_generator.below(8);
+  if (choice == 0) return column == table[m_generator.text("COL")];
+  if (choice == 1) return column >= static_cast<int>(m_generator.below(9));
+  if (choice == 2) return column.like(m_generator.text("WORD_") + "%");
+  if (choice == 3) return column.in("5,7");
+  if (choice == 4) return anyCondition(table) && anyCondition(table);
+  if (choice == 5) return anyCondition(table) || anyCondition(table);
+  return std::visit([&](const auto& value) { return choice == 6 ? column != value : column == value; },
+                    anyValue(m_generator.below(4)));
 }
 
 std::unique_ptr<CVORNBase> DifferentialTest::anyBuilder() {
-  const std::string name = m_generator.text("TAB");
   const auto column = [&] { return m_generator.text("COL"); };
-  const auto value = [&] { return anyValue(m_generator.below(4)); };
-  const std::size_t kind = m_generator.below(5);
-  if (kind < 2) {
-    auto statement = std::make_unique<CVORNSelector>();
-    CVORNTable table = statement->table(name);
-    for (std::size_t columns = m_generator.below(3); columns > 0; --columns)
-      statement->select(table.column(column()));
-    if (chance(4)) statement->distinct();
-    if (!chance(4)) statement->where(anyCondition(table));
-    if (m_hasOrder && chance(2)) statement->orderBy(column(), chance(2));
-    if (m_hasOrder && chance(4)) statement->limit(1 + static_cast<unsigned>(m_generator.below(4)), 1);
+  const auto made = [&](auto statement, const auto& fill) -> std::unique_ptr<CVORNBase> {
+    const CVORNTable table = statement->table(m_generator.text("TAB"));
+    std::visit([&](const auto& value) { fill(*statement, table, value); }, anyValue(m_generator.below(4)));
     return statement;
+  };
+  const std::size_t kind = m_generator.below(5);
+  if (kind == 0) {
+    return made(std::make_unique<CVORNInserter>(), [&](auto& statement, const auto&, const auto& value) {
+      statement[column()] << value;
+      statement[column()] << CVORNNull();
+    });
+  }
+  if (kind == 1) {
+    return made(std::make_unique<CVORNUpdater>(), [&](auto& statement, const auto& table, const auto& value) {
+      statement[column()].assign(value);
+      statement.where(anyCondition(table));
+    });
   }
   if (kind == 2) {
-    auto statement = std::make_unique<CVORNInserter>();
-    statement->table(name);
-    for (std::size_t columns = 1 + m_generator.below(3); columns > 0; --columns)
-      std::visit([&](const auto& each) { (*statement)[column()] << each; }, value());
-    return statement;
+    return made(std::make_unique<CVORNDeleter>(), [&](auto& statement, const auto& table, const auto& value) {
+      statement.where(table[column()] == value && anyCondition(table));
+    });
   }
-  if (kind == 3) {
-    auto statement = std::make_unique<CVORNUpdater>();
-    const CVORNTable table = statement->table(name);
-    std::visit([&](const auto& each) { (*statement)[column()].assign(each); }, value());
-    statement->where(anyCondition(table));
-    return statement;
-  }
-  auto statement = std::make_unique<CVORNDeleter>();
-  const CVORNTable table = statement->table(name);
-  statement->where(anyCondition(table) && anyCondition(table));
-  return statement;
+  return made(std::make_unique<CVORNSelector>(), [&](auto& statement, auto table, const auto&) {
+    if (chance(2)) statement.select(table.column(column()));
+    if (chance(4)) statement.distinct();
+    statement.where(anyCondition(table));
+    if (m_hasOrder && chance(2)) statement.orderBy(column(), chance(2));
+    if (m_hasOrder && chance(4)) statement.limit(1 + static_cast<unsigned>(m_generator.below(4)), 1);
+  });
 }
