@@ -136,7 +136,7 @@ void DifferentialTest::step() {
   const bool isInside = on.isLost || on.twin->inTransaction();
   if (chance(!isInside ? 25 : on.twin->hasFailed() ? 2 : 12)) {
     moveTransaction(on);
-  } else if (chance(10)) {
+  } else if (chance(15)) {
     expectSameBatch(on);
   } else if (chance(40)) {
     rebind(on);
