@@ -15,6 +15,7 @@ create index on one.wide (x)
 create index on one.wide (v) where f
 create index on one.wide (lower(x))
 create table one.plain (k integer not null default 5, a text not null default 'none', h integer unique)
+create table one.typed (k integer, i interval year, r regclass, b bit(3), a varchar(2)[], t timestamp(0), c char(3), s smallint, u bigint unique deferrable initially deferred, g text generated always as (null) stored)
 create table one.heard (what text)
 create table two.wide (x varchar(3), k text, i2 text, i4 numeric, i8 integer, n double precision, m text, r numeric, d real, p bigint, g integer, v integer, c text, b text, e text, u text, f integer, j text, o date, y text, s date, z timestamp, l text, t text, ia text, ta text[], w text, q text)
 create table two.plain (a integer, k text, h text)

@@ -1,77 +1,156 @@
 #pragma once
 
+#include <deque>
 #include <list>
+#include <memory>
 #include <optional>
+#include <set>
+#include <variant>
 
 #include "store/StatementGenerator.h"
 #include "store/store_fixture.h"
 
-/// Random statements on the library's store, and each of them on a twin through the store's own client, which
-/// is given the text as it is. The outcomes, the rows with their types, and what is stored are compared.
+/// Random steps of two session names on one thread, each of which a twin of the store takes through the store's own
+/// client: statements of the builders and texts, which the twin is given as they are, batches, which it inserts row by
+/// row, reads whose rows are taken while other steps run, transactions by call and by text, savepoints, changes of the
+/// schema and of the session, other bindings. After every step the outcomes, the rows with their types, and what is
+/// stored are compared.
 ///
-/// VORN_TEST_STATEMENTS sets how many statements run, VORN_TEST_SEED which.
+/// VORN_TEST_STATEMENTS sets how many steps run, VORN_TEST_SEED which. A failure says how to repeat its round alone, and
+/// which steps came last.
 class DifferentialTest : public StoreTest {
- protected:
+ public:
   struct Outcome {
     std::vector<std::string> rows;
     std::string end;  ///< the description of the code
   };
 
-  /// @param pieces  the file of a StatementGenerator, with pieces STATEMENT and NOISE
-  explicit DifferentialTest(const std::string& pieces);
-
-  void TearDown() override {
-    finishReadings(0);
-    m_held.reset();
-    StoreTest::TearDown();
-  }
-
-  /// Runs random statements until as many as asked for have run, or one came out differently.
-  void run(std::size_t usually);
-
-  /// Runs a text on both stores and compares.
-  void expectSame(const std::string& sql);
+  /// A connection of the store's own client.
+  class Client {
+   public:
+    virtual ~Client() = default;
+    /// @param reads  whether rows are wanted
+    virtual Outcome run(const std::string& sql, bool reads) = 0;
+    virtual bool inTransaction() = 0;
+    /// @return whether the transaction has failed, so that it can only be undone
+    virtual bool hasFailed() { return false; }
+  };
 
   /// @return a row, each value with its kind
   static std::string shown(const std::vector<vorn::RowValue>& row);
 
-  /// Makes both stores anew.
-  virtual void startRound() = 0;
-  /// Runs a text as the store's own client does. @param reads  whether rows are wanted
-  virtual Outcome runPlain(const std::string& sql, bool reads) = 0;
-  virtual bool plainInTransaction() = 0;
+ protected:
+  enum Side : unsigned char { kOurs, kTwins };
+  using Value = std::variant<long, unsigned long, double, std::string>;
+
+  /// @param pieces  the file of a StatementGenerator, with the pieces STATEMENT, NOISE, BATCH (`TABLE,COLUMN,…`), BEGIN,
+  ///                COMMIT, ROLLBACK, SAVEPOINT, CHANGE of the schema, SESSION, and those of a builder's statement
+  explicit DifferentialTest(const std::string& pieces);
+
+  void TearDown() override {
+    endRound();
+    StoreTest::TearDown();
+  }
+
+  /// Takes random steps until as many as asked for are taken, or one came out differently.
+  void run(std::size_t usually);
+
+  /// Makes both stores of both sides, which are then used by the two session names, anew. @param seed  of the steps
+  void startRound(unsigned seed);
+  void endRound();
+
+  /// Runs a text on both sides, through the first session name, and compares.
+  void expectSame(const std::string& sql) { expectSame(m_names[0], raw(sql), Effect::None); }
+
+  virtual void startStores() {}
+  /// @return the texts that make the tables of a store
+  virtual std::vector<std::string> setup(std::size_t store) = 0;
+  virtual std::string url(std::size_t store) = 0;
+  /// @return a connection to one of the two stores of a side; none where there can be none
+  virtual std::unique_ptr<Client> connect(Side side, std::size_t store) = 0;
+  /// @return a statement that reads all that is stored, as far as the client sees it; none where contents() are
+  ///         those of open transactions as well
+  virtual std::string contentsSql(Client&) { return ""; }
+  /// @return what is stored, as far as the client sees it
+  virtual std::vector<std::string> contents(Client& client) {
+    return client.run(contentsSql(client), true).rows;
+  }
+  /// @return a value as it stands in an insert
+  virtual std::string literal(const Value& value);
   /// @return whether two descriptions of a code are equal for a caller
-  virtual bool isSame(const std::string& plain, const std::string& ours) { return plain == ours; }
-  virtual bool endsTransaction() { return chance(15); }
-  virtual void compareContents() = 0;
-  /// Changes the schema, or the session.
-  virtual void change() = 0;
+  virtual bool isSame(const std::string& twins, const std::string& ours) { return twins == ours; }
+  /// @return whether a failure that ended a transaction has undone it
+  virtual bool undoes(const std::string&) { return true; }
 
+  static std::string textOf(const Value& value);
   bool chance(std::size_t oneIn) { return m_generator.below(oneIn) == 0; }
-  bool isReading() const { return !m_readings.empty(); }
 
-  const unsigned m_seed = testSeed(1);
   StatementGenerator m_generator;
-  std::optional<vorn::DataSession> m_held;  ///< keeps the thread's connection to it
-  bool m_hasOrder = true;                   ///< whether the order of rows counts where a text asks for none
+  std::string m_beginning = "begin";  ///< what beginTransaction() does
+  bool m_hasOrder = false;            ///< whether the order of rows counts where a text asks for none
+  bool m_checksRowsTogether = false;  ///< whether a batch may fail by any of its rows that would fail
+  bool m_refusesNestedBegin = false;  ///< whether the text is refused where the store would commit
+  bool m_isShared = true;             ///< whether both names and others can be connected to one store
 
  private:
-  /// A read whose rows are taken while other statements run.
+  enum class Effect : unsigned char { None, Begin, Commit, Rollback };
+
+  /// A session name and its twin.
+  struct Name {
+    CVORN* ours = nullptr;
+    std::string name;
+    std::unique_ptr<Client> twin;
+    std::size_t store = 0;   ///< to which the next connection leads
+    bool isChanged = false;  ///< whether the next connection is another one for the caller
+    bool isLost = false;     ///< whether its transaction was lost, and the caller has not reacted
+    std::optional<vorn::DataSession> holder;  ///< keeps the connection
+  };
+
+  /// A read whose rows are taken while other steps run.
   struct Reading {
+    Name* on = nullptr;
     std::string sql;
-    Outcome plain;
+    Outcome twins;
     Outcome ours;
     CVORNReader reader;
   };
 
   void step();
-  bool takeRow(Reading& reading);
-  void finishReadings(std::size_t left);
-  void finishReading(std::list<Reading>::iterator reading);
+  void takeStatement(Name& on);
+  void moveTransaction(Name& on);
+  void rebind(Name& on);
+  void changeElsewhere();
+  void bind(Name& on);
+  void makeTables(std::size_t store);
+  void reconnectTwins();
+  std::size_t usesOf(const Name& on) const;
 
+  template <typename Work>
+  Outcome onTwin(Name& on, Effect effect, const Work& work);
+  void expectSame(Name& on, const CVORNBase& statement, Effect effect);
+  void expectSameCall(Name& on, Effect effect);
+  void expectSameBatch(Name& on);
+  void expectSameInside(Name& on);
+  void expectSameStored();
+  void expectEqual(const std::string& what, const Outcome& twins, const Outcome& ours);
+  Outcome insertOnTwin(Client& twin, const std::string& insert, const std::vector<std::string>& rows);
+
+  Value anyValue(std::size_t kind);
+  std::unique_ptr<CVORNBase> anyBuilder();
+  CVORNCriterion anyCondition(const CVORNTable& table);
+
+  bool takeRow(Reading& reading);
+  void finishReadings(std::size_t left, const Name* except = nullptr);
+  void finishReading(std::list<Reading>::iterator reading);
+  void note(const Name& on, const std::string& what);
+  void report(unsigned seed, std::size_t steps) const;
+
+  MIRAsqlDB m_other{true};
+  Name m_names[2];
+  std::unique_ptr<Client> m_observers[2][2];  // of each side and store
   std::list<Reading> m_readings;
   std::vector<vorn::RowValue> m_row;
-  std::size_t m_done = 0;
+  std::deque<std::string> m_last;  // steps
   std::size_t m_failures = 0;
   std::size_t m_rows = 0;
 };

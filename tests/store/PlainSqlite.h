@@ -11,7 +11,8 @@
 class PlainSqlite {
  public:
   explicit PlainSqlite(const std::string& file) {
-    sqlite3_open(file.c_str(), &m_database);
+    sqlite3_open_v2(file.c_str(), &m_database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI,
+                    nullptr);
     sqlite3_extended_result_codes(m_database, 1);
     run("pragma foreign_keys=on");
   }

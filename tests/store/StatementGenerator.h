@@ -13,7 +13,13 @@
 /// line.
 class StatementGenerator {
  public:
-  StatementGenerator(const std::string& file, unsigned seed);
+  explicit StatementGenerator(const std::string& file, unsigned seed = 0);
+
+  /// Begins again. What follows depends on the seed alone.
+  void restart(unsigned seed) {
+    m_random.seed(seed);
+    m_shapes = {};
+  }
 
   std::size_t below(std::size_t limit) { return m_random() % limit; }
 

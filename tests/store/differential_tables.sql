@@ -23,6 +23,11 @@ create trigger spoken_1 after insert on spoken begin insert into heard values(ty
 create trigger spoken_2 before update of a, c on spoken when new.a > old.a begin insert into heard values(typeof(new.a)||quote(old.c)); end
 create trigger spoken_3 before delete on spoken when old.d = 5 begin select raise(abort, 'kept'); end
 create trigger spoken_4 before insert on spoken when new.e = '5' begin select raise(rollback, 'refused'); end
+create table chosen (a integer primary key autoincrement, b unique on conflict ignore, c text collate nocase, d check (d % 97 <> 96), e unique on conflict replace)
+create trigger chosen_1 before insert on chosen when new.d = 4 begin select raise(ignore); end
+create trigger chosen_2 after insert on chosen begin insert or ignore into chosen(a) values(new.a + 1); end
+create trigger chosen_3 after delete on chosen begin insert into heard values(-old.a); end
+create table strange (a integer primary key on conflict fail, b unique on conflict rollback, c not null on conflict ignore, d references strange(a) on delete cascade, e as (nullif(a % 7, 3)) not null on conflict fail)
 create view seen as select a, b, c, d, e from spoken where b > 2
 create trigger seen_1 instead of insert on seen begin insert into spoken values(new.b, new.a, new.c, new.d, new.e); end
 create trigger seen_2 instead of update on seen begin update spoken set a=new.a, b=new.b, c=new.c where (d=old.d); end
@@ -40,3 +45,5 @@ insert into rough values('1','5.25','1e2','2020-01-01',1),('x',7,7,7,'true'),('5
 insert into spoken values(1,2,'a',4,'x'),('a',3,5,5,5.0),(0.1,'5','x','5',NULL)
 insert into "quoted name" values('1','a1',NULL,'aB',1),(5,4,5,'5',5)
 insert into children values(1,'1',1,1,1),(2,'x','a','5',5.0),(NULL,NULL,5,5,'5')
+insert into chosen values(1,1,'a',1,1),(3,NULL,'B',NULL,NULL)
+insert into strange (a,b,c,d) values(1,1,1,1),(2,NULL,'x',1)
