@@ -14,7 +14,7 @@ def tests(program, filters, *targets):
 
 
 # Long by their number, not by what each looks at.
-LONG_CORE = "MaskedText.*:StatementShapeTest.Reads*:FieldConversion*"
+LONG_CORE = "StatementShapeTest.ShowsNoValue*"
 LONG = "*/AllocationFaults.*/{0}:*/Forks.*/{0}*"
 LONG_SQLITE = LONG.format("Sqlite") + ":SqliteDifferential.*:SqliteStore.KilledProcess*:SqliteStore.ProcessesCreate*"
 LONG_POSTGRES = LONG.format("PostgreSql") + ":PostgresDifferential.*:PostgresAnswer.*:PostgresPooler.*"
@@ -23,6 +23,7 @@ LONG_MARIADB = LONG.format("MariaDb") + ":MariaDbDifferential.*:MariaDbAnswer.*:
 STAGES = {
     "core": tests("core_tests", f"-{LONG_CORE}", "core_tests"),
     "core, long": tests("core_tests", LONG_CORE, "core_tests"),
+    "fuzz": Stage(("fuzz",), ("ctest", "--stop-on-failure", "-R", "^fuzz")),
     "any store": tests("store_tests", "-*/*:Sqlite*:Postgres*:MariaDb*", "vorn"),
     "sqlite": tests("store_tests", f"*/Sqlite*:Sqlite*-{LONG_SQLITE}", "vorn"),
     "sqlite, long": tests("store_tests", LONG_SQLITE, "vorn"),
@@ -34,7 +35,7 @@ STAGES = {
     "template": tests("template_tests", "*", "template_tests", "vorn-template"),
 }
 
-CORE = ["core", "core, long"]
+CORE = ["core", "fuzz", "core, long"]
 SQLITE = ["sqlite", "any store", "statistics", "sqlite, long"]
 
 # The first line whose beginning fits.

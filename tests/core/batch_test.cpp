@@ -96,7 +96,7 @@ TEST_F(BatchTest, KeepsItsColumnsWhenAnAssignmentThrows) {
     try {
       FailingAllocations::arm(first, FailingAllocations::Extent::Once);
       target = batch;
-      threw = false;
+      threw = FailingAllocations::disarm();
     } catch (const std::bad_alloc&) {
       target << 2;
       EXPECT_EQ(target.toString(), "insert into  (a) values({a})");
