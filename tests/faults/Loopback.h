@@ -32,3 +32,9 @@ inline int listenOnLoopback(int& port) {
   port = ntohs(address.sin_port);
   return listener;
 }
+
+inline int freeLoopbackPort() {
+  int port = 0;
+  close(listenOnLoopback(port));
+  return port;
+}

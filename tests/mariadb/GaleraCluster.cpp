@@ -1,29 +1,14 @@
 #include "mariadb/GaleraCluster.h"
 
-#include <mysql.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <memory>
-#include <stdexcept>
-#include <vector>
+
+#include "mariadb/MariaDbServer.h"
 
 namespace {
 
 constexpr std::chrono::seconds kPatience{60};
-
-bool comesTrue(std::chrono::seconds patience, const std::function<bool()>& isSo) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  while (!isSo()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    usleep(20000);
-  }
-  return true;
-}
 
 std::string lastLines(const std::string& file) {
   std::ifstream stream(file);
@@ -32,7 +17,7 @@ std::string lastLines(const std::string& file) {
 }
 
 void waitUntil(const std::string& what, const std::function<bool()>& isSo) {
-  if (!comesTrue(kPatience, isSo)) throw std::runtime_error("waited in vain: " + what);
+  if (!TestProgram::comesTrue(kPatience, isSo)) throw std::runtime_error("waited in vain: " + what);
 }
 
 }  // namespace
@@ -44,7 +29,7 @@ GaleraCluster::GaleraCluster() {
   // All nodes begin with the same data, so that none has to send its own to another.
   start(0, "--wsrep-new-cluster");
   std::string failure;
-  const bool isThere = comesTrue(kPatience, [&] {
+  const bool isThere = TestProgram::comesTrue(kPatience, [&] {
     try {
       ask(0, "root", "", std::string("grant all on *.* to vorn identified by '") + kPassword + "'");
       ask(0, "root", "", "create database if not exists state");
@@ -54,11 +39,11 @@ GaleraCluster::GaleraCluster() {
       return false;
     }
   });
-  if (!isThere) throw std::runtime_error(failure + "; " + lastLines(m_nodes[0].directory.file("log")));
-  m_nodes[0].end(SIGTERM);
-  std::filesystem::remove(m_nodes[0].directory.file("data/galera.cache"));
+  if (!isThere) throw std::runtime_error(failure + "; " + lastLines(m_nodes[0].program.file("log")));
+  m_nodes[0].program.stop(SIGTERM);
+  std::filesystem::remove(m_nodes[0].program.file("data/galera.cache"));
   for (int node = 1; node < kNodes; ++node) {
-    std::filesystem::copy(m_nodes[0].directory.file("data"), m_nodes[node].directory.file("data"),
+    std::filesystem::copy(m_nodes[0].program.file("data"), m_nodes[node].program.file("data"),
                           std::filesystem::copy_options::recursive);
   }
   start(0, "--wsrep-new-cluster");
@@ -71,31 +56,9 @@ void GaleraCluster::start(int node, const std::string& option) {
   std::string addresses;
   for (const Node& each : m_nodes) addresses.append(addresses.empty() ? "" : ",").append(each.address);
   std::vector<std::string> words = {VORN_TEST_SOURCES "/mariadb/galera_node.sh",
-                                    m_nodes[node].directory.file(""), m_nodes[node].address, addresses};
+                                    m_nodes[node].program.file(""), m_nodes[node].address, addresses};
   if (!option.empty()) words.push_back(option);
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  m_nodes[node].process = fork();
-  if (m_nodes[node].process != 0) return;
-  closefrom(3);
-  execv(arguments[0], arguments.data());
-  _exit(127);
-}
-
-void GaleraCluster::Node::end(int signal) {
-  if (process <= 0) return;
-  ::kill(process, signal);
-  waitpid(process, nullptr, 0);
-  process = -1;
-}
-
-void GaleraCluster::freeze(int node) const {
-  ::kill(m_nodes[node].process, SIGSTOP);
-}
-
-void GaleraCluster::thaw(int node) const {
-  ::kill(m_nodes[node].process, SIGCONT);
+  m_nodes[node].program.launch(words);
 }
 
 bool GaleraCluster::isSynced(int node, int members) const {
@@ -115,7 +78,7 @@ void GaleraCluster::waitUntilSynced(int node, int members) const {
 
 void GaleraCluster::waitUntilSynced() {
   for (int node = 0; node < kNodes; ++node) {
-    if (comesTrue(kPatience / 2, [&] { return isSynced(node, kNodes); })) continue;
+    if (TestProgram::comesTrue(kPatience / 2, [&] { return isSynced(node, kNodes); })) continue;
     ++m_restarts;
     kill(node);
     rejoin(node);
@@ -133,27 +96,8 @@ std::string GaleraCluster::url(int first, int count) const {
 
 std::string GaleraCluster::ask(int node, const char* user, const char* password,
                                const std::string& sql) const {
-  const std::unique_ptr<MYSQL, void (*)(MYSQL*)> connection(mysql_init(nullptr), mysql_close);
-  const unsigned limit = 10;
-  const unsigned longLimit = 600;  // counts millions of rows
-  mysql_options(connection.get(), MYSQL_OPT_CONNECT_TIMEOUT, &limit);
-  mysql_options(connection.get(), MYSQL_OPT_READ_TIMEOUT, &longLimit);
-  mysql_options(connection.get(), MYSQL_INIT_COMMAND, "set session wsrep_sync_wait = 15");
-  const auto failUnless = [&](bool isDone) {
-    if (!isDone) throw std::runtime_error(sql + ": " + mysql_error(connection.get()));
-  };
-  failUnless(mysql_real_connect(connection.get(), m_nodes[node].address.c_str(), user, password, nullptr,
-                                13306, nullptr, 0) != nullptr);
-  failUnless(mysql_query(connection.get(), sql.c_str()) == 0);
-  const std::unique_ptr<MYSQL_RES, void (*)(MYSQL_RES*)> result(mysql_store_result(connection.get()),
-                                                                mysql_free_result);
-  failUnless(mysql_errno(connection.get()) == 0);
-  std::string fields;
-  while (MYSQL_ROW row = result == nullptr ? nullptr : mysql_fetch_row(result.get())) {
-    fields.clear();
-    for (unsigned field = 0; field < mysql_num_fields(result.get()); ++field) {
-      fields.append(field == 0 ? "" : "|").append(row[field] == nullptr ? "~" : row[field]);
-    }
-  }
-  return fields;
+  const std::unique_ptr<MYSQL, void (*)(MYSQL*)> connection(
+      connectToMariaDb(m_nodes[node].address, 13306, user, password, ""), mysql_close);
+  lastRowOf(connection.get(), "set session wsrep_sync_wait = 15");
+  return lastRowOf(connection.get(), sql);
 }

@@ -1,11 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <csignal>
-#include <string>
-
-#include "support.h"
+#include "faults/TestProgram.h"
 
 /// A cluster of three nodes of the test's own, each at an address of its own of the loopback network and with its
 /// data in a temporary directory. They end with the object, and with the thread that started them.
@@ -21,12 +16,12 @@ class GaleraCluster {
   GaleraCluster& operator=(const GaleraCluster&) = delete;
 
   /// Ends a node without a chance to say good-bye.
-  void kill(int node) { m_nodes[node].end(SIGKILL); }
+  void kill(int node) { m_nodes[node].program.stop(SIGKILL); }
   /// Starts a killed node, and returns at once. It catches up with what the others have written meanwhile.
   void rejoin(int node) { start(node, {}); }
   /// Lets a node do nothing, while its sockets stay open.
-  void freeze(int node) const;
-  void thaw(int node) const;
+  void freeze(int node) const { m_nodes[node].program.signal(SIGSTOP); }
+  void thaw(int node) const { m_nodes[node].program.signal(SIGCONT); }
 
   /// Waits until a node says that its part of the cluster has so many members, and that it is in step with them.
   void waitUntilSynced(int node, int members) const;
@@ -49,12 +44,8 @@ class GaleraCluster {
 
  private:
   struct Node {
-    ~Node() { end(SIGKILL); }
-    void end(int signal);
-
-    TemporaryDirectory directory;
+    TestProgram program;
     std::string address;
-    pid_t process = -1;
   };
 
   void start(int node, const std::string& option);

@@ -24,8 +24,8 @@ TEST_F(MariaDbConnect, CertificatesAreCheckedAsTheUrlAsks) {
   const std::string own = directory.file("own");
   const std::string other = directory.file("other");
   for (const std::string& file : {own, other}) {
-    ASSERT_EQ(std::system((VORN_TEST_SOURCES "/postgres/make_certificate.sh " + file).c_str()), 0);
-    ASSERT_EQ(std::system(("chmod 644 " + file + ".key").c_str()), 0);
+    TestProgram::execute({VORN_TEST_SOURCES "/postgres/make_certificate.sh", file});
+    TestProgram::execute({"/bin/chmod", "644", file + ".key"});
   }
   const MariaDbServer server("ssl_cert=" + own + "\nssl_key=" + own + ".key\n");
   const std::string refused = "mariadb 2026 CR_SSL_CONNECTION_ERROR";
@@ -48,6 +48,25 @@ TEST_F(MariaDbConnect, CertificatesAreCheckedAsTheUrlAsks) {
   EXPECT_EQ(ask(elsewhere + "?ssl_ca=" + own, "select 1"), refused) << "it is made out to the address";
   EXPECT_EQ(ask(sharedMariaDbServer().url() + "?ssl_verify_server_cert=off", "select 1"), refused)
       << "the server does not encrypt";
+
+  // An encrypted connection is cut as others are.
+  useStore(server.url() + "?pool_size=1&ssl_ca=" + own);
+  const auto killOthers = [&server] {
+    server.query(
+        "begin not atomic for c in (select id from information_schema.processlist where user = 'vorn' and id "
+        "<> connection_id()) do kill c.id; end for; end");
+    usleep(50000);
+  };
+  CVORNReader reader;
+  ASSERT_EQ(db->execReadSQL(raw("select seq, repeat('x', 300) from seq_1_to_900000"), reader), 0U);
+  killOthers();
+  reader.clear();
+  ASSERT_EQ(rowsOf(db, "select 1"), "1");
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  killOthers();
+  EXPECT_EQ(run(db, "do 0"), "vorn 10 TRANSACTION_LOST");
+  db->rollbackTransaction();
+  EXPECT_EQ(rowsOf(db, "select seq from seq_1_to_3"), "1;2;3");
 }
 
 TEST_F(MariaDbConnect, AHostThatCannotBeHadIsPassedOver) {

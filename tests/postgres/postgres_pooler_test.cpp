@@ -1,8 +1,6 @@
 #include <libpq-fe.h>
-#include <sys/wait.h>
 
 #include <atomic>
-#include <csignal>
 #include <fstream>
 #include <thread>
 
@@ -15,29 +13,20 @@ namespace {
 class PostgresPooler : public StoreTest {
  protected:
   void SetUp() override {
-    const std::string host = m_server.host();
-    const std::size_t colon = host.find(':');
-    std::ofstream(m_directory.file("pgbouncer.ini"))
-        << "[databases]\n* = host=" << host.substr(0, colon) << " port=" << host.substr(colon + 1)
-        << " user=vorn password='geheim &wort'\n[pgbouncer]\npool_mode=transaction\nauth_type=any\n"
+    std::ofstream(m_pooler.file("pgbouncer.ini"))
+        << "[databases]\n* = host=127.0.0.1 port=" << m_server.port() << " user=vorn password='"
+        << PostgresServer::kPlainPassword << "'\n[pgbouncer]\npool_mode=transaction\nauth_type=any\n"
         << "default_pool_size=3\nlisten_addr=127.0.0.1\nunix_socket_dir=\n"
         << "listen_port=" << m_port << "\n";
-    m_pooler = startProgram(m_directory, {"pgbouncer", m_directory.file("pgbouncer.ini")});
-    for (int look = 0; PQping(m_url.c_str()) != PQPING_OK && look < 1000; ++look) usleep(10000);
+    m_pooler.launch({VORN_POSTGRES_PROGRAMS, m_pooler.file(""), "pgbouncer", m_pooler.file("pgbouncer.ini")});
+    TestProgram::comesTrue(std::chrono::seconds(10), [this] { return PQping(m_url.c_str()) == PQPING_OK; });
     useStore(m_url + "?pool_size=4");
   }
 
-  void TearDown() override {
-    StoreTest::TearDown();
-    kill(m_pooler, SIGINT);
-    waitpid(m_pooler, nullptr, 0);
-  }
-
   const PostgresServer m_server;
-  const TemporaryDirectory m_directory;
-  const int m_port = freePort();
+  const int m_port = freeLoopbackPort();
   const std::string m_url = "postgresql://vorn@127.0.0.1:" + std::to_string(m_port) + "/postgres";
-  pid_t m_pooler = -1;
+  TestProgram m_pooler;
 };
 
 TEST_F(PostgresPooler, NoStatementFailsForWantOfItsPreparation) {
