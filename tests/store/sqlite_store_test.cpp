@@ -40,19 +40,6 @@ TEST_F(SqliteStore, ProcessesCreateAStoreAtOnce) {
   }
 }
 
-TEST_F(SqliteStore, StatementThatFindsTheFileLockedLeavesItsTransactionOpen) {
-  useStore("sqlite:" + m_file + "?busy_timeout_ms=0");
-  PlainSqlite other(m_file);
-  for (const std::string statement :
-       {"insert into t values(1, 0)", "insert into t values(1, 0) returning n"}) {
-    EXPECT_EQ(run(db, "begin"), kSuccess);
-    ASSERT_EQ(other.run("begin immediate"), SQLITE_OK);
-    EXPECT_EQ(rowsOf(db, statement), "sqlite 5 SQLITE_BUSY");
-    other.run("rollback");
-    EXPECT_EQ(run(db, "commit"), kSuccess) << statement;
-  }
-}
-
 TEST_F(SqliteStore, StatementsThatAreKeptAreBoundedByBytes) {
   const sqlite3_int64 before = sqlite3_memory_used();
   for (int text = 0; text < 70; ++text) {

@@ -127,35 +127,6 @@ TEST_P(Transactions, RefusedAtTheCommitAreRunAgain) {
   EXPECT_EQ(rowsOf(db, "select (select v from t where n = 1) - v from t where n = 2"), "5");
 }
 
-TEST_P(Transactions, EndWithTheirScopeAndLeaveOthersAlone) {
-  const auto insertAnd = [](int n, const std::string& more) {
-    return [n, more](CVORN& store) {
-      EXPECT_EQ(run(&store, "insert into t values(" + std::to_string(n) + ", 0)"), kSuccess);
-      if (more == "throw") throw std::runtime_error(more);
-      const unsigned long code = more.empty() ? 0 : store.execWriteSQL(raw(more));
-      return more == "rollback" ? 77UL : code;
-    };
-  };
-  {
-    const vorn::Transaction transaction(*db);
-    EXPECT_EQ(insertAnd(3, "")(*db), 0U);
-  }
-  EXPECT_THROW(vorn::retryTransaction(*db, insertAnd(4, "throw")), std::runtime_error);
-  {
-    vorn::Transaction transaction(*db);
-    EXPECT_EQ(insertAnd(5, "")(*db), 0U);
-    EXPECT_EQ(describe(vorn::retryTransaction(*db, insertAnd(6, ""))), "vorn 8 TRANSACTION_OPEN");
-    EXPECT_EQ(describe(vorn::Transaction(*db).rollback()), "vorn 8 TRANSACTION_OPEN");
-    EXPECT_EQ(insertAnd(7, "")(*db) + transaction.commit(), 0U);
-  }
-  EXPECT_EQ(describe(vorn::retryTransaction(*db, insertAnd(8, "insert into nowhere values(1)"))).substr(0, 4),
-            GetParam().family.substr(0, 4));
-  EXPECT_EQ(describe(vorn::retryTransaction(*db, insertAnd(9, "commit"))), "vorn 9 NO_TRANSACTION");
-  EXPECT_EQ(describe(vorn::retryTransaction(*db, insertAnd(10, "rollback"))), "vorn 9 NO_TRANSACTION");
-  EXPECT_EQ(rowsOf(db, "select n from t order by n"), "1;2;5;7;9");
-  EXPECT_EQ(describe(db->rollbackTransaction()), "vorn 9 NO_TRANSACTION");
-}
-
 INSTANTIATE_TEST_SUITE_P(Stores, Transactions, testing::ValuesIn(storeKinds()),
                          [](const auto& kind) { return kind.param.name; });
 
