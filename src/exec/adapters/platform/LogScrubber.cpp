@@ -48,8 +48,11 @@ std::size_t valueEnd(std::string_view text, std::size_t at) {
   return end == std::string_view::npos ? text.size() : end;
 }
 
-// Masks the value of every `name = value` whose name says that it is a secret.
-void maskSettings(std::string& text) {
+// Masks the value of every `name = value` whose name says that it is a secret. The name of one setting may be
+// the value of the one before it.
+std::string withoutSecretSettings(const std::string& text) {
+  std::string masked;
+  std::size_t taken = 0;
   for (std::size_t sign = text.find('='); sign != std::string::npos; sign = text.find('=', sign + 1)) {
     std::size_t nameEnd = sign;
     while (nameEnd > 0 && isBlank(text[nameEnd - 1])) --nameEnd;
@@ -58,8 +61,10 @@ void maskSettings(std::string& text) {
     if (!namesSecret(std::string_view(text).substr(nameBegin, nameEnd - nameBegin))) continue;
     std::size_t begin = sign + 1;
     while (begin < text.size() && isBlank(text[begin])) ++begin;
-    text.replace(begin, valueEnd(text, begin) - begin, "***");
+    if (begin > taken) masked.append(text, taken, begin - taken).append("***");
+    taken = std::max(taken, valueEnd(text, begin));
   }
+  return masked.append(text, taken);
 }
 
 // Masks what stands between a URL's user name and its host.
@@ -92,7 +97,7 @@ std::string withVisibleControls(const std::string& text) {
 
 std::string LogScrubber::scrub(const std::string& text) {
   std::string scrubbed = text;
-  if (scrubbed.find('=') != std::string::npos) maskSettings(scrubbed);
+  if (scrubbed.find('=') != std::string::npos) scrubbed = withoutSecretSettings(text);
   if (scrubbed.find("://") != std::string::npos) maskUrlPasswords(scrubbed);
   if (std::any_of(scrubbed.begin(), scrubbed.end(), isControl)) return withVisibleControls(scrubbed);
   return scrubbed;
