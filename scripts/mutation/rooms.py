@@ -15,7 +15,7 @@ def tests(program, filters, *targets):
 
 # Long by their number, not by what each looks at.
 LONG_CORE = "StatementShapeTest.ShowsNoValue*"
-LONG = "*/AllocationFaults.*/{0}:*/Forks.*/{0}*"
+LONG = "*/Faults.*/*{0}*:*/Forks.*/{0}*"
 LONG_SQLITE = LONG.format("Sqlite") + ":SqliteDifferential.*:SqliteStore.KilledProcess*:SqliteStore.ProcessesCreate*"
 LONG_POSTGRES = LONG.format("PostgreSql") + ":PostgresDifferential.*:PostgresAnswer.*:PostgresPooler.*"
 LONG_MARIADB = LONG.format("MariaDb") + ":MariaDbDifferential.*:MariaDbAnswer.*:MariaDbConnect.*"
