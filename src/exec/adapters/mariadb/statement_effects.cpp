@@ -4,9 +4,8 @@
 #include <iterator>
 #include <string_view>
 
-#include "common/ascii.h"
 #include "exec/adapters/mariadb/MariaDbDialect.h"
-#include "exec/adapters/sql/SqlScanner.h"
+#include "exec/adapters/sql/SqlWords.h"
 
 namespace vorn {
 
@@ -62,76 +61,10 @@ static_assert(std::is_sorted(std::begin(kReading), std::end(kReading)));
 static_assert(std::is_sorted(std::begin(kKeeping), std::end(kKeeping)));
 static_assert(std::is_sorted(std::begin(kHolding), std::end(kHolding)));
 
-template <std::size_t Size>
-bool isIn(const std::string_view (&words)[Size], std::string_view word) {
-  return std::binary_search(std::begin(words), std::end(words), word);
-}
-
-bool isWordByte(char c) {
-  return ascii::isIdentifierByte(c) || c == '$';
-}
-
-/// A statement's words and signs, one after the other. Literals count as a sign, and comments are passed over.
-class Words {
- public:
-  explicit Words(const std::string& sql) : m_sql(sql), m_scanner(sql, kMariaDbDialect) {}
-
-  /// Goes on to the next token. @return false at the end
-  bool next() {
-    m_previous.swap(m_word);
-    while (m_at < m_sql.size()) {
-      const std::size_t begin = m_at;
-      const std::size_t end = m_scanner.opaqueEnd(begin);
-      const char first = m_sql[begin];
-      m_at = std::max(end, begin + 1);
-      if (end > begin ? isComment(begin, end) : isGap(first)) continue;
-      if (end == begin && isWordByte(first)) {
-        while (m_at < m_sql.size() && isWordByte(m_sql[m_at])) ++m_at;
-        m_word.assign(m_sql, begin, m_at - begin);
-        std::transform(m_word.begin(), m_word.end(), m_word.begin(), ascii::lowerCase);
-      } else {
-        // A quoted name is a word that equals no other.
-        m_word.assign(1, first);
-      }
-      return true;
-    }
-    m_word.clear();
-    return false;
-  }
-
-  /// @return a word in lower case, or one character
-  const std::string& word() const { return m_word; }
-  const std::string& previous() const { return m_previous; }
-  bool isName() const { return isWordByte(m_word[0]) || m_word[0] == '"' || m_word[0] == '`'; }
-
- private:
-  static bool isGap(char c) { return ascii::isBlank(c) || c == '\v'; }
-
-  // One in slashes that is not closed is an error of the statement.
-  bool isComment(std::size_t begin, std::size_t end) const {
-    if (m_sql[begin] == '/') return end - begin >= 4 && m_sql.compare(end - 2, 2, "*/") == 0;
-    return m_sql[begin] == '-' || m_sql[begin] == '#';
-  }
-
-  const std::string& m_sql;
-  const SqlScanner m_scanner;
-  std::size_t m_at = 0;
-  std::string m_word;
-  std::string m_previous;
-};
-
-// To the first word, which may stand after parentheses.
-bool toFirstWord(Words& words) {
-  while (words.next()) {
-    if (words.word() != "(" && words.word() != ";") return true;
-  }
-  return false;
-}
-
 // begin, start transaction, /*! begin */, /*M!100100 start transaction */
 bool beginsTransaction(const std::string& sql) {
-  Words words(sql);
-  bool goesOn = toFirstWord(words);
+  SqlWords words(sql, kMariaDbDialect);
+  bool goesOn = words.toFirst();
   if (goesOn && words.word() == "/") {
     const auto isHead = [&words] {
       return words.word() == "/" || words.word() == "*" || words.word() == "!" || words.word() == "m" ||
@@ -147,8 +80,8 @@ bool beginsTransaction(const std::string& sql) {
 }
 
 LookBack lookBackOf(const std::string& sql) {
-  Words words(sql);
-  if (!toFirstWord(words)) return LookBack::None;
+  SqlWords words(sql, kMariaDbDialect);
+  if (!words.toFirst()) return LookBack::None;
   if (words.word() == "show" || words.word() == "get") return LookBack::Warnings;
   LookBack asked = LookBack::Anything;
   while (words.next()) {
@@ -162,8 +95,8 @@ LookBack lookBackOf(const std::string& sql) {
 
 // commit release, rollback and chain release
 bool closesAfter(const std::string& sql) {
-  Words words(sql);
-  if (!toFirstWord(words) || (words.word() != "commit" && words.word() != "rollback")) return false;
+  SqlWords words(sql, kMariaDbDialect);
+  if (!words.toFirst() || (words.word() != "commit" && words.word() != "rollback")) return false;
   while (words.next()) {
     const std::string& before = words.previous();
     if (words.word() == "release") return before != "no" && before != "to" && before != "savepoint";
@@ -178,7 +111,7 @@ bool introducesName(const std::string& word) {
 }
 
 // Of a statement whose first word is plain.
-SessionEffect effectOfRest(Words& words) {
+SessionEffect effectOfRest(SqlWords& words) {
   bool qualified = false;   // whether the last name stands after a dot
   bool introduced = false;  // whether its parentheses hold names
   bool name = true;         // whether the last token is a name
@@ -202,13 +135,13 @@ SessionEffect effectOfRest(Words& words) {
   return SessionEffect::None;
 }
 
-SessionEffect effectOfBegin(Words& words) {
+SessionEffect effectOfBegin(SqlWords& words) {
   return !words.next() || words.word() == "work" || words.word() == ";" ? SessionEffect::None
                                                                         : SessionEffect::Reset;
 }
 
 // A role and profiles outlive the reset of the session.
-SessionEffect effectOfSet(Words& words) {
+SessionEffect effectOfSet(SqlWords& words) {
   while (words.next()) {
     if (words.word() == "role" || words.word() == "profiling") return SessionEffect::Close;
   }
@@ -219,8 +152,8 @@ SessionEffect effectOfSet(Words& words) {
 
 StatementEffects effectsOf(const std::string& sql) {
   StatementEffects effects;
-  Words words(sql);
-  if (!toFirstWord(words)) {
+  SqlWords words(sql, kMariaDbDialect);
+  if (!words.toFirst()) {
     effects.empty = true;
     return effects;
   }
@@ -239,8 +172,8 @@ StatementEffects effectsOf(const std::string& sql) {
 }
 
 bool hasSecondStatement(const std::string& sql) {
-  Words words(sql);
-  if (!toFirstWord(words) || isIn(kHolding, words.word())) return false;
+  SqlWords words(sql, kMariaDbDialect);
+  if (!words.toFirst() || isIn(kHolding, words.word())) return false;
   while (words.next()) {
     if (words.word() != ";" && words.previous() == ";") return true;
   }

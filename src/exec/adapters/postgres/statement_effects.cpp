@@ -1,15 +1,12 @@
 #include "exec/adapters/postgres/statement_effects.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <iterator>
 #include <string_view>
-#include <utility>
 
-#include "common/ascii.h"
 #include "exec/adapters/postgres/PostgresDialect.h"
-#include "exec/adapters/sql/SqlScanner.h"
+#include "exec/adapters/sql/SqlWords.h"
 
 namespace vorn {
 
@@ -57,93 +54,15 @@ static_assert(std::is_sorted(std::begin(kHarmless), std::end(kHarmless)));
 static_assert(std::is_sorted(std::begin(kPlain), std::end(kPlain)));
 static_assert(std::is_sorted(std::begin(kKeeping), std::end(kKeeping)));
 
-template <std::size_t Size>
-bool isIn(const std::string_view (&words)[Size], std::string_view word) {
-  return std::binary_search(std::begin(words), std::end(words), word);
-}
-
-enum class ByteKind : unsigned char { Sign, Word, Blank, Opening };
-
-// Opening: a literal, a quoted name or a comment may begin.
-constexpr std::array<ByteKind, 256> makeByteKinds() {
-  std::array<ByteKind, 256> kinds{};
-  for (int byte = 0; byte < 256; ++byte) {
-    const bool word = ascii::isIdentifierByte(static_cast<char>(byte));
-    kinds[static_cast<std::size_t>(byte)] = word ? ByteKind::Word : ByteKind::Sign;
-  }
-  for (const char byte : {' ', '\n', '\t', '\r', '\f', '\v'})
-    kinds[static_cast<unsigned char>(byte)] = ByteKind::Blank;
-  for (const char byte : {'\'', '"', '$', '-', '/'})
-    kinds[static_cast<unsigned char>(byte)] = ByteKind::Opening;
-  return kinds;
-}
-
-constexpr std::array<ByteKind, 256> kByteKinds = makeByteKinds();
-
-ByteKind kindOf(char c) {
-  return kByteKinds[static_cast<unsigned char>(c)];
-}
-
-/// A statement's words and signs, one after the other. Literals and comments are passed over.
-class Words {
- public:
-  explicit Words(const std::string& sql) : m_sql(sql), m_scanner(sql, kPostgresDialect) {}
-
-  /// Goes on to the next token. @return false at the end
-  bool next() {
-    m_previous.swap(m_word);
-    while (m_at < m_sql.size()) {
-      const std::size_t begin = m_at;
-      const ByteKind kind = kindOf(m_sql[begin]);
-      const std::size_t end = kind == ByteKind::Opening ? m_scanner.opaqueEnd(begin) : begin;
-      if (end > begin) {
-        m_at = end;
-        const char first = m_sql[begin];
-        if (first == '-' || first == '/') continue;
-        // A literal is a sign. A quoted name is a word that equals no other, but for the temporary schema.
-        m_word = first != '"' ? "'" : m_sql.compare(begin + 1, 7, "pg_temp") == 0 ? "pg_temp" : "\"";
-        return true;
-      }
-      ++m_at;
-      if (kind == ByteKind::Blank) continue;
-      if (kind == ByteKind::Word) {
-        while (m_at < m_sql.size() && kindOf(m_sql[m_at]) == ByteKind::Word) ++m_at;
-      }
-      m_word.assign(m_sql, begin, m_at - begin);
-      std::transform(m_word.begin(), m_word.end(), m_word.begin(), ascii::lowerCase);
-      return true;
-    }
-    m_word.clear();
-    return false;
-  }
-
-  /// @return the word in lower case, or one character that is none of an unquoted word
-  const std::string& word() const { return m_word; }
-  const std::string& previous() const { return m_previous; }
-  bool isName() const { return kindOf(m_word[0]) == ByteKind::Word || m_word[0] == '"'; }
-
- private:
-  const std::string& m_sql;
-  const SqlScanner m_scanner;
-  std::size_t m_at = 0;
-  std::string m_word;
-  std::string m_previous;
-};
-
-// To the first word, which may stand after parentheses.
-bool toFirstWord(Words& words) {
-  while (words.next()) {
-    if (words.word() != "(" && words.word() != ";") return true;
-  }
-  return false;
-}
-
 // What stands before a name whose parentheses hold names or a length: as g(n), with w(n), into t (a, b)
 bool introducesName(const std::string& word) {
   return word == "as" || word == "with" || word == "recursive" || word == "into" || word == "table";
 }
 
-bool isTemporary(const std::string& word) {
+// Also where the temporary schema is quoted.
+bool isTemporary(const SqlWords& words) {
+  const std::string& word = words.word();
+  if (word[0] == '"') return words.text().substr(1, 7) == "pg_temp";
   if (word[0] != 't' && word[0] != 'p') return false;
   return word == "temp" || word == "temporary" || word.compare(0, 7, "pg_temp") == 0;
 }
@@ -155,8 +74,8 @@ bool isModification(const std::string& word) {
 }  // namespace
 
 bool writesAndReturns(const std::string& sql) {
-  Words words(sql);
-  if (!toFirstWord(words)) return true;
+  SqlWords words(sql, kPostgresDialect);
+  if (!words.toFirst()) return true;
   const std::string first = words.word();
   if (first == "with") {
     // A part of the query that modifies begins after its parenthesis, the whole after the last one.
@@ -170,18 +89,18 @@ bool writesAndReturns(const std::string& sql) {
 }
 
 bool isCopy(const std::string& sql) {
-  Words words(sql);
-  return toFirstWord(words) && words.word() == "copy";
+  SqlWords words(sql, kPostgresDialect);
+  return words.toFirst() && words.word() == "copy";
 }
 
 bool isRollback(const std::string& sql) {
-  Words words(sql);
-  return toFirstWord(words) && (words.word() == "rollback" || words.word() == "abort");
+  SqlWords words(sql, kPostgresDialect);
+  return words.toFirst() && (words.word() == "rollback" || words.word() == "abort");
 }
 
 SchemaEffect schemaEffect(const std::string& sql) {
-  Words words(sql);
-  if (!toFirstWord(words)) return SchemaEffect::None;
+  SqlWords words(sql, kPostgresDialect);
+  if (!words.toFirst()) return SchemaEffect::None;
   const std::string first = words.word();
   if (first == "commit" || first == "end" || first == "rollback" || first == "abort") {
     // With "to" or "chain" the transaction goes on.
@@ -200,8 +119,8 @@ SchemaEffect schemaEffect(const std::string& sql) {
 }
 
 bool mayChangeSession(const std::string& sql) {
-  Words words(sql);
-  if (!toFirstWord(words)) return false;
+  SqlWords words(sql, kPostgresDialect);
+  if (!words.toFirst()) return false;
   if (words.word() == "set") {
     // These end with the transaction.
     return !words.next() ||
@@ -214,7 +133,7 @@ bool mayChangeSession(const std::string& sql) {
   while (words.next()) {
     const std::string& word = words.word();
     if (word == "(" && name && !introduced && (qualified || !isIn(kHarmless, words.previous()))) return true;
-    if (isTemporary(word)) return true;
+    if (isTemporary(words)) return true;
     name = words.isName();
     if (name) {
       qualified = words.previous() == ".";
