@@ -13,6 +13,7 @@ constexpr std::size_t kLastSteps = 25;    // that a failure shows
 constexpr std::size_t kClassSize = sizeof "postgresql 22" - 1;  // of a failure, without its last places
 
 const std::string kLost = "vorn 10 TRANSACTION_LOST";
+const std::string kNone = "vorn 9 NO_TRANSACTION";
 
 bool returnsRows(const std::string& sql) {
   const std::size_t word = sql.find_first_not_of(" \n");
@@ -123,7 +124,7 @@ void DifferentialTest::endRound() {
   finishReadings(0);
   for (Name& on : m_names) {
     on.holder.reset();
-    if (on.twin && (on.isLost || on.twin->inTransaction())) expectSameCall(on, Effect::Rollback);
+    if (on.twin && (on.lost || on.twin->inTransaction())) expectSameCall(on, Effect::Rollback);
     if (on.ours != nullptr) on.ours->rollbackTransaction();
   }
   if (m_names[0].twin) expectSameStored();
@@ -133,8 +134,8 @@ void DifferentialTest::endRound() {
 void DifferentialTest::step() {
   Name& on = m_names[chance(4) ? 1 : 0];
   if (chance(6)) finishReadings(m_generator.below(kMostReadings));
-  const bool isInside = on.isLost || on.twin->inTransaction();
-  if (chance(!isInside ? 25 : on.twin->hasFailed() ? 2 : 12)) {
+  const bool isInside = on.lost || on.twin->inTransaction();
+  if (chance(!isInside ? 25 : on.lost || on.twin->hasFailed() ? 2 : 12)) {
     moveTransaction(on);
   } else if (chance(15)) {
     expectSameBatch(on);
@@ -166,7 +167,7 @@ void DifferentialTest::takeStatement(Name& on) {
 }
 
 void DifferentialTest::moveTransaction(Name& on) {
-  const bool isInside = on.isLost || on.twin->inTransaction();
+  const bool isInside = on.lost || on.twin->inTransaction();
   const bool begins = isInside == chance(8);
   const Effect effect = begins ? Effect::Begin : chance(3) ? Effect::Rollback : Effect::Commit;
   if (chance(2)) return expectSameCall(on, effect);
@@ -176,7 +177,7 @@ void DifferentialTest::moveTransaction(Name& on) {
 
 void DifferentialTest::rebind(Name& on) {
   if (chance(2)) {
-    if (on.holder || on.isLost) return on.holder.reset();
+    if (on.holder || on.lost) return on.holder.reset();
     on.holder.emplace(on.name.c_str());
     return expectSame(on, raw("select 1"), Effect::None);  // now there is a connection to hold
   }
@@ -227,15 +228,15 @@ std::size_t DifferentialTest::usesOf(const Name& on) const {
 template <typename Work>
 DifferentialTest::Outcome DifferentialTest::onTwin(Name& on, Effect effect, const Work& work) {
   reconnectTwins();
-  if (on.isLost) {
+  if (on.lost) {
     if (effect == Effect::None) return {{}, kLost};
-    on.isLost = false;
-    if (effect != Effect::Begin) return {{}, effect == Effect::Commit ? kLost : kSuccess};
+    const bool undone = *std::exchange(on.lost, {});
+    if (effect != Effect::Begin) return {{}, !undone ? kNone : effect == Effect::Commit ? kLost : kSuccess};
   }
   const bool wasInside = on.twin->inTransaction();
   Outcome outcome = work(wasInside);
   const bool ended = wasInside && !on.twin->inTransaction();
-  on.isLost = ended && outcome.end != kSuccess && effect == Effect::None && undoes(outcome.end);
+  if (ended && outcome.end != kSuccess && effect == Effect::None) on.lost = undoes(outcome.end);
   return outcome;
 }
 
@@ -263,7 +264,7 @@ void DifferentialTest::expectSameCall(Name& on, Effect effect) {
   if (HasFailure()) return;
   const bool begins = effect == Effect::Begin;
   const Outcome twins = onTwin(on, effect, [&](bool inside) {
-    if (inside == begins) return Outcome{{}, inside ? "vorn 8 TRANSACTION_OPEN" : "vorn 9 NO_TRANSACTION"};
+    if (inside == begins) return Outcome{{}, inside ? "vorn 8 TRANSACTION_OPEN" : kNone};
     return on.twin->run(begins ? m_beginning : effect == Effect::Commit ? "commit" : "rollback", false);
   });
   const unsigned long code = begins                     ? on.ours->beginTransaction()
@@ -329,7 +330,7 @@ DifferentialTest::Outcome DifferentialTest::insertOnTwin(Client& twin, const std
 }
 
 void DifferentialTest::expectSameInside(Name& on) {
-  if (HasFailure() || on.isLost || on.twin->hasFailed()) return;
+  if (HasFailure() || on.lost || on.twin->hasFailed()) return;
   reconnectTwins();
   Reading reading;
   const std::string sql = contentsSql(*on.twin);

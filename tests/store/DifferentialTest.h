@@ -79,7 +79,7 @@ class DifferentialTest : public StoreTest {
   virtual std::string literal(const Value& value);
   /// @return whether two descriptions of a code are equal for a caller
   virtual bool isSame(const std::string& twins, const std::string& ours) { return twins == ours; }
-  /// @return whether a failure that ended a transaction has undone it
+  /// @return whether a failure that ended a transaction has undone it; else it may be stored
   virtual bool undoes(const std::string&) { return true; }
 
   static std::string textOf(const Value& value);
@@ -100,9 +100,9 @@ class DifferentialTest : public StoreTest {
     CVORN* ours = nullptr;
     std::string name;
     std::unique_ptr<Client> twin;
-    std::size_t store = 0;   ///< to which the next connection leads
-    bool isChanged = false;  ///< whether the next connection is another one for the caller
-    bool isLost = false;     ///< whether its transaction was lost, and the caller has not reacted
+    std::size_t store = 0;          ///< to which the next connection leads
+    bool isChanged = false;         ///< whether the next connection is another one for the caller
+    std::optional<bool> lost = {};  ///< a transaction, and the caller has not reacted: whether it was undone
     std::optional<vorn::DataSession> holder;  ///< keeps the connection
   };
 

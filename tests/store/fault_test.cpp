@@ -237,18 +237,21 @@ TEST_P(Faults, BatchInATransaction) {
 }
 
 TEST_P(Faults, WholeTransaction) {
-  for (const bool byText : {false, true}) {
+  std::vector<std::string> ends = {"", "commit"};
+  // The server commits before it looks at the change.
+  if (GetParam().store.name == "MariaDb") ends.emplace_back("create or replace table ended(n int)");
+  for (const std::string& end : ends) {
     strikeEverywhere([&] {
       const long operation = ++m_operation;
       const bool done = isDone([&] {
-        unsigned long code = byText ? db->execWriteSQL(raw("begin")) : db->beginTransaction();
+        unsigned long code = end.empty() ? db->beginTransaction() : db->execWriteSQL(raw("begin"));
         if (code == 0) code = send(db, operation, 0, 1);
         if (code == 0) code = send(db, operation, 1, 20);
         if (code != 0) return code;
-        return byText ? db->execWriteSQL(raw("commit")) : db->commitTransaction();
+        return end.empty() ? db->commitTransaction() : db->execWriteSQL(raw(end));
       });
-      if (!done) db->rollbackTransaction();
-      expectRows(operation, 21, done, GetParam().store.isRemote);
+      const bool undone = !done && db->rollbackTransaction() == 0;
+      expectRows(operation, 21, done, GetParam().store.isRemote && !undone);
     });
   }
 }

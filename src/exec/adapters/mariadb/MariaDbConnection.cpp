@@ -191,43 +191,51 @@ ExecResult MariaDbConnection::run(const StatementShape& shape, StatementEffects&
   return result;
 }
 
-/// @param inside  whether a transaction was open before
-ExecResult MariaDbConnection::judge(bool inside, const StatementEffects& effects, ExecResult result) {
-  m_mayHaveCommitted = inside && !result.succeeded() && !inTransaction() && effects.mayCommit;
-  return result;
+/// Does the work of a call, and sees whether the transaction that was open may be stored although it fails.
+template <typename Work>
+ExecResult MariaDbConnection::judge(const StatementEffects& effects, const Work& work) {
+  const bool inside = inTransaction();
+  m_mayHaveCommitted = false;
+  try {
+    ExecResult result = work();
+    m_mayHaveCommitted = inside && !result.succeeded() && !inTransaction() && effects.mayCommit;
+    return result;
+  } catch (...) {
+    m_mayHaveCommitted = inside && effects.mayCommit;
+    throw;
+  }
 }
 
 ExecResult MariaDbConnection::read(const StatementShape& shape, std::unique_ptr<StoreCursor>& cursor) {
-  const bool inside = inTransaction();
   StatementEffects effects;
   std::unique_ptr<MariaDbCursor> opened;
-  ExecResult result = run(shape, effects, [&] {
-    opened.reset();
-    opened = std::make_unique<MariaDbCursor>(m_executor);
-    return opened->start();
+  return judge(effects, [&] {
+    ExecResult result = run(shape, effects, [&] {
+      opened.reset();
+      opened = std::make_unique<MariaDbCursor>(m_executor);
+      return opened->start();
+    });
+    // A write that returns rows may still fail after the last of them.
+    if (result.succeeded() && opened->streams() && !effects.onlyReads) {
+      if (!opened->drain()) giveUp();
+      result = opened->failure();
+    }
+    if (result.succeeded()) cursor = std::move(opened);
+    return result;
   });
-  // A write that returns rows may still fail after the last of them.
-  if (result.succeeded() && opened->streams() && !effects.onlyReads) {
-    if (!opened->drain()) giveUp();
-    result = opened->failure();
-  }
-  if (result.succeeded()) cursor = std::move(opened);
-  return judge(inside, effects, std::move(result));
 }
 
 ExecResult MariaDbConnection::write(const StatementShape& shape, std::uint64_t& rows) {
-  const bool inside = inTransaction();
   StatementEffects effects;
-  ExecResult result =
-      run(shape, effects, [&] { return m_executor.finish(effects.countsRows ? &rows : nullptr); });
-  return judge(inside, effects, std::move(result));
+  return judge(effects, [&] {
+    return run(shape, effects, [&] { return m_executor.finish(effects.countsRows ? &rows : nullptr); });
+  });
 }
 
 ExecResult MariaDbConnection::batch(const std::string& sql, const BatchColumns& columns,
                                     std::uint64_t& rows) {
-  const bool inside = inTransaction();
-  ExecResult result = MariaDbBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows);
-  return judge(inside, effectsOf(sql), std::move(result));
+  return judge(effectsOf(sql),
+               [&] { return MariaDbBatch(*this, m_executor, m_batchStatements, columns).run(sql, rows); });
 }
 
 }  // namespace vorn

@@ -37,7 +37,8 @@ class MariaDbConnection : public StoreConnection {
 
   ExecResult settle();
   bool resetSession();
-  ExecResult judge(bool inside, const StatementEffects& effects, ExecResult result);
+  template <typename Work>
+  ExecResult judge(const StatementEffects& effects, const Work& work);
   ExecResult sendText(const StatementShape& shape, StatementEffects& effects);
   template <typename Take>
   ExecResult run(const StatementShape& shape, StatementEffects& effects, const Take& take);

@@ -117,7 +117,7 @@ class DataSession::Impl {
       result = run(*connection, *shape, rows);
     } catch (...) {
       m_cursor.take().reset();
-      m_shared->connectionThrew();
+      m_shared->connectionThrew(text);
       throw;
     }
     m_shared->statementRan(result, text);

@@ -116,8 +116,12 @@ void ThreadSession::statementRan(const ExecResult& result, TransactionText text)
   }
 }
 
-void ThreadSession::connectionThrew() noexcept {
+void ThreadSession::connectionThrew(TransactionText text) noexcept {
+  const bool wasOpen = m_transaction == Transaction::Open;
   noticeLoss();
+  const bool mayBeStored =
+      text == TransactionText::Commit || (m_connection && m_connection->mayHaveCommitted());
+  if (wasOpen && m_transaction == Transaction::Lost && mayBeStored) m_transaction = Transaction::Unknown;
   endUnacknowledged();
 }
 
@@ -139,7 +143,7 @@ ExecResult ThreadSession::begin() {
   try {
     result = target->begin();
   } catch (...) {
-    connectionThrew();
+    connectionThrew(TransactionText::Begin);
     throw;
   }
   if (result.succeeded()) m_transaction = Transaction::Open;
@@ -156,7 +160,7 @@ ExecResult ThreadSession::commit() {
   try {
     result = target->commit();
   } catch (...) {
-    connectionThrew();
+    connectionThrew(TransactionText::Commit);
     throw;
   }
   if (!target->inTransaction()) m_transaction = Transaction::None;

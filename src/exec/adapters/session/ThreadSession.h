@@ -54,7 +54,8 @@ class ThreadSession {
   void statementRan(const ExecResult& result, TransactionText text) noexcept;
 
   /// Takes note of an exception that came out of the connection.
-  void connectionThrew() noexcept;
+  /// @param text  what the call was to do to the transaction
+  void connectionThrew(TransactionText text) noexcept;
 
   /// Drains and closes the connection if it must not be open while the process forks.
   void prepareFork() noexcept;
