@@ -17,7 +17,8 @@ namespace {
 // Whatever the server has for its defaults: a backslash in a literal is a plain byte, double quotes are for
 // names, two bars concatenate, a blank may stand before the parenthesis of a call, a value that does not fit
 // its column is refused, and a zero is kept as it is by a column that counts up. Times are UTC. The server
-// waits for a reader that takes its time, and says when the state of the session changes.
+// waits for a reader that takes its time, and says when the state of the session changes, but not the name of
+// its database, for which the client library cannot go without memory.
 // clang-format off
 constexpr char kSessionSettings[] =
     "set names utf8mb4 collate utf8mb4_general_ci,"
@@ -26,7 +27,7 @@ constexpr char kSessionSettings[] =
     " time_zone='+00:00', lc_time_names='en_US', default_week_format=0, div_precision_increment=4,"
     " autocommit=1, completion_type=0, foreign_key_checks=1, unique_checks=1, sql_auto_is_null=0,"
     " sql_safe_updates=0, sql_select_limit=default, max_recursive_iterations=4294967295,"
-    " net_write_timeout=28800, session_track_state_change=1";
+    " net_write_timeout=28800, session_track_state_change=1, session_track_schema=0";
 // clang-format on
 
 constexpr char kRole[] = "select ifnull(current_role(), '')";
@@ -117,8 +118,8 @@ bool MariaDbConnection::resetSession() {
   std::string use = "use `";
   for (const char c : m_settings.database) use.append(c == '`' ? 2 : 1, c);
   std::string role;
-  return m_executor.channel().resetSession() && m_executor.run(use + "`").succeeded() &&
-         settle().succeeded() && m_executor.ask(kRole, role).succeeded() && role == m_role;
+  return m_executor.channel().resetSession() && settle().succeeded() &&
+         m_executor.run(use + "`").succeeded() && m_executor.ask(kRole, role).succeeded() && role == m_role;
 }
 
 void MariaDbConnection::giveUp() noexcept {
