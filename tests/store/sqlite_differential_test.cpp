@@ -44,6 +44,7 @@ class SqliteDifferential : public DifferentialTest {
   SqliteDifferential() : DifferentialTest("store/sqlite_statements.txt") {
     m_beginning = "begin immediate";
     m_hasOrder = true;
+    m_checksRowsTogether = true;  // a foreign key, after all rows of a statement
   }
 
   // A database in memory is that of one session name, and nobody else can look at it.
