@@ -56,8 +56,9 @@ class VORN_API Transaction {
   /// rolled back.
   /// @return 0 when everything that was written in the transaction is stored. A code of the class
   ///         `ErrorClass::ConnectionLost` may mean that it is stored and that only the answer was lost; every
-  ///         other failure means that nothing is stored, except `vorn 9 NO_TRANSACTION`: the transaction was
-  ///         ended by others, who know how. When it had not begun or was over: code(), or 1 if that is 0.
+  ///         other failure means that nothing is stored, except `vorn 9 NO_TRANSACTION`: something else has
+  ///         ended the transaction, and may have stored it. When it had not begun or was over: code(), or 1
+  ///         if that is 0.
   unsigned long commit();
 
   /// Undoes everything that was written in the transaction, which is over afterwards.

@@ -17,17 +17,17 @@ CuttingProxy::~CuttingProxy() {
   close(m_listener);
 }
 
-void CuttingProxy::arm(Side side, long bytes, bool lasting) {
+void CuttingProxy::arm(Side side, long bytes, Harm harm) {
   m_side = side;
-  m_isLasting = lasting;
-  m_hasCut = false;
+  m_harm = harm;
+  m_isDone = false;
   m_left = bytes;
 }
 
 bool CuttingProxy::disarm() {
   m_left = 0;
   m_isShut = false;
-  return m_hasCut;
+  return m_isDone;
 }
 
 void CuttingProxy::run() {
@@ -61,18 +61,23 @@ bool CuttingProxy::passOn(int from) {
   if (m_left > 0 && m_ends[from].side == m_side) {
     if (m_left <= size) {
       allowed = m_left - 1;
-      m_hasCut = true;
-      m_isShut = m_isLasting.load();
+      m_isDone = true;
+      m_isShut = m_harm == Harm::CutForAll;
     }
     m_left -= std::min<long>(m_left, size);
   }
-  for (ssize_t sent = 0; sent < allowed;) {
-    const ssize_t now =
-        send(m_ends[from].other, bytes + sent, static_cast<std::size_t>(allowed - sent), MSG_NOSIGNAL);
-    if (now <= 0) return false;
-    sent += now;
-  }
-  return allowed == size;
+  const auto passes = [&](ssize_t sent, ssize_t end) {
+    while (sent < end) {
+      const ssize_t now =
+          send(m_ends[from].other, bytes + sent, static_cast<std::size_t>(end - sent), MSG_NOSIGNAL);
+      if (now <= 0) return false;
+      sent += now;
+    }
+    return true;
+  };
+  if (!passes(0, allowed) || (allowed < size && m_harm != Harm::Stall)) return false;
+  if (allowed < size) usleep(20000);
+  return passes(allowed, size);
 }
 
 void CuttingProxy::cut(int end) {

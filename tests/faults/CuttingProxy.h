@@ -6,10 +6,12 @@
 #include <thread>
 
 /// Passes on what clients and a server on this machine say to each other, and cuts a connection in the middle
-/// of it.
+/// of it, or lets it wait there.
 class CuttingProxy {
  public:
   enum class Side { Client, Server };
+  /// CutForAll: nobody is let in after it until disarm(). Stall: the byte and what follows come later.
+  enum class Harm { Cut, CutForAll, Stall };
 
   explicit CuttingProxy(int serverPort);
   ~CuttingProxy();
@@ -18,9 +20,8 @@ class CuttingProxy {
 
   int port() const { return m_port; }
 
-  /// Cuts the connection on which the byte comes that this side sends next, or so many later.
-  /// @param lasting  whether nobody is let in after that, until disarm()
-  void arm(Side side, long bytes, bool lasting);
+  /// Does harm to the connection on which the byte comes that this side sends next, or so many later.
+  void arm(Side side, long bytes, Harm harm);
 
   /// @return whether that byte has come
   bool disarm();
@@ -40,8 +41,9 @@ class CuttingProxy {
   int m_port = 0;
   const int m_listener;
   std::map<int, End> m_ends;    ///< by socket
-  std::atomic<long> m_left{0};  ///< bytes up to the cut, its own included; 0: none is to be made
+  std::atomic<long> m_left{0};  ///< bytes up to the harm, its own included; 0: none is to be done
   std::atomic<Side> m_side{Side::Client};
-  std::atomic<bool> m_isLasting{false}, m_isShut{false}, m_hasCut{false}, m_isOver{false};
+  std::atomic<Harm> m_harm{Harm::Cut};
+  std::atomic<bool> m_isShut{false}, m_isDone{false}, m_isOver{false};
   std::thread m_thread;
 };

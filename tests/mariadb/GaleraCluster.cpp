@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{60};
+constexpr std::chrono::seconds kPatience{150};
 
 std::string lastLines(const std::string& file) {
   std::ifstream stream(file);
@@ -78,7 +78,7 @@ void GaleraCluster::waitUntilSynced(int node, int members) const {
 
 void GaleraCluster::waitUntilSynced() {
   for (int node = 0; node < kNodes; ++node) {
-    if (TestProgram::comesTrue(kPatience / 2, [&] { return isSynced(node, kNodes); })) continue;
+    if (TestProgram::comesTrue(kPatience / 3, [&] { return isSynced(node, kNodes); })) continue;
     ++m_restarts;
     kill(node);
     rejoin(node);

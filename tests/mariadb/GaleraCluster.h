@@ -5,7 +5,7 @@
 /// A cluster of three nodes of the test's own, each at an address of its own of the loopback network and with its
 /// data in a temporary directory. They end with the object, and with the thread that started them.
 ///
-/// Nodes are numbered from 0. A call that takes longer than a minute throws.
+/// Nodes are numbered from 0. A call that takes longer than two and a half minutes throws.
 class GaleraCluster {
  public:
   static constexpr int kNodes = 3;
@@ -26,7 +26,7 @@ class GaleraCluster {
   /// Waits until a node says that its part of the cluster has so many members, and that it is in step with them.
   void waitUntilSynced(int node, int members) const;
   /// Waits until all nodes are in step. A node that was cast out may give up in place of coming back ("failed to form
-  /// singleton view"), until its server is started again. So it is when it is not there after half a minute, as by
+  /// singleton view"), until its server is started again. So it is when it is not there after most of a minute, as by
   /// whoever watches over it.
   void waitUntilSynced();
   /// @return how often a node was started again because it did not come back

@@ -15,15 +15,18 @@ namespace {
 
 using Extent = FailingAllocations::Extent;
 using Side = CuttingProxy::Side;
+using Harm = CuttingProxy::Harm;
 using Disk = FailingVfs::Kind;
 
-/// What fails, and where: an allocation, what `disk` says, or the connection at a byte that `side` sends.
+/// What fails, and where: an allocation, what `disk` says, or the connection at a byte that `side` sends; one that only
+/// stalls there does no harm.
 struct Fault {
   StoreKind store;
   std::string name;
   std::string query = {};
   std::optional<Disk> disk = {};
   std::optional<Side> side = {};
+  bool stalls = false;
 
   bool isOfMemory() const { return !disk && !side; }
 };
@@ -39,6 +42,8 @@ std::vector<Fault> allFaults() {
     if (!kind.isRemote) continue;
     faults.push_back({kind, "CutAtTheClients" + kind.name, kind.plainQuery, {}, Side::Client});
     faults.push_back({kind, "CutAtTheServers" + kind.name, kind.plainQuery, {}, Side::Server});
+    faults.push_back({kind, "StalledAtTheClients" + kind.name, kind.plainQuery, {}, Side::Client, true});
+    faults.push_back({kind, "StalledAtTheServers" + kind.name, kind.plainQuery, {}, Side::Server, true});
   }
   const StoreKind sqlite = storeKinds().back();
   const std::pair<const char*, Disk> disks[] = {{"FailingDisk", Disk::IoError},
@@ -70,7 +75,7 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
 
   /// All of them take an hour.
   long stride() {
-    const unsigned long most = GetParam().side ? 400 : GetParam().disk ? 8 : 1;
+    const unsigned long most = GetParam().stalls ? 900 : GetParam().side ? 400 : GetParam().disk ? 8 : 1;
     return std::getenv("VORN_TEST_EVERY_FAULT") != nullptr ? 1 : 1 + static_cast<long>(m_random() % most);
   }
 
@@ -82,7 +87,8 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
 
   void arm(bool isLasting) {
     if (GetParam().disk) FailingVfs::arm(*GetParam().disk, m_first, isLasting);
-    if (GetParam().side) m_proxy->arm(*GetParam().side, m_first, isLasting);
+    const Harm harm = GetParam().stalls ? Harm::Stall : isLasting ? Harm::CutForAll : Harm::Cut;
+    if (GetParam().side) m_proxy->arm(*GetParam().side, m_first, harm);
     if (GetParam().isOfMemory()) FailingAllocations::arm(m_first, m_extent);
   }
 
@@ -137,6 +143,7 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
       EXPECT_TRUE(GetParam().isOfMemory());
     }
     disarm();
+    EXPECT_TRUE(done || !GetParam().stalls);
     return done;
   }
 

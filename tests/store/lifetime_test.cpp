@@ -1,11 +1,29 @@
 // What outlives calls: processes that fork, threads and objects that end.
-#include <functional>
+#include <fcntl.h>
 
-#include "store/store_fixture.h"
+#include <atomic>
+#include <functional>
+#include <list>
+#include <set>
+
+#include "faults/HarmTest.h"
 
 namespace {
 
-class Lifetime : public StoreTest, public testing::WithParamInterface<StoreKind> {};
+class Lifetime : public HarmTest, public testing::WithParamInterface<StoreKind> {
+ protected:
+  /// Runs a disabled test as a program of its own on the store. @return whether it ended well
+  static bool runs(const char* program, const std::string& url) {
+    return holdsInChild([&] {
+      setenv("VORN_STORE_DEFAULT", url.c_str(), 1);
+      unsetenv("LOCPATH");
+      const std::string filter = std::string("--gtest_filter=LifetimeProgram.DISABLED_") + program;
+      execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_brief=1",
+            filter.c_str(), nullptr);
+      return false;
+    });
+  }
+};
 
 struct AtEnd {
   std::function<void()> work;
@@ -39,13 +57,7 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   const std::string url = GetParam().freshUrl();
   useStore(url);
   ASSERT_EQ(run(db, "create table t (n bigint primary key, v int)"), kSuccess);
-  EXPECT_TRUE(holdsInChild([&] {
-    setenv("VORN_STORE_DEFAULT", url.c_str(), 1);
-    unsetenv("LOCPATH");
-    execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_brief=1",
-          "--gtest_filter=LifetimeProgram.*", nullptr);
-    return false;
-  }));
+  EXPECT_TRUE(runs("StaticObjectsRunStatements", url));
   EXPECT_EQ(rowsOf(db, "select n from t order by n"), "1;2;4");
 
   EXPECT_EQ(run(db, "delete from t"), kSuccess);
@@ -61,6 +73,79 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   }).join();
   vorn::setLogSink({});
   EXPECT_EQ(rowsOf(db, "select n from t order by n"), "10;11");
+}
+
+// A program of its own, which leaves while eight threads write. What they were told goes to a file.
+TEST(LifetimeProgram, DISABLED_ExitsWhileThreadsWrite) {
+  const int told = open(std::getenv("VORN_TEST_TOLD"), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  static std::atomic<int> written{0};
+  for (long thread = 0; thread < 8; ++thread) {
+    std::thread([thread, told] {
+      MIRAsqlDB database(false);
+      for (long n = getpid() * 1000L * 8 + thread;; n += 8) {
+        const std::string line = std::to_string(n) + "\n";
+        if (run(&database, "insert into t values(" + line + ", 0)") != kSuccess) continue;
+        if (write(told, line.data(), line.size()) < 0) abort();
+        ++written;
+      }
+    }).detach();
+  }
+  while (written < 20) usleep(1000);
+  std::exit(0);
+}
+
+TEST_P(Lifetime, AProcessExitsWhileItsThreadsWrite) {
+  const TemporaryDirectory directory;
+  setenv("VORN_TEST_TOLD", directory.file("told").c_str(), 1);
+  const std::string url = GetParam().freshUrl() + "?acquire_timeout_ms=2000" + GetParam().plainQuery;
+  prepare(url);
+  for (int round = 0; round < 10; ++round) EXPECT_TRUE(runs("ExitsWhileThreadsWrite", url));
+  std::set<std::string> found;
+  for (const std::string& n : split(rowsOf(db, "select n from t"), ";"))
+    EXPECT_TRUE(found.insert(n).second) << n;
+  std::ifstream told(directory.file("told"));
+  long count = 0;
+  for (std::string n; std::getline(told, n); ++count) EXPECT_EQ(found.count(n), 1U) << n;
+  EXPECT_GE(count, 200);
+}
+
+// Some leave a transaction open, which is rolled back, or a reader, whose rows another thread takes, also
+// after the store was unbound.
+TEST_P(Lifetime, AThousandShortThreadsLeaveThingsOpen) {
+  constexpr int kThreads = 1000;
+  const std::string url =
+      GetParam().freshUrl() + "?pool_size=12&acquire_timeout_ms=5000" + GetParam().plainQuery;
+  prepare(url);
+  std::mt19937 random(testSeed());
+  Ledger ledger;
+  for (int ended = 0; ended < kThreads && !HasFailure();) {
+    std::list<Reading> left;
+    std::vector<std::thread> threads;
+    for (; threads.size() < 8; ++ended) {
+      const auto choice = random() % 5;
+      const long operation = ledger.begin(), rows = 1 + static_cast<long>(random() % 5);
+      Reading& reading = left.emplace_back();
+      threads.emplace_back([&, choice, operation, rows] {
+        MIRAsqlDB own(false);
+        EXPECT_TRUE(choice == 0 || own.beginTransaction() == 0);
+        EXPECT_EQ(describe(send(&own, operation, 0, rows)), kSuccess);
+        EXPECT_TRUE(choice != 1 || own.commitTransaction() == 0);
+        ledger.note(operation, rows, choice < 2 ? Ledger::Told::Done : Ledger::Told::Undone);
+        if (choice == 2 || reading.start(&own) != 0) return;
+        reading.take(static_cast<long>(choice) * 60);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    if (random() % 4 == 0) {
+      vorn::unbindStores();
+      useStore(url);
+    }
+    for (Reading& reading : left) {
+      EXPECT_TRUE(reading.last == 0 || (reading.endsWell() && reading.last == kReadRows)) << reading.last;
+    }
+  }
+  ledger.expectIn(rowsOf(db, Ledger::kQuery));
+  EXPECT_EQ(rowsOf(db, GetParam().integritySql), "ok");
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, Lifetime, testing::ValuesIn(storeKinds()),
