@@ -55,7 +55,10 @@ TEST_F(MariaDbCluster, TransactionsAreRunAgainAfterAConflictAndWhenTheirNodeLeav
     return code;
   };
   EXPECT_EQ(describe(vorn::retryTransaction(*db, work)), kSuccess);
-  EXPECT_EQ(attempts, cluster().address(0) + ";" + cluster().address(0) + ";");
+  // The other's update may come while the second attempt runs, too.
+  const std::string once = cluster().address(0) + ";";
+  EXPECT_EQ(replaced(attempts, once, ""), "") << attempts;
+  EXPECT_GE(attempts.size(), 2 * once.size());
   EXPECT_EQ(cluster().query(2, "select v from state.raised"), "2");
 
   cluster().query(0, "set global wsrep_provider_options='gmcast.isolate=1'");
