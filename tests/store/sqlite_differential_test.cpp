@@ -81,7 +81,7 @@ class SqliteDifferential : public DifferentialTest {
     for (const auto& row : client.run("select name from sqlite_schema where type = 'table'", true).rows) {
       const std::string table = row.substr(2, row.size() - 3);
       const auto columns = client.run(
-          "select group_concat(" + value + ", '||') from pragma_table_xinfo('" + table + "')", true);
+          "select group_concat(" + value + ", '||') from pragma_table_xinfo('" + table + "', 'main')", true);
       all += " union all select '" + table + " '||" + columns.rows.at(0).substr(2) + "from main.\"" + table +
              "\"";
     }
