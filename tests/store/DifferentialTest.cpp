@@ -315,12 +315,24 @@ DifferentialTest::Outcome DifferentialTest::insertOnTwin(Client& twin, const std
     outcome.end = outcome.rows[0];
     return false;
   };
-  if (!succeeds(isInside ? "savepoint batch_rows" : m_beginning)) return outcome;
+  if (!isInside && !succeeds(m_beginning)) return outcome;
+  if (!succeeds("savepoint batch_rows")) return outcome;
   for (const std::string& row : rows) {
     twin.run("savepoint one_row", false);
     if (succeeds(insert + row + ")")) continue;
     if (!m_checksRowsTogether || !twin.inTransaction()) break;
     twin.run("rollback to one_row", false);
+  }
+  if (!outcome.rows.empty() && m_checksRowsTogether && twin.inTransaction()) {
+    std::string nothing = "null";  // an insert may be refused whatever its values are
+    for (std::size_t column = split(insert, ", ").size(); column > 1; --column) nothing += ", null";
+    succeeds("explain " + insert + nothing + ")");
+  }
+  if (!outcome.rows.empty() && isOfAllRows(outcome.end)) {
+    outcome = twin.run("rollback to batch_rows", false);
+    std::string all;
+    for (const std::string& row : rows) all += (all.empty() ? insert : ", (") + row + ")";
+    succeeds(all);
   }
   if (outcome.rows.empty()) succeeds(isInside ? "release savepoint batch_rows" : "commit");
   if (outcome.rows.empty() || !twin.inTransaction()) return outcome;

@@ -81,6 +81,8 @@ class DifferentialTest : public StoreTest {
   virtual bool isSame(const std::string& twins, const std::string& ours) { return twins == ours; }
   /// @return whether a failure that ended a transaction has undone it; else it may be stored
   virtual bool undoes(const std::string&) { return true; }
+  /// @return whether a failure of one row of an insert says nothing of what the insert of all of them comes to
+  virtual bool isOfAllRows(const std::string&) { return false; }
 
   static std::string textOf(const Value& value);
   bool chance(std::size_t oneIn) { return m_generator.below(oneIn) == 0; }

@@ -44,7 +44,6 @@ class SqliteDifferential : public DifferentialTest {
   SqliteDifferential() : DifferentialTest("store/sqlite_statements.txt") {
     m_beginning = "begin immediate";
     m_hasOrder = true;
-    m_checksRowsTogether = true;  // a foreign key, after all rows of a statement
   }
 
   // A database in memory is that of one session name, and nobody else can look at it.
@@ -82,7 +81,7 @@ class SqliteDifferential : public DifferentialTest {
     for (const auto& row : client.run("select name from sqlite_schema where type = 'table'", true).rows) {
       const std::string table = row.substr(2, row.size() - 3);
       const auto columns = client.run(
-          "select group_concat(" + value + ", '||') from pragma_table_xinfo('" + table + "')", true);
+          "select group_concat(" + value + ", '||') from pragma_table_xinfo('" + table + "', 'main')", true);
       all += " union all select '" + table + " '||" + columns.rows.at(0).substr(2) + "from main.\"" + table +
              "\"";
     }
@@ -91,6 +90,11 @@ class SqliteDifferential : public DifferentialTest {
 
   std::vector<std::string> contents(Client& client) override {
     return dynamic_cast<SqliteClient&>(client).contents([&] { return DifferentialTest::contents(client); });
+  }
+
+  // A foreign key is checked after the last row of a statement.
+  bool isOfAllRows(const std::string& end) override {
+    return end.find("SQLITE_CONSTRAINT_FOREIGNKEY") != std::string::npos;
   }
 
   // A text that cannot be compiled is either, by whether the connection has read the schema anew before.

@@ -170,7 +170,7 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
     const bool matters = m_interrupted || pipeline.failedAt() < needed || m_executor.channel().broken();
     if (!matters) result = {};
     if (matters && !isLasting(pipeline)) statement.state = PostgresStatement::State::New;
-    if (nested) result = undoInTransaction(std::move(result));
+    if (nested) result = undoInTransaction(pipeline, std::move(result));
   }
   if (!result.succeeded()) return result;
   const Effect effect = table.empty() ? Effect::Plain : m_effects.of(table);
@@ -226,15 +226,17 @@ ExecResult PostgresStatements::findEffect(const std::string& table) {
   });
   if (result.succeeded()) return result;
   m_interrupted = isInterruption(pipeline);
-  result = undoInTransaction(std::move(result));
+  result = undoInTransaction(pipeline, std::move(result));
   return m_interrupted || m_executor.channel().broken() ? result : ExecResult();
 }
 
-// A failure on the way has failed the transaction, which is mended unless it was interrupted.
+// A failure on the way has failed the transaction, which is mended unless it was interrupted. Where the
+// savepoint, which is asked first, was refused, the transaction had failed before.
 // @param outcome  so far. @return the outcome
-ExecResult PostgresStatements::undoInTransaction(ExecResult outcome) {
+ExecResult PostgresStatements::undoInTransaction(const PostgresPipeline& pipeline, ExecResult outcome) {
   PostgresChannel& channel = m_executor.channel();
-  if (channel.broken() || m_interrupted || PQtransactionStatus(channel.handle()) != PQTRANS_INERROR)
+  if (pipeline.failedAt() == 0 || channel.broken() || m_interrupted ||
+      PQtransactionStatus(channel.handle()) != PQTRANS_INERROR)
     return outcome;
   ExecResult undone = channel.askSimple(kUndo);
   if (undone.succeeded()) undone = m_executor.finish();

@@ -50,7 +50,8 @@ struct PostgresStatement {
 ///    nor once the server has not known a statement that nothing here dropped; this holds for all connections
 ///    of the store.
 /// 4. After a text that may have changed the schema, no statement is found prepared from before it.
-/// 5. Preparing inside a transaction leaves the transaction as it was, whatever becomes of it.
+/// 5. Preparing inside a transaction, be it one that has failed, leaves the transaction as it was, whatever
+///    becomes of it.
 /// 6. A write of which the server makes another statement is not prepared. Where functions run with a write
 ///    that may change what other statements stand on, nothing counts as proven after it.
 class PostgresStatements {
@@ -122,7 +123,7 @@ class PostgresStatements {
   void askToDrop(PostgresPipeline& pipeline);
   void noteServer(const PGresult* answer);
   ExecResult findEffect(const std::string& table);
-  ExecResult undoInTransaction(ExecResult outcome);
+  ExecResult undoInTransaction(const PostgresPipeline& pipeline, ExecResult outcome);
 
   PostgresExecutor& m_executor;
   PostgresWriteEffects& m_effects;
