@@ -8,7 +8,6 @@
 namespace {
 
 using scripted::platform;
-using scripted::row;
 
 /// Every conversion here runs while the process writes its numbers in another way.
 struct ReaderTest : scripted::PlatformTest {
@@ -36,11 +35,24 @@ struct ReaderTest : scripted::PlatformTest {
   }
 
   static vorn::RowValue decode(std::string text) {
-    if (text == "~") return {};
-    if (text.starts_with("i:")) return scripted::value(std::stol(text.substr(2)));
-    if (text.starts_with("r:")) return scripted::value(std::strtod(text.c_str() + 2, nullptr));
+    vorn::RowValue value;
     for (char& byte : text) byte = byte == '_' ? ' ' : byte == '^' ? '\0' : byte;
-    return scripted::value(text);
+    if (text.starts_with("i:"))
+      value.setInteger(std::stol(text.substr(2)));
+    else if (text.starts_with("r:"))
+      value.setReal(std::strtod(text.c_str() + 2, nullptr));
+    else if (text != "~")
+      value.setText(text.data(), text.size());
+    return value;
+  }
+
+  /// Has the platform deliver rows, each a list of FIELD.
+  static void deliver(const std::vector<std::string>& rows) {
+    for (const std::string& list : rows) {
+      std::istringstream fields(list);
+      scripted::Row& row = platform().rows.emplace_back();
+      for (std::string field; fields >> field;) row.push_back(decode(field));
+    }
   }
 
   CommaLocale comma;
@@ -73,7 +85,7 @@ TEST_F(ReaderTest, MarksOnlyTheNextFieldAndLeavesWhatIsBehindTheRow) {
   CVORNNull full;
   CVORNNull missing;
   CVORNNull waiting;
-  platform().rows = {row("a", nullptr, 3), row("text", nullptr, 4)};
+  deliver({"a ~ 3", "text ~ 4"});
   reader >> full >> first >> numbers[0] >> numbers[1] >> missing >> numbers[2] >> text;
   EXPECT_EQ(first, "a");
   EXPECT_EQ(numbers, (std::vector<long>{77, 3, 77}));
@@ -95,7 +107,7 @@ TEST_F(ReaderTest, ForgetsTheMarkerOfAFieldWhoseRowCannotBeFetched) {
 }
 
 TEST_F(ReaderTest, StepsThroughRowsAndSessions) {
-  platform().rows = {row(1, 2), row(3), row(), row(4, 5)};
+  deliver({"1 2", "3", "", "4 5"});
   std::string fields = reader.getNextField();
   while (reader.hasNextElement()) fields += ", " + reader.getNextField();
   EXPECT_EQ(fields, "1, 3, , 4") << "the first fields, that of a row without columns, too";
@@ -105,7 +117,7 @@ TEST_F(ReaderTest, StepsThroughRowsAndSessions) {
   reader.clear();
   EXPECT_EQ(reader.getNextField(), "") << "not bound";
   EXPECT_FALSE(reader.hasNextElement());
-  platform().rows = {row(7)};
+  deliver({"7"});
   reader.initializeSession("other");
   EXPECT_EQ(reader.getNextField(), "") << "a fetch was tried already";
   EXPECT_TRUE(reader.hasNextElement());

@@ -4,7 +4,7 @@
 #include "store/store_fixture.h"
 
 /// Tests that do harm to a store with tables t(n, v), for which a Ledger may be kept, r(n), which holds 1 to
-/// kReadRows, and hot(n, v), whose one row a Storm raises.
+/// kReadRows, and hot(n, v), whose two rows a Storm raises.
 class HarmTest : public StoreTest {
  public:
   static constexpr long kReadRows = 200;
@@ -67,7 +67,7 @@ class HarmTest : public StoreTest {
     ASSERT_EQ(run(db, "create table t(n bigint, v bigint)"), kSuccess);
     ASSERT_EQ(run(db, "create table r(n bigint)"), kSuccess);
     ASSERT_EQ(run(db, "create table hot(n bigint primary key, v bigint)"), kSuccess);
-    ASSERT_EQ(run(db, "insert into hot values(1, 0)"), kSuccess);
+    ASSERT_EQ(run(db, "insert into hot values(1, 0), (2, 0)"), kSuccess);
     BatchInserter rows;
     rows.table("r");
     for (long row = 1; row <= kReadRows; ++row) rows["n"] << row;

@@ -7,7 +7,7 @@
 #include "vorn/database.h"
 
 /// Threads that insert, send batches small and large, read in part, ask questions and run transactions, some
-/// of them on one hot row by retryTransaction(), on the store bound to "default", all at random, while
+/// of them on two hot rows by retryTransaction(), on the store bound to "default", all at random, while
 /// something does them harm. They need the tables of a HarmTest:
 /// @code
 ///   prepare(url);                // of a HarmTest; binds "default"
@@ -30,15 +30,18 @@ class Storm {
   /// have to find their work as before.
   void rage(int harms, const std::function<int()>& harm);
 
+  /// Has the threads work for a second without harm, when nothing but their conflicts may be logged.
+  void workInPeace();
+
   /// Prints how much was acknowledged so far, and the times without that.
   void printProgress();
 
   /// Compares the store that `db` works on with what the threads were told: every acknowledged row is there,
-  /// none twice, no operation in part, and the hot row was raised once for every transaction on it that is
-  /// there.
+  /// none twice, no operation in part, and each hot row was raised once for every transaction on them that
+  /// is there.
   void expectOn(CVORN* db) const;
 
-  /// @return how often a transaction on the hot row was run again
+  /// @return how often a transaction on the hot rows was run again
   long repeats() const { return m_repeats; }
 
   /// @return the longest time in the last rage in which no thread was told that a write of its was done

@@ -1,16 +1,15 @@
 #include <libpq-fe.h>
 
-#include <atomic>
 #include <fstream>
-#include <thread>
 
+#include "faults/HarmTest.h"
+#include "faults/Storm.h"
 #include "postgres/PostgresServer.h"
-#include "store/store_fixture.h"
 
 namespace {
 
 /// Behind PgBouncer, which gives each transaction another connection to the server.
-class PostgresPooler : public StoreTest {
+class PostgresPooler : public HarmTest {
  protected:
   void SetUp() override {
     std::ofstream(m_pooler.file("pgbouncer.ini"))
@@ -20,7 +19,7 @@ class PostgresPooler : public StoreTest {
         << "listen_port=" << m_port << "\n";
     m_pooler.launch({VORN_POSTGRES_PROGRAMS, m_pooler.file(""), "pgbouncer", m_pooler.file("pgbouncer.ini")});
     TestProgram::comesTrue(std::chrono::seconds(10), [this] { return PQping(m_url.c_str()) == PQPING_OK; });
-    useStore(m_url + "?pool_size=4");
+    prepare(m_url + "?pool_size=" + std::to_string(Storm::kThreads));
   }
 
   const PostgresServer m_server;
@@ -30,29 +29,9 @@ class PostgresPooler : public StoreTest {
 };
 
 TEST_F(PostgresPooler, NoStatementFailsForWantOfItsPreparation) {
-  constexpr int kThreads = 4, kRounds = 200;
-  ASSERT_EQ(run(db, "create table t(n int, v text)"), kSuccess);
-  std::atomic<int> failures = 0;
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&failures, thread] {
-      MIRAsqlDB own(false);
-      const auto expect = [&failures](const std::string& outcome, const std::string& expected) {
-        if (outcome != expected && ++failures < 5) ADD_FAILURE() << outcome;
-      };
-      for (int round = 0; round < kRounds; ++round) {
-        const std::string key = "(n=" + std::to_string(thread * kRounds + round) + ")";
-        const bool inTransaction = round % 2 == 1;
-        if (inTransaction) expect(describe(own.beginTransaction()), kSuccess);
-        expect(run(&own, "insert into t values" + replaced(replaced(key, "n=", ""), ")", ",'a')")), kSuccess);
-        expect(run(&own, "update t set v='b' where " + key), kSuccess);
-        expect(rowsOf(&own, "select v from t where " + key), "b");
-        if (inTransaction) expect(describe(own.commitTransaction()), kSuccess);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(rowsOf(db, "select v, count(*) from t group by v"), "b|" + std::to_string(kThreads * kRounds));
+  Storm storm(testSeed());
+  storm.workInPeace();
+  storm.expectOn(db);
 }
 
 }  // namespace

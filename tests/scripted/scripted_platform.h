@@ -7,7 +7,6 @@
 #include <deque>
 #include <functional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "vorn/platform/data_session.h"
@@ -46,26 +45,6 @@ struct Platform {
 };
 
 Platform& platform();
-
-template <typename Value>
-vorn::RowValue value(const Value& value) {
-  vorn::RowValue result;
-  if constexpr (std::is_floating_point_v<Value>) {
-    result.setReal(value);
-  } else if constexpr (std::is_integral_v<Value>) {
-    result.setInteger(value);
-  } else if constexpr (!std::is_null_pointer_v<Value>) {
-    const std::string text = value;
-    result.setText(text.data(), text.size());
-  }
-  return result;
-}
-
-/// @return a row of null, integer, real and text values
-template <typename... Values>
-Row row(const Values&... values) {
-  return Row{value(values)...};
-}
 
 void record(const std::string& event);
 

@@ -52,7 +52,6 @@ class PlainSqlite {
     return sqlite3_finalize(statement);
   }
 
-  sqlite3* handle() const { return m_database; }
   bool inTransaction() const { return sqlite3_get_autocommit(m_database) == 0; }
 
  private:

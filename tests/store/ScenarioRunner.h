@@ -18,7 +18,7 @@
 /// unsigned, double or text (with \0 and \xff); each N,… SQL with a parameter {n}, and {v} if it is named,
 /// which is -n; open READER SQL, then next, rest and close READER; logged TEXT => yes or no; stream SQL =>
 /// the number of rows, which pass in constant memory; statistics => calls|failures|rows since the last time.
-/// In a step $URL is the store's, $OTHER another empty one's, $HOST its server. Before a step "elsewhere: "
+/// In a step $URL is the store's, $OTHER another empty one's, $HOST its server, 9#x nine letters x. Before a step "elsewhere: "
 /// runs it on another thread, "other: " on a second session, "child: " in a forked process, the only place
 /// for set VARIABLE VALUE; the steps that follow with the same words run there as well.
 ///
