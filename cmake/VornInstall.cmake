@@ -18,9 +18,13 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/VORNConfigVersion.cmake C
 install(FILES ${PROJECT_BINARY_DIR}/VORNConfig.cmake ${PROJECT_BINARY_DIR}/VORNConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VORN COMPONENT development)
 
-# From the file's own place, so that the installation can be made under another prefix, or moved.
-file(RELATIVE_PATH VORN_PC_PREFIX
-  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-string(REGEX REPLACE "/$" "" VORN_PC_PREFIX "${VORN_PC_PREFIX}")
+# From the file's own place, so that the installation can be made under another prefix, or moved. Only the folders of the
+# system are named as they are: pkg-config then leaves them out, and compilers must not be given them a second time.
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(VORN_PC_PREFIX /usr)
+else()
+  file(RELATIVE_PATH VORN_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+  string(REGEX REPLACE "/$" "" VORN_PC_PREFIX "\${pcfiledir}/${VORN_PC_PREFIX}")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vorn.pc.in ${PROJECT_BINARY_DIR}/vorn.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
