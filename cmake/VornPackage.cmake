@@ -42,11 +42,11 @@ library.")
 vorn_package(documentation libvorn-doc doc "SQL statements as objects - documentation"
   "${what}This package has the manual and the examples.")
 
-# The site is there once scripts/docs has built it.
+# The site is there once scripts/docs has built it, from what docs/site says of its looks.
 set(doc ${CMAKE_INSTALL_DATADIR}/doc/libvorn-doc)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${doc} COMPONENT documentation EXCLUDE_FROM_ALL)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
-  DESTINATION ${doc} COMPONENT documentation EXCLUDE_FROM_ALL)
+  DESTINATION ${doc} COMPONENT documentation EXCLUDE_FROM_ALL PATTERN docs/site EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html
   DESTINATION ${doc} COMPONENT documentation EXCLUDE_FROM_ALL OPTIONAL)
 
