@@ -1,7 +1,8 @@
 """Makes a page of docs/ ready for Doxygen: page.py FILE
 
 A page is written to be read as it stands. Here its headings get the anchors that links to them use, and its links lead to
-the page's file of the site. A link to a file that is no part of the site, or that is not there, becomes its text.
+the page's file of the site. A link whose text is the name of a page's file shows the page's title instead. A link to a file
+that is no part of the site, or that is not there, becomes its text; so does a picture that is not there.
 """
 
 import pathlib
@@ -24,6 +25,8 @@ def link(match):
     page = file.removesuffix(".md") or path.stem
     if not (path.parent / (page + ".md")).exists() or "/" in page:
         return text
+    if text == file:
+        text = (path.parent / file).read_text(encoding="utf-8").partition("\n")[0].removeprefix("# ")
     return f"[{text}]({page}.html" + (f"#{page}-{anchor}" if anchor else "") + ")"
 
 
