@@ -133,8 +133,8 @@ class VORN_API CVORNCriterionItem {
   /// Renders ` not in (list)` with the list as it is. Unlike in(), notIn() doubles no quotes.
   CVORNCriterion notIn(const std::string& list);
 
-  /// Renders ` LIKE 'pattern'`, where every single quote of the pattern is doubled. The wildcards `%` and `_`
-  /// keep their meaning; none is added, and no ESCAPE clause is written.
+  /// Renders `` LIKE 'pattern'``, where every single quote of the pattern is doubled. The wildcards `%` and
+  /// `_` keep their meaning; none is added, and no ESCAPE clause is written.
   CVORNCriterion like(const std::string& pattern);
 
   /// Compares with another operand. `==` doubles the single quotes in the text of the other operand, `!=`

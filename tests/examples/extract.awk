@@ -1,5 +1,6 @@
-# Usage: awk -v headers=DIRECTORY -f extract.awk HEADER...
-# Writes one source file with the examples of the public headers: what stands between @code and @endcode.
+# Usage: awk -v headers=DIRECTORY -f extract.awk FILE...
+# Writes one source file with the examples of the public headers, which stand between @code and @endcode, and of the pages
+# (*.md), whose blocks begin with ```cpp at the line's beginning.
 #
 # An example is the body of a function that is given `db` and `text`, see run_examples.h, and it is run. An
 # example whose first line is an #include stands at file scope, and is only compiled.
@@ -9,8 +10,8 @@ function fail(place, message) {
   exit 1
 }
 
-function finishHeader() {
-  if (inside) fail(header, "a @code has no @endcode")
+function finishFile() {
+  if (inside) fail(header, "an example has no end")
   if (hasClass && !hasExample) fail(header, "it declares a class and has no example")
 }
 
@@ -18,11 +19,46 @@ BEGIN {
   print "#include \"run_examples.h\""
 }
 
+function begin() {
+  inside = hasExample = 1
+  lines = 0
+}
+
+function end() {
+  if (lines == 0) fail(place, "an empty example")
+  if (atFunction) print "}"
+  inside = 0
+}
+
+function take(line) {
+  if (lines++ == 0) {
+    atFunction = line !~ /^#include/
+    if (atFunction) {
+      print "static void example" ++count "([[maybe_unused]] CVORN* db, [[maybe_unused]] const std::string& text)"
+      print "{"
+      table = table "    {\"" header ":" FNR "\", example" count "},\n"
+    }
+    print "#line " FNR " \"" FILENAME "\""
+  }
+  print line
+}
+
 FNR == 1 {
-  finishHeader()
+  finishFile()
   hasClass = hasExample = 0
-  header = substr(FILENAME, length(headers) + 2)
-  print "#include \"" header "\""
+  isPage = FILENAME ~ /\.md$/
+  header = FILENAME
+  if (isPage) sub(/.*\/docs\//, "docs/", header)
+  else header = substr(header, length(headers) + 2)
+  if (!isPage) print "#include \"" header "\""
+}
+
+isPage {
+  place = FILENAME ":" FNR
+  if (inside && $0 == "```") end()
+  else if (inside) take($0)
+  else if ($0 == "```cpp") begin()
+  next
 }
 
 {
@@ -36,37 +72,25 @@ FNR == 1 {
 
 /@endcode/ {
   if (!inside || $0 !~ /^ *\/\/\/ @endcode$/) fail(place, "an @endcode out of place")
-  if (lines == 0) fail(place, "an empty example")
-  if (atFunction) print "}"
-  inside = 0
+  end()
   next
 }
 
 /@code/ {
   if (inside || $0 !~ /^ *\/\/\/ @code$/) fail(place, "a @code out of place")
-  inside = hasExample = 1
-  lines = 0
+  begin()
   next
 }
 
 inside {
   if ($0 !~ /^ *\/\/\/(   .*)?$/) fail(place, "a line of an example that does not begin with /// and three blanks")
   sub(/^ *\/\/\/(   )?/, "")
-  if (lines++ == 0) {
-    atFunction = $0 !~ /^#include/
-    if (atFunction) {
-      print "static void example" ++count "([[maybe_unused]] CVORN* db, [[maybe_unused]] const std::string& text)"
-      print "{"
-      table = table "    {\"" header ":" FNR "\", example" count "},\n"
-    }
-    print "#line " FNR " \"" FILENAME "\""
-  }
-  print
+  take($0)
 }
 
 END {
   if (failed) exit 1
-  finishHeader()
+  finishFile()
   if (count == 0) fail("extract.awk", "no example at all")
   print "int main() {\n  return runExamples({\n" table "  });\n}"
 }

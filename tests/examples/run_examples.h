@@ -2,12 +2,14 @@
 
 #include <cassert>
 #include <iostream>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "vorn/vorn.h"
 
-/// One example of a public header. `db` works on a store of its own, where the table alarm is; `text` is a
+/// One example of a public header or a page. `db` works on a store of its own, where the table alarm is; `text` is a
 /// text from outside the program.
 struct Example {
   const char* place;

@@ -114,6 +114,12 @@ TEST_P(CommonStore, PoolServesThreadsInTheirTurn) {
   EXPECT_EQ(rowsOf(db, "select n from t order by n"), "0;11;22;33");
 }
 
+#ifdef VORN_TEST_ALARM_SERVICE
+TEST_P(CommonStore, RunsTheAlarmService) {
+  EXPECT_EQ(std::system(("VORN_STORE_DEFAULT='" + m_url + "' " VORN_TEST_ALARM_SERVICE).c_str()), 0);
+}
+#endif
+
 INSTANTIATE_TEST_SUITE_P(Stores, CommonStore, testing::ValuesIn(storeKinds()),
                          [](const auto& kind) { return kind.param.name; });
 
