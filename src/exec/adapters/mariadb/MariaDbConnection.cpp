@@ -117,9 +117,12 @@ bool MariaDbConnection::renew() noexcept {
 bool MariaDbConnection::resetSession() {
   std::string use = "use `";
   for (const char c : m_settings.database) use.append(c == '`' ? 2 : 1, c);
+  MariaDbChannel& channel = m_executor.channel();
+  if (!channel.resetSession() || !settle().succeeded() || !m_executor.run(use + "`").succeeded())
+    return false;
+  channel.takeSessionChange();  // which is that of the database
   std::string role;
-  return m_executor.channel().resetSession() && settle().succeeded() &&
-         m_executor.run(use + "`").succeeded() && m_executor.ask(kRole, role).succeeded() && role == m_role;
+  return m_executor.ask(kRole, role).succeeded() && role == m_role;
 }
 
 void MariaDbConnection::giveUp() noexcept {
