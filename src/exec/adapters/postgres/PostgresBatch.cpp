@@ -91,12 +91,19 @@ ExecResult PostgresBatch::runInScope(const Work& work, std::uint64_t& rows) {
   return result.succeeded() ? scope.close(work(), rows) : result;
 }
 
+ExecResult PostgresBatch::insertColumns(std::uint64_t& rows) {
+  bool repeat = false;
+  ExecResult result = insertColumnsOnce(rows, repeat);
+  return repeat ? insertColumnsOnce(rows, repeat) : result;
+}
+
 // Looks up and copies inside of a transaction, or of a savepoint, of its own. What opens and closes that
 // goes along with the look-up and with the copy.
-ExecResult PostgresBatch::insertColumns(std::uint64_t& rows) {
+// @param repeat  whether the server does not know the look-up that it has prepared; it goes as a text then
+ExecResult PostgresBatch::insertColumnsOnce(std::uint64_t& rows, bool& repeat) {
   BatchScope scope(m_connection);
   Target target;
-  ExecResult result = inspect(scope, target);
+  ExecResult result = inspect(scope, target, repeat);
   if (!result.succeeded()) return result;
   if (!target.canCopy) return scope.close(insertLiterals(rows), rows);
   result = insertByCopy(target, scope.keepingText(), rows);
@@ -111,7 +118,7 @@ ExecResult PostgresBatch::insertColumns(std::uint64_t& rows) {
 // Parsing the insert takes the insert's own lock, to the end of the transaction, and has the server refuse
 // what it refuses of every insert. The look-up after it in the same round trip sees what nobody can change
 // any more.
-ExecResult PostgresBatch::inspect(BatchScope& scope, Target& target) {
+ExecResult PostgresBatch::inspect(BatchScope& scope, Target& target, bool& isUnknown) {
   std::string insert = "insert into " + m_target + " values (";
   for (std::size_t index = 0; index < m_columns.size(); ++index) {
     insert.append(index == 0 ? "$" : ", $").append(std::to_string(index + 1));
@@ -127,7 +134,8 @@ ExecResult PostgresBatch::inspect(BatchScope& scope, Target& target) {
   if (!result.succeeded()) return result;
   pipeline.ask(scope.openingText());
   const std::size_t describe = pipeline.askToDescribe(insert);
-  pipeline.askWithText(kept != nullptr, kept == nullptr ? kInspect : kept->name, m_table);
+  const std::size_t lookUp =
+      pipeline.askWithText(kept != nullptr, kept == nullptr ? kInspect : kept->name, m_table);
   result = pipeline.end([&](std::size_t question, PGresult* answer) {
     if (question == 0) scope.setOpen();
     if (question == describe) {
@@ -138,6 +146,9 @@ ExecResult PostgresBatch::inspect(BatchScope& scope, Target& target) {
       target.isPostgres = *PQgetvalue(answer, 0, 1) == 't';
     }
   });
+  isUnknown = kept != nullptr && !result.succeeded() && pipeline.failedAt() == lookUp &&
+              pipeline.failedWith("26") && !m_channel.broken();
+  if (isUnknown) m_statements.setStale(*kept, true);
   return result;
 }
 

@@ -41,7 +41,8 @@ class PostgresBatch {
   template <typename Work>
   ExecResult runInScope(const Work& work, std::uint64_t& rows);
   ExecResult insertColumns(std::uint64_t& rows);
-  ExecResult inspect(BatchScope& scope, Target& target);
+  ExecResult insertColumnsOnce(std::uint64_t& rows, bool& repeat);
+  ExecResult inspect(BatchScope& scope, Target& target, bool& isUnknown);
   ExecResult insertByCopy(const Target& target, const char* after, std::uint64_t& rows);
   template <typename Format>
   ExecResult copy(const Format& format, const std::string& destination, const char* after,
