@@ -9,7 +9,7 @@ create index partly_sum on partly(a + 1)
 create index partly_lower on partly(lower(b))
 create table tight (a int, b text, c real, d any, e blob) strict
 create unique index tight_unique on tight(b) where a >= 2
-# After the last number of a row SQLite takes random ones.
+# After the last number of a row SQLite takes random ones, so no check is ever switched off.
 create table keyed (a integer primary key check (a <> 9223372036854775807), b text not null default 'none', c real unique, d check (d <> 13), e)
 create table worded (a text primary key, b text collate nocase, c text collate rtrim, d, e) without rowid
 create index worded_b on worded(b)
@@ -27,7 +27,7 @@ create table chosen (a integer primary key autoincrement, b unique on conflict i
 create trigger chosen_1 before insert on chosen when new.d = 4 begin select raise(ignore); end
 create trigger chosen_2 after insert on chosen begin insert or ignore into chosen(a) values(new.a + 1); end
 create trigger chosen_3 after delete on chosen begin insert into heard values(-old.a); end
-create table strange (a integer primary key on conflict fail, b unique on conflict rollback, c not null on conflict ignore, d references strange(a) on delete cascade, e as (nullif(a % 7, 3)) not null on conflict fail)
+create table strange (a integer primary key on conflict fail check (a <> 9223372036854775807), b unique on conflict rollback, c not null on conflict ignore, d references strange(a) on delete cascade, e as (nullif(a % 7, 3)) not null on conflict fail)
 create view seen as select a, b, c, d, e from spoken where b > 2
 create trigger seen_1 instead of insert on seen begin insert into spoken values(new.b, new.a, new.c, new.d, new.e); end
 create trigger seen_2 instead of update on seen begin update spoken set a=new.a, b=new.b, c=new.c where (d=old.d); end
