@@ -18,7 +18,7 @@ LONG_CORE = "StatementShapeTest.ShowsNoValue*"
 LONG = "*/Faults.*/*{0}*:*/Forks.*/{0}*"
 LONG_SQLITE = LONG.format("Sqlite") + ":SqliteDifferential.*:SqliteStore.KilledProcess*:SqliteStore.ProcessesCreate*"
 LONG_POSTGRES = LONG.format("PostgreSql") + ":PostgresDifferential.*:PostgresAnswer.*:PostgresPooler.*"
-LONG_MARIADB = LONG.format("MariaDb") + ":MariaDbDifferential.*:MariaDbAnswer.*:MariaDbConnect.*"
+LONG_MARIADB = LONG.format("MariaDb") + ":MariaDbDifferential.*:MariaDbServers.*"
 
 STAGES = {
     "core": tests("core_tests", f"-{LONG_CORE}", "core_tests"),

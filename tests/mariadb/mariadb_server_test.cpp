@@ -1,7 +1,6 @@
-#include <unistd.h>
-
 #include <chrono>
 #include <csignal>
+#include <future>
 #include <set>
 
 #include "faults/Loopback.h"
@@ -10,16 +9,81 @@
 
 namespace {
 
-class MariaDbConnect : public StoreTest {
+using Clock = std::chrono::steady_clock;
+
+/// What a server, and the way to it, can do to a store.
+class MariaDbServers : public StoreTest {
  protected:
+  void SetUp() override { useStore(m_url + "?pool_size=2"); }
+
   /// @return the row of a query on a store that is bound anew
   std::string ask(const std::string& url, const std::string& sql) {
     useStore(url);
     return rowsOf(db, sql);
   }
+
+  const std::string m_url = sharedMariaDbServer().freshDatabase();
 };
 
-TEST_F(MariaDbConnect, CertificatesAreCheckedAsTheUrlAsks) {
+TEST_F(MariaDbServers, ServerThatStandsStillHoldsNobodyBeyondTheLimit) {
+  MariaDbServer server;
+  useStore(server.freshDatabase() + "?read_timeout=1&connect_timeout=1");
+  ASSERT_EQ(run(db, "create table t(n int)"), kSuccess);
+  CVORNReader reader;
+  ASSERT_EQ(db->execReadSQL(raw("select seq, repeat('x', 300) from seq_1_to_900000"), reader), 0U);
+  server.signal(SIGSTOP);
+  const auto start = Clock::now();
+  reader.clear();
+  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500));
+  EXPECT_EQ(run(db, "insert into t values(1)"), "mariadb 2013 CR_SERVER_LOST");
+  server.signal(SIGCONT);
+  EXPECT_EQ(run(db, "insert into t values(2)"), kSuccess);
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  ASSERT_EQ(run(db, "insert into t values(3)"), kSuccess);
+  server.signal(SIGSTOP);
+  EXPECT_EQ(run(db, "insert into t values(4)"), "vorn 15 CONNECTION_LOST");
+  server.signal(SIGCONT);
+  EXPECT_EQ(describe(db->commitTransaction()), "vorn 10 TRANSACTION_LOST");
+  EXPECT_EQ(rowsOf(db, "select n from t where n > 1"), "2");
+}
+
+// The server sends rows as they are taken, and locks them meanwhile.
+TEST_F(MariaDbServers, DeadlockUnderAnOpenReaderIsTheOutcomeOfTheEnd) {
+  ASSERT_TRUE(vorn::bindStore("NeUpgradeDB", m_url).succeeded());
+  MIRAsqlDB rival(true);
+  ASSERT_EQ(run(db, "create table t(n int primary key, v longtext)"), kSuccess);
+  ASSERT_EQ(run(db, "create table log(n int)"), kSuccess);
+  ASSERT_EQ(run(db, "insert into t select seq, repeat('x', 100000) from seq_1_to_400"), kSuccess);
+  for (const char* const end : {"commit", "given up, commit", "rollback"}) {
+    std::promise<void> holds, opened;
+    auto blocked = std::async(std::launch::async, [&] {
+      rival.beginTransaction();
+      std::string outcome = run(&rival, "insert into t select -seq, '' from seq_1_to_5000");
+      outcome += run(&rival, "update t set v = '' where n = 399");
+      holds.set_value();
+      opened.get_future().wait();
+      outcome += run(&rival, "update t set v = '' where n = 1");
+      rival.rollbackTransaction();
+      return outcome;
+    });
+    holds.get_future().wait();
+    ASSERT_EQ(db->beginTransaction(), 0U);
+    ASSERT_EQ(run(db, "insert into log values(1)"), kSuccess);
+    CVORNReader reader;
+    ASSERT_EQ(db->execReadSQL(raw("select v from t where n > 0 for update"), reader), 0U);
+    opened.set_value();
+    usleep(300000);
+    if (end[0] == 'g') reader.clear();
+    if (end[0] == 'r')
+      EXPECT_EQ(run(db, end), kSuccess);
+    else
+      EXPECT_NE(db->commitTransaction(), 0U);
+    EXPECT_EQ(blocked.get(), std::string(kSuccess) + kSuccess + kSuccess);
+    EXPECT_EQ(rowsOf(db, "select count(*) from log"), "0");
+  }
+}
+
+TEST_F(MariaDbServers, CertificatesAreCheckedAsTheUrlAsks) {
   const TemporaryDirectory directory;
   const std::string own = directory.file("own");
   const std::string other = directory.file("other");
@@ -69,7 +133,7 @@ TEST_F(MariaDbConnect, CertificatesAreCheckedAsTheUrlAsks) {
   EXPECT_EQ(rowsOf(db, "select seq from seq_1_to_3"), "1;2;3");
 }
 
-TEST_F(MariaDbConnect, AHostThatCannotBeHadIsPassedOver) {
+TEST_F(MariaDbServers, AHostThatCannotBeHadIsPassedOver) {
   int port = 0;
   const int mute = listenOnLoopback(port);  // it takes connections, and says nothing
   const MariaDbServer second("report_host=second\n");
@@ -79,9 +143,9 @@ TEST_F(MariaDbConnect, AHostThatCannotBeHadIsPassedOver) {
     return replaced(second.url(), second.host(), hosts) + "?connect_timeout=1" + options;
   };
   const std::string dead = "127.0.0.1:1,127.0.0.1:" + std::to_string(port) + ",";
-  const auto begun = std::chrono::steady_clock::now();
+  const auto begun = Clock::now();
   EXPECT_EQ(ask(url(dead + second.host() + "," + third.host(), ""), query), "second");
-  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(2900));
+  EXPECT_LT(Clock::now() - begun, std::chrono::milliseconds(2900));
   EXPECT_EQ(ask(url(dead + "127.0.0.1:1", ""), query), "mariadb 2002 CR_CONNECTION_ERROR");
   second.signal(SIGSTOP);
   EXPECT_EQ(ask(url(second.host() + "," + third.host(), ""), query), "third");
