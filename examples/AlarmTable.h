@@ -8,7 +8,7 @@
 
 #include "vorn/vorn.h"
 
-/// One alarm as the service is told of it.
+/// One alarm as a device reports it.
 struct Alarm {
   int level = 0;  ///< 1 is a remark, 4 an emergency
   std::string source;

@@ -43,7 +43,13 @@ def heading(match):
     return f"{level} {title} {{#{name}}}"
 
 
+def code(match):
+    # To Doxygen a single quote ends what a single backtick has begun.
+    return f"``{match.group(1)}``" if "'" in match.group(1) else match.group(0)
+
+
 def prose(text):
+    text = re.sub(r"(?<!`)`([^`\n]+)`(?!`)", code, text)
     text = re.sub(r"!\[([^\]]*)\]\(([^)]*)\)", image, text)
     text = re.sub(r"(?<!!)\[([^\]]*)\]\(([^)]*)\)", link, text)
     return re.sub(r"^(#+) (.*?)$", heading, text, flags=re.M)

@@ -9,6 +9,13 @@
 #include "vorn/statement.h"
 
 /// One column of a batch: values of one type, in the vector of that type.
+/// @code
+///   BatchInserter batch;
+///   batch["id"] << 1 << 2;
+///   std::map<std::string, BaseTypeVector> columns;
+///   batch.GetParam(columns);
+///   assert(columns["id"].m_type == BaseTypeVector::Signed && columns["id"].m_longVec.size() == 2);
+/// @endcode
 struct VORN_API BaseTypeVector {
   /// Also the codes under which values of the wrong type are logged.
   enum Type : std::uint32_t { String = 0, Signed = 1, Unsigned = 2, Float = 3, Double = 4 };

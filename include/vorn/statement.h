@@ -60,6 +60,12 @@ class VORN_API CVORNBase {
 };
 
 /// A column of a table, rendered as `table.column`.
+/// @code
+///   CVORNSelector selector;
+///   CVORNTable alarm = selector.table("alarm");
+///   selector.select(alarm.column("id"));
+///   assert(selector.toString() == "select alarm.id from alarm");
+/// @endcode
 class VORN_API CVORNColumn {
  public:
   /// A column by the names of its table and of itself, which are neither escaped nor quoted.
@@ -106,6 +112,12 @@ class VORN_API CVORNTable {
 
 /// The NULL marker. An inserter or an updater writes it as NULL. A reader makes it true when the field after
 /// it is empty.
+/// @code
+///   CVORNInserter inserter;
+///   inserter.table("alarm");
+///   inserter["id"]["name"] << 5 << CVORNNull();
+///   assert(inserter.toString() == "insert into alarm (id,name) values(5,NULL)");
+/// @endcode
 class VORN_API CVORNNull {
  public:
   CVORNNull() = default;

@@ -77,6 +77,11 @@ class VORN_API Transaction {
 };
 
 /// When retryTransaction() runs the work again, and how long it waits before that.
+/// @code
+///   vorn::RetryPolicy policy;
+///   policy.attempts = 3;
+///   policy.classes.push_back(vorn::ErrorClass::ConnectionLost);
+/// @endcode
 struct RetryPolicy {
   /// How often the work is begun at most, the first time included. 0 counts as 1.
   unsigned attempts = 12;

@@ -12,7 +12,7 @@ function fail(place, message) {
 
 function finishFile() {
   if (inside) fail(header, "an example has no end")
-  if (hasClass && !hasExample) fail(header, "it declares a class and has no example")
+  if (hasClass && !hasExample) fail(header, "it declares a type and has no example")
 }
 
 BEGIN {
@@ -20,7 +20,7 @@ BEGIN {
 }
 
 function begin() {
-  inside = hasExample = 1
+  inside = hasExample = classHasExample = 1
   lines = 0
 }
 
@@ -69,6 +69,13 @@ isPage {
 }
 
 /^(class|struct) .*[^;]$/ { hasClass = 1 }
+
+/^class .*[^;]$/ { class = place }
+
+/^};$/ {
+  if (class && !classHasExample) fail(class, "a class without an example in its comment or in its body")
+  class = classHasExample = 0
+}
 
 /@endcode/ {
   if (!inside || $0 !~ /^ *\/\/\/ @endcode$/) fail(place, "an @endcode out of place")

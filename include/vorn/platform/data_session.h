@@ -107,6 +107,11 @@ VORN_API std::string makeStatementId(const char* sourceName, const char* functio
 VORN_API const ExecResult& lastResult() noexcept;
 
 /// What the statements of one statement identifier did in this process so far.
+/// @code
+///   for (const vorn::StatementStatistics& each : vorn::statementStatistics()) {
+///     std::cout << each.statementId << ": " << each.calls << " calls, " << each.failures << " failed\n";
+///   }
+/// @endcode
 struct StatementStatistics {
   std::string statementId;
   std::uint64_t calls = 0;
