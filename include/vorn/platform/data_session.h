@@ -106,6 +106,12 @@ VORN_API std::string makeStatementId(const char* sourceName, const char* functio
 ///         reference is valid until the thread ends, and its object changes with the thread's next call.
 VORN_API const ExecResult& lastResult() noexcept;
 
+/// Makes `outcome` what lastResult() returns on this thread, for what is built on the data-access layer and
+/// itself refuses what came from it, as vorn::rows() does.
+///
+/// Errors: only allocations throw.
+VORN_API void setLastResult(const ExecResult& outcome);
+
 /// What the statements of one statement identifier did in this process so far.
 struct StatementStatistics {
   std::string statementId;
