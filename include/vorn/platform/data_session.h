@@ -2,12 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "vorn/export.h"
 #include "vorn/platform/exec_result.h"
+#include "vorn/platform/std_parts.h"
 #include "vorn/platform/type_registry.h"
 
 namespace vorn {
