@@ -38,6 +38,8 @@ class LibraryStore {
   void readRows(const CVORNBase& statement, Checksum& checksum);
   void readRows(const std::string& text, Checksum& checksum);
 
+  CVORN& database() { return m_db; }
+
   /// Throws for any code but 0.
   static void check(unsigned long code);
 

@@ -1,6 +1,11 @@
 // Compiled only, under every standard and compiler that callers use: no cast, no warning, no ambiguity.
 #include <type_traits>
+#if __cplusplus >= 202002L
+#include <ranges>
+#endif
 
+#include "vorn/columns.h"
+#include "vorn/rows.h"
 #include "vorn/vorn.h"
 
 [[maybe_unused]] static std::string useConditions(CVORNTable t, CVORNCriterionItem a, CVORNCriterionItem b) {
@@ -26,6 +31,17 @@
   upd["b"].assign("text");
   upd["c"].assign(CVORNNull());
 }
+
+[[maybe_unused]] static long useRanges(CVORN& db, const CVORNBase& statement, BatchInserter& batch) {
+  std::vector<std::tuple<long, std::string>> kept;
+  for (auto [id, name] : vorn::rows<long, std::optional<std::string>>(db, statement))
+    kept.emplace_back(id, name.value_or(""));
+  vorn::appendRows(batch, kept, "id", "name");
+  return vorn::value<long>(db, statement).value_or(0);
+}
+#if __cplusplus >= 202002L
+static_assert(std::ranges::input_range<vorn::Rows<long>>);
+#endif
 
 [[maybe_unused]] const auto compare = [](auto&& item, const auto& value) -> decltype(item == value) {
   return item == value;

@@ -2,6 +2,8 @@
 #include "SampleCalls.h"
 #include "sqlite/FileWorkload.h"
 #include "sqlite/workloads.h"
+#include "vorn/reader.h"
+#include "vorn/rows.h"
 
 namespace bench {
 
@@ -39,10 +41,34 @@ void readThroughSociInBulk(SociStore& store, Checksum& checksum) {
   }
 }
 
+using Range = vorn::Rows<long, std::string, int, double>;
+
+void lookAtRows(LibraryStore& store, Checksum& checksum) {
+  Range rows(store.database(), sampleSelector());
+  for (auto&& [id, text, level, ratio] : rows) checksum.add(id, text, level, ratio);
+  LibraryStore::check(rows.code());
+}
+
+void takeRows(LibraryStore& store, Checksum& checksum) {
+  Range rows(store.database(), sampleSelector());
+  for (auto [id, text, level, ratio] : rows) checksum.add(id, text, level, ratio);
+  LibraryStore::check(rows.code());
+}
+
+void takeRowsOfReader(LibraryStore& store, Checksum& checksum) {
+  CVORNReader reader;
+  store.query(sampleSelector(), reader);
+  while (reader.hasNextElement()) {
+    SampleRow row;
+    reader >> row.id >> row.text >> row.level >> row.ratio;
+    checksum.add(row);
+  }
+}
+
 }  // namespace
 
 void measureReads(Harness& harness) {
-  if (!harness.options().wants("read")) return;
+  if (!harness.options().wants("read") && !harness.options().wants("range")) return;
   const std::size_t rows = harness.options().size(1'000'000);
   DataFiles files(harness.options().directory, kSampleTable,
                   [rows](RawStore& store) { store.insert(SampleRows::make(rows)); });
@@ -54,6 +80,15 @@ void measureReads(Harness& harness) {
   read.add<SociStore>("SOCI", readThroughSoci);
   read.add<SociStore>("SOCI bulk", readThroughSociInBulk);
   harness.measure(read);
+
+  FileWorkload looked({"range", "rows looked at", "row", rows}, files);
+  looked.add<LibraryStore>("vorn, rows", lookAtRows);
+  looked.add<LibraryStore>("vorn, reader", readThroughLibrary);
+  harness.measure(looked);
+  FileWorkload taken({"range", "rows taken over", "row", rows}, files);
+  taken.add<LibraryStore>("vorn, rows", takeRows);
+  taken.add<LibraryStore>("vorn, reader", takeRowsOfReader);
+  harness.measure(taken);
 }
 
 }  // namespace bench

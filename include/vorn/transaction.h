@@ -1,12 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <thread>
 #include <vector>
 
 #include "vorn/database.h"
 #include "vorn/export.h"
+#include "vorn/platform/std_parts.h"
 #include "vorn/platform/stores.h"
 
 namespace vorn {

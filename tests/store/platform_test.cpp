@@ -40,6 +40,26 @@ TEST(PlatformTest, ScrubbedLinesHideSecretsAndControls) {
   EXPECT_EQ(vorn::LogScrubber::scrub("two\nlines\r\t\x1b[31m\x7f"), "two\\nlines\\r\\t\\x1b[31m\\x7f");
 }
 
+TEST(PlatformTest, AStoreThatCannotBeUsedSaysWhatToChange) {
+  const TemporaryDirectory directory;
+  const std::string folder = directory.file("store");
+  std::filesystem::create_directory(folder);
+  std::ofstream(folder + "/text") << std::string(1000, 'x');
+  for (const auto& [url, part] : casesOf("store/messages.txt")) {
+    vorn::ExecResult outcome = vorn::bindStore("default", replaced(url, "$DIR", folder));
+    if (describe(outcome.errorCode()) == "vorn 19 MODULE_MISSING") continue;  // it was not built
+    const LogCapture log;
+    if (outcome.succeeded()) {
+      EXPECT_NE(MIRAsqlDB(false).execWriteSQL(raw("select 1")), 0U) << url;
+      outcome = vorn::lastResult();
+    }
+    const std::string message = outcome.detail().value_or("");
+    EXPECT_NE(message.find(replaced(part, "$DIR", folder)), std::string::npos) << message;
+    EXPECT_EQ(message.find("geheim"), std::string::npos) << message;
+  }
+  vorn::unbindStores();
+}
+
 TEST(PlatformTest, ErrorsOfNoStoreAreDescribed) {
   EXPECT_EQ(describe(1), "refused by the library");
   EXPECT_EQ(describe(77UL << 32), "unknown 330712481792");

@@ -2,12 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "vorn/export.h"
 #include "vorn/platform/exec_result.h"
+#include "vorn/platform/std_parts.h"
 #include "vorn/platform/type_registry.h"
 
 namespace vorn {
@@ -105,6 +105,12 @@ VORN_API std::string makeStatementId(const char* sourceName, const char* functio
 /// @return the outcome of this thread's last call into the data-access layer, row fetches included. The
 ///         reference is valid until the thread ends, and its object changes with the thread's next call.
 VORN_API const ExecResult& lastResult() noexcept;
+
+/// Makes `outcome` what lastResult() returns on this thread, for what is built on the data-access layer and
+/// itself refuses what came from it, as vorn::rows() does.
+///
+/// Errors: only allocations throw.
+VORN_API void setLastResult(const ExecResult& outcome);
 
 /// What the statements of one statement identifier did in this process so far.
 /// @code

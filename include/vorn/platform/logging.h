@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
 #include "vorn/export.h"
+#include "vorn/platform/std_parts.h"
 
 namespace vorn {
 

@@ -15,7 +15,7 @@ struct NamedFailure {
 };
 
 // By number.
-constexpr std::array<NamedFailure, 22> kFailures = {{
+constexpr std::array<NamedFailure, 26> kFailures = {{
     {nullptr, ErrorClass::Other},
     {"INVALID_URL", ErrorClass::Refused},
     {"UNKNOWN_SCHEME", ErrorClass::Refused},
@@ -38,6 +38,10 @@ constexpr std::array<NamedFailure, 22> kFailures = {{
     {"MODULE_MISSING", ErrorClass::Resource},
     {"MODULE_VERSION", ErrorClass::Resource},
     {"MODULE_UNREADABLE", ErrorClass::Resource},
+    {"COLUMN_COUNT", ErrorClass::Statement},
+    {"NULL_VALUE", ErrorClass::Value},
+    {"VALUE_TYPE", ErrorClass::Value},
+    {"ROW_COUNT", ErrorClass::Statement},
 }};
 
 std::string onOneLine(std::string text) {

@@ -36,6 +36,11 @@ enum class Failure : std::uint32_t {
   ModuleMissing = 19,
   ModuleVersion = 20,
   ModuleUnreadable = 21,
+  // Made by vorn/rows.h.
+  ColumnCount = 22,
+  NullValue = 23,
+  ValueType = 24,
+  RowCount = 25,
 };
 
 std::uint64_t makeErrorCode(ErrorFamily family, std::uint32_t native);

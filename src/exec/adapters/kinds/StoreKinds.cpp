@@ -1,12 +1,15 @@
 #include "exec/adapters/kinds/StoreKinds.h"
 
 #include <atomic>
+#include <string>
+#include <vector>
 
 #include "exec/adapters/base/Failure.h"
 #include "exec/adapters/kinds/ForkBarrier.h"
 #include "exec/adapters/kinds/ModuleLoader.h"
 #include "exec/adapters/sqlite/SqliteKind.h"
 #include "exec/adapters/store/StoreKind.h"
+#include "exec/adapters/store/nearest_name.h"
 #include "vorn/platform/stores.h"
 
 namespace vorn {
@@ -45,11 +48,11 @@ ExecResult provide(KindEntry& entry, const StoreKind*& kind) {
   return result;
 }
 
-std::string knownSchemes() {
-  std::string list;
+std::vector<std::string> knownSchemes() {
+  std::vector<std::string> list;
   for (const KindEntry& entry : entries) {
     for (const char* scheme : entry.schemes) {
-      if (scheme != nullptr) list.append(list.empty() ? "" : ", ").append(scheme);
+      if (scheme != nullptr) list.emplace_back(scheme);
     }
   }
   return list;
@@ -85,8 +88,10 @@ ExecResult StoreKinds::makeDriver(StoreUrl& url, const std::string& sessionName,
     ExecResult result = provide(entry, kind);
     return result.succeeded() ? kind->makeDriver(url, sessionName, driver) : result;
   }
-  return makeFailure(Failure::UnknownScheme,
-                     "no store speaks the URL scheme '" + url.scheme() + "'; there are " + knownSchemes());
+  const std::vector<std::string> known = knownSchemes();
+  return makeFailure(Failure::UnknownScheme, "no store speaks the URL scheme '" + url.scheme() + "'" +
+                                                 nearestName(url.scheme(), known) + "; there are " +
+                                                 listOf(known));
 }
 
 std::string describeError(std::uint64_t code) {

@@ -2,15 +2,20 @@
 
 #include <errmsg.h>
 #include <mysqld_error.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <cstring>
 #include <new>
 #include <random>
 #include <string>
+#include <string_view>
 
+#include "common/ascii.h"
+#include "common/c_locale.h"
 #include "exec/adapters/mariadb/MariaDbError.h"
 #include "exec/adapters/mariadb/NoPipeSignal.h"
 
@@ -63,8 +68,23 @@ void setOptions(MYSQL* handle, const MariaDbSettings& settings) {
   setEncryption(handle, settings.encryption);
 }
 
+// The client library ends its message with the system's number, or with the resolver's, which is negative:
+// "Can't connect to server on 'h' (111)", "… system error: 110".
+std::string withWordOfNumber(std::string message) {
+  const std::size_t end = message.size() - (!message.empty() && message.back() == ')' ? 1 : 0);
+  const std::size_t begin = message.find_last_of("( ") + 1;
+  int number = 0;
+  if (begin > end || !ascii::parseWhole(std::string_view(message).substr(begin, end - begin), number))
+    return message;
+  // With a time limit for connecting, that is what it says of every failure.
+  const char* const word = number == EINPROGRESS ? "refused, unreachable, or no answer in time"
+                           : number < 0          ? gai_strerror(number)
+                                                 : strerror_l(number, cLocale());
+  return message.insert(end, std::string(": ") + word);
+}
+
 ExecResult failure(MYSQL* handle, const std::string& where) {
-  return mariaDbConnectFailure(mysql_errno(handle), where + mysql_error(handle));
+  return mariaDbConnectFailure(mysql_errno(handle), where + withWordOfNumber(mysql_error(handle)));
 }
 
 void keepAlive(MYSQL* handle) {

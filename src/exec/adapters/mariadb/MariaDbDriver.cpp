@@ -20,6 +20,7 @@ constexpr std::uint32_t kLongestTimeout = 86400;
 constexpr std::uint32_t kMostPreparedStatements = 10000;
 constexpr std::uint32_t kMostSyncWait = 15;
 constexpr std::size_t kLongestSocketPath = 107;
+constexpr char kWrittenAs[] = "; in a user's name and a password '@' is written %40, ':' %3A and '/' %2F";
 
 ExecResult malformed(const std::string& what) {
   return makeFailure(Failure::InvalidUrl, "the store URL " + what);
@@ -73,11 +74,14 @@ ExecResult takeLocation(const std::string& location, MariaDbSettings& settings) 
   const std::string authority = location.substr(2, slash == std::string::npos ? slash : slash - 2);
   const std::size_t at = authority.find('@');
   if (location.find('@') != location.rfind('@'))
-    return malformed("has an '@' more than the one before its hosts; encode it as %40, and '/' as %2F");
+    return malformed(std::string("has an '@' more than the one before its hosts") + kWrittenAs);
   ExecResult result;
   if (at != std::string::npos) result = takeUser(authority.substr(0, at), settings);
   const std::string hosts = at == std::string::npos ? authority : authority.substr(at + 1);
   if (result.succeeded() && !hosts.empty()) result = takeHosts(hosts, settings.hosts);
+  if (!result.succeeded() && at == std::string::npos && location.find('@') != std::string::npos) {
+    return malformed(std::string("has a '/' before its '@'") + kWrittenAs);
+  }
   if (!result.succeeded() || slash == std::string::npos) return result;
   const std::string database = location.substr(slash + 1);
   if (database.find('/') != std::string::npos)

@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
@@ -76,13 +77,14 @@ PostgresKeywords withLimits(PostgresKeywords keywords) {
   return keywords;
 }
 
-bool isKeyword(const std::string& name) {
+std::vector<std::string> clientKeywords() {
   const OptionList known(PQconndefaults(), PQconninfoFree);
   if (!known) throw std::bad_alloc();
+  std::vector<std::string> keywords{"ssl"};
   for (const PQconninfoOption* option = known.get(); option->keyword != nullptr; ++option) {
-    if (name == option->keyword) return true;
+    keywords.emplace_back(option->keyword);
   }
-  return name == "ssl";
+  return keywords;
 }
 
 void appendEncoded(std::string& uri, const std::string& text) {
@@ -110,9 +112,11 @@ ExecResult checkOptions(StoreUrl& url) {
   }
   std::uint32_t seconds = 0;
   ExecResult result = probe.takeNumber(kConnectTimeout, 0, 86400, seconds);
+  if (url.options().empty()) return result;
+  const std::vector<std::string> keywords = clientKeywords();
   for (const auto& [name, value] : url.options()) {
-    if (result.succeeded() && !isKeyword(name)) {
-      result = url.unknownOption(name);
+    if (result.succeeded() && std::find(keywords.begin(), keywords.end(), name) == keywords.end()) {
+      result = url.unknownOption(name, keywords);
     }
   }
   return result;
@@ -130,7 +134,9 @@ bool arePorts(const std::string& list) {
 
 // The library's own message may quote the URI, and with it the password.
 ExecResult malformed() {
-  return makeFailure(Failure::InvalidUrl, "the store URL is no valid postgresql:// URI");
+  return makeFailure(Failure::InvalidUrl,
+                     "the store URL is no valid postgresql:// URI; in a user's name and a password '@' is "
+                     "written %40, ':' %3A and '/' %2F");
 }
 
 // A static object may still run a statement while the process ends, after the exit handlers of what was

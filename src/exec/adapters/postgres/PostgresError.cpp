@@ -197,7 +197,8 @@ ExecResult postgresFailure(const PGresult* result, const PGconn* connection) {
   if (std::strcmp(state, kSyntaxError) != 0) return postgresFailure(state, message);
   // The one syntax error that is found after parsing: several statements where one is allowed.
   if (source != nullptr && std::strcmp(source, "exec_parse_message") == 0) {
-    return makeFailure(Failure::MultipleStatements, message);
+    return makeFailure(Failure::MultipleStatements,
+                       "the text goes on after its first statement; nothing was run");
   }
   return postgresFailure(state, withoutStatementText(message));
 }

@@ -42,10 +42,12 @@ ExecResult ConnectionPool::waitForTurn(std::unique_lock<std::mutex>& lock,
                                        std::unique_ptr<StoreConnection>& connection) {
   Waiter self(m_waiters);
   if (!self.wake.wait_for(lock, m_limits.acquireTimeout, [&self] { return self.served; })) {
-    return makeFailure(Failure::PoolExhausted,
-                       "no connection of store '" + m_sessionName + "' became free within " +
-                           std::to_string(m_limits.acquireTimeout.count()) + " ms, all " +
-                           std::to_string(m_limits.size) + " are in use");
+    return makeFailure(
+        Failure::PoolExhausted,
+        "no connection of store '" + m_sessionName + "' became free within " +
+            std::to_string(m_limits.acquireTimeout.count()) + " ms, all " + std::to_string(m_limits.size) +
+            " are in use by readers and transactions; pool_size and acquire_timeout_ms of the URL allow "
+            "more");
   }
   connection = std::move(self.connection);
   return {};

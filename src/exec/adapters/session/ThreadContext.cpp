@@ -158,4 +158,8 @@ const ExecResult& lastResult() noexcept {
   }
 }
 
+void setLastResult(const ExecResult& outcome) {
+  ThreadContext::current().setLast(outcome);
+}
+
 }  // namespace vorn

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "exec/adapters/base/Failure.h"
@@ -34,6 +36,15 @@ void label(SqliteStatement& statement, std::string_view key, std::size_t hash, b
   }
 }
 
+// A relative path says nothing to whoever does not know the working directory.
+ExecResult withPath(const ExecResult& failure, const std::string& file) {
+  std::error_code unknown;
+  const std::filesystem::path whole = std::filesystem::absolute(file, unknown);
+  const std::string path = unknown ? file : whole.string();
+  return makeFailure(ErrorFamily::Sqlite, static_cast<std::uint32_t>(failure.errorCode()),
+                     failure.detail().value_or("") + " '" + path + "'" + SqliteFile::whyNotOpened(path));
+}
+
 }  // namespace
 
 SqliteDatabase::SqliteDatabase(std::unique_ptr<sqlite3, Closer> handle)
@@ -48,7 +59,10 @@ ExecResult SqliteDatabase::open(const std::string& file, int flags,
   sqlite3* raw = nullptr;
   const int code = sqlite3_open_v2(file.c_str(), &raw, flags, nullptr);
   std::unique_ptr<sqlite3, Closer> handle(raw);
-  if (code != SQLITE_OK) return handle ? sqliteFailure(handle.get()) : sqliteFailure(code);
+  if (code != SQLITE_OK) {
+    ExecResult failure = handle ? sqliteFailure(handle.get()) : sqliteFailure(code);
+    return (flags & SQLITE_OPEN_URI) != 0 ? failure : withPath(failure, file);
+  }
   database.reset(new SqliteDatabase(std::move(handle)));
   database->m_file.opened(database->handle());
   return {};

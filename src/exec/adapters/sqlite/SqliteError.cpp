@@ -130,12 +130,34 @@ std::string withoutStatementText(const std::string& message) {
   return message;
 }
 
+// The file of the store, for a message that is about it and does not name it. Nothing for a store in memory,
+// and where it may be one of several files.
+std::string fileMeant(sqlite3* database, std::uint32_t code) {
+  switch (code & 0xff) {
+    case SQLITE_CANTOPEN:
+    case SQLITE_READONLY:
+    case SQLITE_IOERR:
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_FULL:
+      break;
+    default:
+      return "";
+  }
+  const char* const file = sqlite3_db_filename(database, "main");
+  constexpr int kFirstAttached = 2;
+  const bool isOne = file != nullptr && *file != '\0' && sqlite3_uri_parameter(file, "vfs") == nullptr &&
+                     sqlite3_db_name(database, kFirstAttached) == nullptr;
+  return isOne ? std::string(" '").append(file).append("'") : "";
+}
+
 }  // namespace
 
 ExecResult sqliteFailure(sqlite3* database) noexcept {
   const auto code = static_cast<std::uint32_t>(sqlite3_extended_errcode(database));
   try {
-    return makeFailure(ErrorFamily::Sqlite, code, withoutStatementText(sqlite3_errmsg(database)));
+    return makeFailure(ErrorFamily::Sqlite, code,
+                       withoutStatementText(sqlite3_errmsg(database)) + fileMeant(database, code));
   } catch (const std::bad_alloc&) {
     return {1, makeErrorCode(ErrorFamily::Sqlite, code), std::string("out of memory")};  // needs none
   }

@@ -1,9 +1,14 @@
 #include "exec/adapters/sqlite/SqliteFile.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 
+#include "common/c_locale.h"
 #include "common/log_line.h"
 #include "exec/adapters/base/ProcessEpoch.h"
 
@@ -64,6 +69,21 @@ void SqliteFile::opened(sqlite3* database) {
   m_logPath = sqlite3_filename_wal(path);
   m_indexPath = std::string(path) + "-shm";
   m_entry = enter(identity);
+}
+
+std::string SqliteFile::whyNotOpened(const std::string& path) {
+  const auto because = [](const std::string& what, int error) {
+    return " (" + what + ": " + strerror_l(error, cLocale()) + ")";
+  };
+  struct stat status {};
+  if (::stat(path.c_str(), &status) == 0) {
+    if (S_ISDIR(status.st_mode)) return because(path, EISDIR);
+    return ::access(path.c_str(), R_OK) == 0 ? "" : because(path, errno);
+  }
+  if (errno != ENOENT) return because(path, errno);
+  // The file would have been made.
+  const std::string folder = std::filesystem::path(path).parent_path().string();
+  return ::access(folder.c_str(), W_OK | X_OK) == 0 ? "" : because(folder, errno);
 }
 
 void SqliteFile::noteCompanions() noexcept {

@@ -21,6 +21,10 @@ class SqliteFile {
   /// @return whether a connection of the parent process to the file was open when it forked this one
   static bool isOpenInParent(const std::string& path) noexcept;
 
+  /// @return the system's word for why a file could neither be opened nor made, in parentheses and with the
+  ///         path it is about; nothing where that cannot be seen from outside
+  static std::string whyNotOpened(const std::string& path);
+
   /// Takes note of the file that a connection has just opened; of nothing for a database in memory.
   void opened(sqlite3* database);
 

@@ -7,6 +7,7 @@
 
 #include "common/ascii.h"
 #include "exec/adapters/base/Failure.h"
+#include "exec/adapters/store/nearest_name.h"
 
 namespace vorn {
 
@@ -55,21 +56,28 @@ ExecResult parseQuery(const std::string& query, std::map<std::string, std::strin
 
 ExecResult StoreUrl::parse(const std::string& url, StoreUrl& result) {
   if (url.find('\0') != std::string::npos) return malformed("the store URL has a zero byte");
-  if (url.find('#') != std::string::npos) return malformed("the store URL has a fragment");
+  if (url.find('#') != std::string::npos) {
+    return malformed("the store URL has a '#', which is written %23 in a path and in a password");
+  }
   if (url.find("%00") != std::string::npos) return malformed("the store URL encodes a zero byte");
-  if (!percentSignsAreSound(url)) return malformed("the store URL has a '%' without two hexadecimal digits");
+  if (!percentSignsAreSound(url)) {
+    return malformed("the store URL has a '%' without two hexadecimal digits; a '%' itself is written %25");
+  }
   const std::size_t colon = url.find(':');
   if (colon == std::string::npos || !isSchemeName(url.substr(0, colon))) {
-    return malformed("the store URL has no scheme, such as sqlite:");
+    return malformed(
+        "the store URL has no scheme: a file is sqlite:PATH, a server postgresql://… or mariadb://…");
   }
   const std::size_t question = url.find('?', colon);
   result.m_scheme = url.substr(0, colon);
   result.m_location = url.substr(colon + 1, question == std::string::npos ? question : question - colon - 1);
   result.m_options.clear();
+  result.m_known.clear();
   return parseQuery(question == std::string::npos ? "" : url.substr(question + 1), result.m_options);
 }
 
 bool StoreUrl::take(const std::string& name, std::string& value) {
+  m_known.push_back(name);
   const auto found = m_options.find(name);
   if (found == m_options.end()) return false;
   value = found->second;
@@ -106,12 +114,19 @@ ExecResult StoreUrl::refuseRest() const {
 }
 
 // An unescaped "?" in a password turns the rest of the URL into options; their names may be password text.
-ExecResult StoreUrl::unknownOption(const std::string& name) const {
+ExecResult StoreUrl::unknownOption(const std::string& name, const std::vector<std::string>& others) const {
   const bool plain = name.find_first_not_of("abcdefghijklmnopqrstuvwxyz_") == std::string::npos &&
                      std::none_of(m_options.begin(), m_options.end(), [](const auto& option) {
                        return (option.first + option.second).find('@') != std::string::npos;
                      });
-  return malformed("the store URL has an unknown option" + (plain ? " '" + name + "'" : ""));
+  std::string named = "; a '?' in a user's name, a password or a path is written %3F";
+  if (plain) {
+    std::vector<std::string> all = m_known;
+    all.insert(all.end(), others.begin(), others.end());
+    named = " '" + name + "'" + nearestName(name, all);
+  }
+  return malformed("the store URL has an unknown option" + named + "; there are " + listOf(m_known) +
+                   (others.empty() ? "" : ", and the connection keywords of the client library"));
 }
 
 ExecResult percentDecode(const std::string& text, std::string& result) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "vorn/platform/data_session.h"
 
@@ -33,13 +34,16 @@ class StoreUrl {
   /// @return a failure for the first option left, or success when none is
   ExecResult refuseRest() const;
 
-  /// @return the failure for an option that nobody knows, named unless it may be a piece of a password
-  ExecResult unknownOption(const std::string& name) const;
+  /// @return the failure for an option that nobody knows, named unless it may be a piece of a password, with
+  ///         the options that there are: those that were asked for so far
+  /// @param others  names that count as well, and are too many to be listed
+  ExecResult unknownOption(const std::string& name, const std::vector<std::string>& others = {}) const;
 
  private:
   std::string m_scheme;
   std::string m_location;
   std::map<std::string, std::string> m_options;
+  std::vector<std::string> m_known;  ///< the options that were asked for
 };
 
 /// Undoes percent-encoding.
