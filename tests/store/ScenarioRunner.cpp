@@ -97,7 +97,7 @@ class ScenarioTest : public StoreTest {
     std::string text = replaced(arguments, "$HOST", m_url.substr(host, m_url.rfind('/') - host));
     static const std::regex form("([0-9]+)#([a-z])");
     for (std::smatch parts; std::regex_search(text, parts, form);)
-      text.replace(parts.position(), parts.length(), std::stoul(parts[1]), parts.str(2)[0]);
+      text = parts.prefix().str() + std::string(std::stoul(parts[1]), parts.str(2)[0]) + parts.suffix().str();
     const bool namesOther = text.find("$OTHER") != std::string::npos;
     return replaced(namesOther ? replaced(text, "$OTHER", m_kind.freshUrl()) : text, "$URL", m_url);
   }
