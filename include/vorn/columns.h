@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -39,6 +41,9 @@ void append(BatchInserter& batch, const Value& value) {
   } else if constexpr (std::is_integral_v<Value>) {
     batch << static_cast<std::conditional_t<std::is_signed_v<Value>, long, unsigned long>>(value);
   } else if constexpr (isText) {
+    if constexpr (std::is_pointer_v<Value>) {
+      if (value == nullptr) throw std::invalid_argument("a batch has no nulls");
+    }
     batch << std::string(std::string_view(value));
   }
 }
@@ -119,8 +124,10 @@ void fill(BatchInserter& batch, Rows&& rows, std::index_sequence<Places...>, con
 /// Threads: one thread at a time.
 ///
 /// Errors: as BatchInserter has it, a value that does not fit what its column has held before is logged and
-/// dropped, and ExecBatchInserter() then refuses the batch. Only allocations throw, and what the range and
-/// the members throw: the columns may differ in length then, so clear the batch.
+/// dropped, and ExecBatchInserter() then refuses the batch. A column that is named twice, and a null pointer
+/// to a text, throw std::invalid_argument; allocations throw, and so does what the range and the members
+/// throw. The columns may differ in length then, so clear the batch. A vorn::rows() that fails ends early:
+/// keep it in a variable, and look at its code() before the batch is sent.
 template <typename Range, typename... Columns>
 void appendRows(BatchInserter& batch, Range&& rows, const Columns&... columns) {
   static_assert(sizeof...(Columns) > 0, "a row has a column at least");
@@ -128,6 +135,11 @@ void appendRows(BatchInserter& batch, Range&& rows, const Columns&... columns) {
   if constexpr ((column_detail::isName<Columns> && ...)) {
     static_assert(std::tuple_size<Element>::value == sizeof...(Columns),
                   "a tuple has a name for each of its places");
+  }
+  const std::string names[] = {column_detail::access<0>(columns).first...};
+  for (const std::string& name : names) {
+    if (std::count(std::begin(names), std::end(names), name) > 1)
+      throw std::invalid_argument("a column is named twice: " + name);
   }
   column_detail::fill(batch, rows, std::index_sequence_for<Columns...>(), columns...);
 }

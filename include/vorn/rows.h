@@ -211,7 +211,10 @@ class Rows {
     using reference = Row&&;
 
     Iterator() = default;
-    reference operator*() const noexcept { return std::move(m_rows->m_row); }
+    reference operator*() const noexcept {
+      m_rows->m_taken = true;
+      return std::move(m_rows->m_row);
+    }
     pointer operator->() const noexcept { return &m_rows->m_row; }
     Iterator& operator++() {
       if (!m_rows->next()) m_rows = nullptr;
@@ -239,10 +242,11 @@ class Rows {
   Rows(const Rows&) = delete;
   Rows& operator=(const Rows&) = delete;
 
-  /// @return the place of the current row, which is the first one in a new range
+  /// @return the place of the first row that was not handed out yet: a second loop goes on after the row at
+  ///         which the first one was left
   Iterator begin() {
-    const bool isNew = !std::exchange(m_begun, true);
-    return Iterator(isNew ? (next() ? this : nullptr) : (m_session == nullptr ? nullptr : this));
+    const bool goesOn = !std::exchange(m_begun, true) || m_taken;
+    return Iterator((goesOn ? next() : m_session != nullptr) ? this : nullptr);
   }
   Iterator end() noexcept { return Iterator(); }
 
@@ -254,6 +258,7 @@ class Rows {
   friend std::optional<Type> value(CVORN& db, const CVORNBase& statement);
 
   bool next() {
+    m_taken = false;
     if (m_session == nullptr) return false;
     TypedRef target;
     target.type.code = type_code::kRow;
@@ -303,6 +308,7 @@ class Rows {
   ExecResult m_status;
   unsigned long m_code;
   bool m_begun = false;
+  bool m_taken = false;  // the current row
 };
 
 /// Runs a query whose rows are to be gone through. The text of the statement is complete before this returns,

@@ -5,7 +5,8 @@ set -euo pipefail
 folder=$(mktemp -d)
 trap 'kill "$service" 2>/dev/null || true; rm -rf "$folder"' EXIT
 
-"$1" 0 >"$folder/output" 2>"$folder/errors" &
+# The C library loses a few bytes when threads look for its translations at once.
+ASAN_OPTIONS=${ASAN_OPTIONS:-}:detect_leaks=0 "$1" 0 >"$folder/output" 2>"$folder/errors" &
 service=$!
 
 # shows PATTERN: whether the metrics have such a line.

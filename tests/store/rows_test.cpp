@@ -118,6 +118,12 @@ TEST_P(Rows, KeepTheConnectionNoLongerThanTheyLast) {
     break;
   }
   EXPECT_EQ(elsewhere(), kSuccess);
+  auto twice = vorn::rows<Maybe<Text>>(*db, raw("select v from r order by n desc"));
+  for (auto [first] : twice) {
+    EXPECT_EQ(first, "fan");
+    break;
+  }
+  for (auto [second] : twice) EXPECT_EQ(second, std::nullopt);
   auto rows = vorn::rows<Maybe<Text>>(*db, raw("select v from r order by n desc"));
   std::vector<std::tuple<Maybe<Text>>> kept(rows.begin(), rows.end());
   EXPECT_EQ(elsewhere(), kSuccess);
@@ -146,6 +152,9 @@ TEST_P(Rows, AreAppendedToABatchFromTuplesStructuresAndOtherRows) {
   BatchInserter copy;
   copy.table("r");
   vorn::appendRows(copy, vorn::rows<long, Text, double>(*db, raw(query)), "n", "v", "d");
+  EXPECT_THROW(vorn::appendRows(copy, tuples, "n", "v", "n"), std::invalid_argument);
+  EXPECT_THROW(vorn::appendRows(batch, std::map<int, const char*>{{7, nullptr}}, "n", "v"),
+               std::invalid_argument);
   ASSERT_EQ(run(db, "delete from r"), kSuccess);
   ASSERT_EQ(describe(db->ExecBatchInserter(copy)), kSuccess);
   EXPECT_EQ((typed<int, Text, double>(db, query)), stored);

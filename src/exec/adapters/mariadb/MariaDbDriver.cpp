@@ -43,6 +43,8 @@ ExecResult takeHost(std::string_view text, std::vector<MariaDbHost>& hosts) {
     return malformed("has a port that is no number from 1 to 65535");
   }
   ExecResult result = percentDecode(std::string(name), host.name);
+  // The client library would take it for a list of options.
+  if (host.name.find_first_of("=;") != std::string::npos) return malformed("has a host with '=' or ';'");
   if (result.succeeded()) hosts.push_back(std::move(host));
   return result;
 }
@@ -75,13 +77,12 @@ ExecResult takeLocation(const std::string& location, MariaDbSettings& settings) 
   const std::size_t at = authority.find('@');
   if (location.find('@') != location.rfind('@'))
     return malformed(std::string("has an '@' more than the one before its hosts") + kWrittenAs);
+  if (at == std::string::npos && location.find('@') != std::string::npos)
+    return malformed(std::string("has a '/' before its '@'") + kWrittenAs);
   ExecResult result;
   if (at != std::string::npos) result = takeUser(authority.substr(0, at), settings);
   const std::string hosts = at == std::string::npos ? authority : authority.substr(at + 1);
   if (result.succeeded() && !hosts.empty()) result = takeHosts(hosts, settings.hosts);
-  if (!result.succeeded() && at == std::string::npos && location.find('@') != std::string::npos) {
-    return malformed(std::string("has a '/' before its '@'") + kWrittenAs);
-  }
   if (!result.succeeded() || slash == std::string::npos) return result;
   const std::string database = location.substr(slash + 1);
   if (database.find('/') != std::string::npos)

@@ -151,8 +151,12 @@ void keepCryptographyToTheEnd() {
 
 ExecResult makePostgresDriver(StoreUrl& url, const std::string&, std::shared_ptr<StoreDriver>& driver) {
   const std::string authority = url.location().substr(0, url.location().find('/', 2));
-  // libpq splits at the first '@'; with two of them part of the password would become the host name.
-  if (authority.rfind("//", 0) != 0 || authority.find('@') != authority.rfind('@')) return malformed();
+  // libpq splits at the first '@', and looks for it before the first '/' only. With another one a part of the
+  // password would become the name of a host or of a database.
+  const std::size_t at = url.location().find('@');
+  if (authority.rfind("//", 0) != 0 || at != url.location().rfind('@') ||
+      (at != std::string::npos && at > authority.size()))
+    return malformed();
   PostgresSettings settings;
   std::string reset = "changed";
   ExecResult result = url.takeWord("session_reset", "changed always", reset);

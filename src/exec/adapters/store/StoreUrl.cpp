@@ -113,11 +113,13 @@ ExecResult StoreUrl::refuseRest() const {
   return unknownOption(m_options.begin()->first);
 }
 
-// An unescaped "?" in a password turns the rest of the URL into options; their names may be password text.
+// An unescaped "?" in a password turns the rest of the URL into options, and "&" the rest of a password that
+// is an option into another one; their names may be password text.
 ExecResult StoreUrl::unknownOption(const std::string& name, const std::vector<std::string>& others) const {
   const bool plain = name.find_first_not_of("abcdefghijklmnopqrstuvwxyz_") == std::string::npos &&
                      std::none_of(m_options.begin(), m_options.end(), [](const auto& option) {
-                       return (option.first + option.second).find('@') != std::string::npos;
+                       return (option.first + option.second).find('@') != std::string::npos ||
+                              option.first.find("password") != std::string::npos;
                      });
   std::string named = "; a '?' in a user's name, a password or a path is written %3F";
   if (plain) {
