@@ -3,9 +3,11 @@
 //   csv_import FILE        FILE has the header `station,taken,celsius`
 //
 // A line that is no measurement, and one that the store refuses, is printed with its number and the reason;
-// all others are stored. A terminal shows a progress bar meanwhile. The exit status is 0 when every line was
-// stored, 1 when some were not, and 2 when the import had to stop: what was read till then is accounted for,
-// and it may be run again on the same file, as the store refuses the lines that are there.
+// all others are stored. A field in quotes may run over several lines, which count as one; one whose quote is
+// never closed takes all lines up to the end of the file with it. A terminal shows a progress bar meanwhile.
+// The exit status is 0 when every line was stored, 1 when some were not, and 2 when the import had to stop:
+// what was read till then is accounted for, and it may be run again on the same file, as the store refuses
+// the lines that are there.
 //
 // The rows go to the table `measurement` of the session name "default": SQLite in ./default.db, or what
 // VORN_STORE_DEFAULT says.

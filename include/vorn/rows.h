@@ -68,6 +68,11 @@ bool fromReal(double real, Number& target) noexcept {
     if (std::isfinite(real) && std::fabs(real) > std::numeric_limits<Number>::max()) return false;
     target = static_cast<Number>(real);
     return true;
+  } else if constexpr (std::is_unsigned_v<Number>) {
+    if (!(real >= 0 && real < 0x1p64) || std::trunc(real) != real) return false;
+    const auto whole = static_cast<std::uint64_t>(real);
+    target = static_cast<Number>(whole);
+    return static_cast<std::uint64_t>(target) == whole;
   } else {
     if (!(real >= -0x1p63 && real < 0x1p63) || std::trunc(real) != real) return false;
     return fromInteger(static_cast<std::int64_t>(real), target);
@@ -175,7 +180,8 @@ inline std::string reason(std::uint64_t code, std::size_t types, std::size_t col
 /// There is one for each column. A value is taken where it is a value of the type, and is a failure anywhere
 /// else, so that no number is cut, wrapped around or guessed:
 /// - an integer takes a whole number in its range, of a text too, which may have zeros after its point;
-/// - float and double take every number, rounded to the nearest they have, but none that is out of range;
+/// - float and double take every number, rounded to the nearest they have, but none that is out of range, and
+///   of a text none that is too small for them;
 /// - bool takes 0, 1, `true`, `false`, `TRUE` and `FALSE`;
 /// - char takes a text of one byte;
 /// - std::string takes the text of every value, see RowValue. A single blank, which the stores write for an
