@@ -96,6 +96,7 @@ TEST_P(Rows, HaveTheirTypesOrEndWithTheReason) {
       {typed<char>, "select 'ab'", type},
       {typed<long>, "", "refused by the library"},
       {one<long>, "select count(*) from r", "2"},
+      {one<unsigned long>, "select 1e19", "10000000000000000000"},
       {one<Text>, "select v from r where n = 5", "nothing, success"},
       {one<Maybe<Text>>, "select v from r where n < 0", "~"},
       {one<Text>, "select v from r where n < 0", "nothing, " + null},
