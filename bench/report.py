@@ -22,6 +22,7 @@ CLAIMS = [
     ("Reading typed rows, against SQLiteCpp", 1.0, "sqlite/read/typed rows/SQLiteCpp"),
     ("Reading typed rows, against SOCI", 1.0, "sqlite/read/typed rows/SOCI"),
     ("Reading typed rows, against SOCI's bulk fetch", 1.0, "sqlite/read/typed rows/SOCI bulk"),
+    ("Rows as tuples, against the same loop over the reader", 1.05, "sqlite/range/.*/vorn, reader"),
     ("20 integers a row, against the C interface", 1.1, "sqlite/fields/20 integers/C interface"),
     ("20 integers a row, against SQLiteCpp", None, "sqlite/fields/20 integers/SQLiteCpp"),
     ("Nulls with markers, against the C interface", 1.1, "sqlite/fields/.*with markers/C interface"),

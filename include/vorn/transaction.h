@@ -1,7 +1,8 @@
 #pragma once
 
+#include <pthread.h>
+
 #include <chrono>
-#include <thread>
 #include <vector>
 
 #include "vorn/database.h"
@@ -73,7 +74,7 @@ class VORN_API Transaction {
   CVORN& m_db;
   unsigned long m_code;
   bool m_isOpen;
-  const std::thread::id m_thread;
+  const pthread_t m_thread;
 };
 
 /// When retryTransaction() runs the work again, and how long it waits before that.

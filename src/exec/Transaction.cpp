@@ -39,7 +39,7 @@ void logStillOpen(const char* why) noexcept {
 // ended. The session's transaction is ended only while that holds, and only on the thread that it belongs to.
 
 Transaction::Transaction(CVORN& db)
-    : m_db(db), m_code(db.beginTransaction()), m_isOpen(m_code == 0), m_thread(std::this_thread::get_id()) {}
+    : m_db(db), m_code(db.beginTransaction()), m_isOpen(m_code == 0), m_thread(pthread_self()) {}
 
 Transaction::~Transaction() {
   if (isOpenHere()) {
@@ -50,7 +50,7 @@ Transaction::~Transaction() {
 }
 
 bool Transaction::isOpenHere() const noexcept {
-  return m_isOpen && m_thread == std::this_thread::get_id();
+  return m_isOpen && pthread_equal(m_thread, pthread_self()) != 0;
 }
 
 unsigned long Transaction::refuse() const {

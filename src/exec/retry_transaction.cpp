@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <random>
+#include <thread>
 
 #include "vorn/platform/data_session.h"
 #include "vorn/transaction.h"
