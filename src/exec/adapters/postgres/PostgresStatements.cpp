@@ -150,9 +150,11 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   // What comes after this can be done without: a statement to be dropped may be unknown.
   const std::size_t needed = pipeline.questions();
   const std::size_t serverAt = m_guardLasts && !m_hasGuard ? askForGuard(pipeline) : kNone;
-  askToDrop(pipeline);
+  const std::size_t dropsAt = pipeline.questions();
+  const std::size_t dropsEnd = dropsAt + askToDrop(pipeline);
   if (nested) pipeline.ask(kRelease);
   result = pipeline.end([&](std::size_t question, const PGresult* answer) {
+    if (question >= dropsAt && question < dropsEnd) m_dropped.pop_back();
     if (question == describeAt) {
       statement.returnsRows = PQnfields(answer) > 0;
       for (int at = 0; at < PQnparams(answer); ++at) statement.parameters.push_back(PQparamtype(answer, at));
@@ -166,6 +168,8 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
     }
   });
   if (!result.succeeded()) {
+    if (pipeline.failedAt() < describeAt) statement.name.clear();
+    if (pipeline.failedAt() >= dropsAt && pipeline.failedWith("26")) m_dropped.pop_back();
     m_interrupted = isInterruption(pipeline);
     const bool matters = m_interrupted || pipeline.failedAt() < needed || m_executor.channel().broken();
     if (!matters) result = {};
@@ -192,11 +196,12 @@ void PostgresStatements::noteServer(const PGresult* answer) {
       std::strtol(PQgetvalue(answer, 0, 0), nullptr, 10) == PQbackendPID(m_executor.channel().handle());
 }
 
-void PostgresStatements::askToDrop(PostgresPipeline& pipeline) {
-  for (std::size_t drops = 0; drops < kDropsAtOnce && !m_dropped.empty(); ++drops) {
-    pipeline.ask("deallocate " + m_dropped.back());
-    m_dropped.pop_back();
-  }
+// The names stay until the server has answered, the last one first: it passes over what follows a failure.
+// @return how many it asks for
+std::size_t PostgresStatements::askToDrop(PostgresPipeline& pipeline) {
+  const std::size_t drops = std::min(kDropsAtOnce, m_dropped.size());
+  for (std::size_t at = 0; at < drops; ++at) pipeline.ask("deallocate " + m_dropped.rbegin()[at]);
+  return drops;
 }
 
 ExecResult PostgresStatements::findPlain(const std::string& sql, bool& plain) {

@@ -54,6 +54,8 @@ struct PostgresStatement {
 ///    becomes of it.
 /// 6. A write of which the server makes another statement is not prepared. Where functions run with a write
 ///    that may change what other statements stand on, nothing counts as proven after it.
+/// 7. The name of a statement that made room is forgotten once the server has dropped it or does not know it,
+///    not before: what fails on the way leaves nothing on the server that nobody asks to drop.
 class PostgresStatements {
  public:
   /// @param allowed  shared by the connections of a store; cleared when its statements do not last
@@ -120,7 +122,7 @@ class PostgresStatements {
   const std::string& prefix();
   std::string nextName();
   std::size_t askForGuard(PostgresPipeline& pipeline);
-  void askToDrop(PostgresPipeline& pipeline);
+  std::size_t askToDrop(PostgresPipeline& pipeline);
   void noteServer(const PGresult* answer);
   ExecResult findEffect(const std::string& table);
   ExecResult undoInTransaction(const PostgresPipeline& pipeline, ExecResult outcome);
