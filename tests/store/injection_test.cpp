@@ -5,8 +5,6 @@
 // reaches a log.
 namespace {
 
-using Make = std::function<unsigned long(CVORN&, const std::string&)>;
-
 class Injection : public StoreTest, public testing::WithParamInterface<StoreKind> {
  protected:
   void SetUp() override {
@@ -30,108 +28,95 @@ class Injection : public StoreTest, public testing::WithParamInterface<StoreKind
 
 const std::string kCanary = "geheim4711";
 
-// What keeps its text.
-const std::pair<const char*, std::function<unsigned long(CVORN&, long, const std::string&)>> kSafe[] = {
-    {"inserter",
-     [](CVORN& db, long row, const std::string& text) {
-       CVORNInserter insert;
-       insert.table("t");
-       insert["n"]["s"] << row << text;
-       return db.execWriteSQL(insert);
-     }},
-    {"updater",
-     [](CVORN& db, long row, const std::string& text) {
-       db.execWriteSQL(raw("insert into t values(" + std::to_string(row) + ", null)"));
-       CVORNUpdater update;
-       CVORNTable t = update.table("t");
-       update["s"].assign(text);
-       update.where(t["n"] == row);
-       return db.execWriteSQL(update);
-     }},
-    {"batch",
-     [](CVORN& db, long row, const std::string& text) {
-       BatchInserter batch;
-       batch.table("t");
-       for (const long n : {row, -row}) batch["n"] << n;
-       for (int times = 0; times < 2; ++times) batch["s"] << text;
-       return db.ExecBatchInserter(batch);
-     }},
+/// Makes a statement of a text, or of the number of a row and a text, and runs it.
+struct Operation {
+  const char* name;
+  std::function<unsigned long(CVORN&, long, const std::string&)> run;
 };
 
+template <typename Statement, typename Fill>
+Operation operation(const char* name, Fill fill) {
+  return {name, [fill](CVORN& db, long row, const std::string& text) {
+            Statement statement;
+            fill(statement, row, text);
+            if constexpr (std::is_same_v<Statement, BatchInserter>)
+              return db.ExecBatchInserter(statement);
+            else
+              return db.execWriteSQL(statement);
+          }};
+}
+
+// What keeps its text.
+const Operation kSafe[] = {
+    operation<CVORNInserter>("inserter",
+                             [](auto& insert, long row, const std::string& text) {
+                               insert.table("t");
+                               insert["n"]["s"] << row << text;
+                             }),
+    operation<CVORNUpdater>("updater",
+                            [](auto& update, long row, const std::string& text) {
+                              CVORNTable t = update.table("t");
+                              update["s"].assign(text);
+                              update.where(t["n"] == row);
+                            }),
+    operation<BatchInserter>("batch", [](auto& batch, long row, const std::string& text) {
+      batch.table("t");
+      for (const long n : {row, -row}) batch["n"] << n;
+      for (int times = 0; times < 2; ++times) batch["s"] << text;
+    })};
+
 // What takes its text for a piece of the statement.
-const std::pair<const char*, Make> kUnsafe[] = {
-    {"raw", [](CVORN& db, const std::string& text) { return db.execWriteSQL(raw("select " + text)); }},
-    {"literal", [](CVORN& db, const std::string& text) { return db.execWriteSQL(raw("select '" + text)); }},
-    {"equality",
-     [](CVORN& db, const std::string& text) {
-       CVORNSelector select;
-       CVORNTable t = select.table("t");
-       select.select("n");
-       select.where(t["s"] == text);
-       CVORNReader reader;
-       return db.execReadSQL(select, reader);
-     }},
-    {"list",
-     [](CVORN& db, const std::string& text) {
-       CVORNDeleter remove;
-       CVORNTable t = remove.table("t");
-       remove.where(t["s"].notIn(text));
-       return db.execWriteSQL(remove);
-     }},
-    {"column",
-     [](CVORN& db, const std::string& text) {
-       CVORNSelector select;
-       select.table("t");
-       select.select(text);
-       CVORNReader reader;
-       return db.execReadSQL(select, reader);
-     }},
-    {"table",
-     [](CVORN& db, const std::string& text) {
-       CVORNInserter insert;
-       insert.table(text);
-       insert["n"] << 1;
-       return db.execWriteSQL(insert);
-     }},
-    {"batch table",
-     [](CVORN& db, const std::string& text) {
-       BatchInserter batch;
-       batch.table(text);
-       batch["n"] << 1 << 2;
-       return db.ExecBatchInserter(batch);
-     }},
-    {"batch column",
-     [](CVORN& db, const std::string& text) {
-       BatchInserter batch;
-       batch.table("t");
-       batch[text] << 1 << 2;
-       return db.ExecBatchInserter(batch);
-     }},
-    {"dropper",
-     [](CVORN& db, const std::string& text) {
-       CVORNDroper drop;
-       drop.table(text);
-       return db.execWriteSQL(drop);
-     }},
-};
+const Operation kUnsafe[] = {
+    operation<CVORNsqlstr>("raw", [](auto& raw, long, auto& text) { raw.assign("select " + text); }),
+    operation<CVORNsqlstr>("literal", [](auto& raw, long, auto& text) { raw.assign("select '" + text); }),
+    operation<CVORNSelector>(
+        "equality",
+        [](auto& select, long, const std::string& text) { select.where(select.table("t")["s"] == text); }),
+    operation<CVORNDeleter>("list",
+                            [](auto& remove, long, const std::string& text) {
+                              remove.where(remove.table("t")["s"].notIn(text));
+                            }),
+    operation<CVORNSelector>("column",
+                             [](auto& select, long, const std::string& text) {
+                               select.table("t");
+                               select.select(text);
+                             }),
+    operation<CVORNInserter>("table",
+                             [](auto& insert, long, const std::string& text) {
+                               insert.table(text);
+                               insert["n"] << 1;
+                             }),
+    operation<BatchInserter>("batch table",
+                             [](auto& batch, long, const std::string& text) {
+                               batch.table(text);
+                               batch["n"] << 1 << 2;
+                             }),
+    operation<BatchInserter>("batch column",
+                             [](auto& batch, long, const std::string& text) {
+                               batch.table("t");
+                               batch[text] << 1 << 2;
+                             }),
+    operation<CVORNDroper>("dropper", [](auto& drop, long, auto& text) { drop.table(text); })};
 
 TEST_P(Injection, KeepsTextsThatAreValuesAndRunsNoSecondStatement) {
   LogCapture lines;
   for (const auto& [line, unused] : casesOf("store/hostile.txt")) {
     const std::string text = replaced(line, "\\n", "\n");
     for (const auto& [name, store] : kSafe) {
-      const std::string value = kCanary + text;
-      EXPECT_EQ(describe(store(*db, ++m_row, value)), kSuccess) << name << ": " << text;
-      EXPECT_EQ(rowOf(value), std::to_string(m_row)) << name << ": " << text;
-      EXPECT_EQ(rowsOf(db, "select s from t where n = " + std::to_string(m_row)), value) << name;
+      const std::string value = kCanary + text, row = std::to_string(++m_row);
+      if (name == std::string("updater")) run(db, "insert into t values(" + row + ", null)");
+      EXPECT_EQ(describe(store(*db, m_row, value)), kSuccess) << name << ": " << text;
+      EXPECT_EQ(rowOf(value), row) << name << ": " << text;
+      EXPECT_EQ(rowsOf(db, "select s from t where n = " + row), value) << name;
     }
     for (const auto& [name, make] : kUnsafe) {
       // What stands for a name may be shown.
-      make(*db, name == std::string("literal") ? kCanary + text : text);
+      make(*db, 0, name == std::string("literal") ? kCanary + text : text);
       EXPECT_EQ(rowsOf(db, "select count(*) from victim"), "1") << name << ": " << text;
       db->rollbackTransaction();
     }
   }
+  EXPECT_EQ(run(db, std::string("delete from t\0", 14)), "vorn 5 EMBEDDED_NUL");
   EXPECT_EQ(lines.texts().find(kCanary), std::string::npos) << lines.texts();
 }
 

@@ -1,41 +1,80 @@
+#include <sqlite3.h>
+
 #include "store/DifferentialTest.h"
-#include "store/PlainSqlite.h"
 
 namespace {
 
+/// Plain SQLite, without any patience.
 class SqliteClient : public DifferentialTest::Client {
  public:
-  explicit SqliteClient(const std::string& file) : m_database(file) {
-    m_database.run("pragma synchronous=off");
-    m_database.run(file.rfind("file:", 0) == 0 ? "pragma journal_mode=memory" : "pragma journal_mode=wal");
+  explicit SqliteClient(const std::string& file) {
+    constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
+    sqlite3_open_v2(file.c_str(), &m_database, kFlags, nullptr);
+    sqlite3_extended_result_codes(m_database, 1);
+    run("pragma foreign_keys=on", false);
+    run("pragma synchronous=off", false);
+    run(file.rfind("file:", 0) == 0 ? "pragma journal_mode=memory" : "pragma journal_mode=wal", false);
   }
+  ~SqliteClient() override { sqlite3_close(m_database); }
+  SqliteClient(const SqliteClient&) = delete;
+  SqliteClient& operator=(const SqliteClient&) = delete;
 
   DifferentialTest::Outcome run(const std::string& sql, bool reads) override {
     DifferentialTest::Outcome outcome;
     m_contents.clear();
-    const int code = m_database.rows(sql, [&](const auto& row) {
-      if (reads) outcome.rows.push_back(DifferentialTest::shown(row));
-    });
-    outcome.end = code == PlainSqlite::kNone      ? "vorn 6 EMPTY_STATEMENT"
-                  : code == PlainSqlite::kSeveral ? "vorn 4 MULTIPLE_STATEMENTS"
-                  : code == SQLITE_OK             ? kSuccess
-                                                  : describe(1UL << 32 | static_cast<unsigned long>(code));
+    sqlite3_stmt* statement = nullptr;
+    const char* rest = nullptr;
+    int code = sqlite3_prepare_v2(m_database, sql.c_str(), -1, &statement, &rest);
+    if (code == SQLITE_OK && statement == nullptr) return {{}, "vorn 6 EMPTY_STATEMENT"};
+    const bool isAlone = code != SQLITE_OK || !goesOn(rest);
+    while (isAlone && statement != nullptr && (code = sqlite3_step(statement)) == SQLITE_ROW)
+      if (reads) outcome.rows.push_back(rowOf(statement));
+    sqlite3_finalize(statement);
+    outcome.end = !isAlone ? "vorn 4 MULTIPLE_STATEMENTS"
+                  : code == SQLITE_OK || code == SQLITE_DONE
+                      ? kSuccess
+                      : describe(1UL << 32 | static_cast<unsigned long>(code));
     return outcome;
   }
-  bool inTransaction() override { return m_database.inTransaction(); }
+  bool inTransaction() override { return sqlite3_get_autocommit(m_database) == 0; }
 
   /// @return what was read last, or anew what `read` returns if another connection has written since
   template <typename Read>
   const std::vector<std::string>& contents(const Read& read) {
-    std::string version;
-    m_database.rows("pragma data_version", [&version](const auto& row) { version = row[0].text(); });
-    if (m_version != version || m_contents.empty()) m_contents = read();
+    std::vector<std::string> known;
+    std::swap(known, m_contents);
+    const std::string version = run("pragma data_version", true).rows.at(0);
+    m_contents = known.empty() || m_version != version ? read() : std::move(known);
     m_version = version;
     return m_contents;
   }
 
  private:
-  PlainSqlite m_database;
+  static std::string rowOf(sqlite3_stmt* statement) {
+    std::vector<vorn::RowValue> row(static_cast<std::size_t>(sqlite3_data_count(statement)));
+    for (int column = 0; column < static_cast<int>(row.size()); ++column) {
+      vorn::RowValue& value = row[static_cast<std::size_t>(column)];
+      const int type = sqlite3_column_type(statement, column);
+      if (type == SQLITE_INTEGER) value.setInteger(sqlite3_column_int64(statement, column));
+      if (type == SQLITE_FLOAT) value.setReal(sqlite3_column_double(statement, column));
+      if (type != SQLITE_TEXT && type != SQLITE_BLOB) continue;
+      const void* const bytes = sqlite3_column_blob(statement, column);
+      const int size = sqlite3_column_bytes(statement, column);
+      value.setText(size == 0 ? "" : static_cast<const char*>(bytes), static_cast<std::size_t>(size));
+    }
+    return DifferentialTest::shown(row);
+  }
+
+  /// @return whether anything but blanks, comments and semicolons is left
+  bool goesOn(const char* rest) {
+    sqlite3_stmt* statement = nullptr;
+    while (*rest != '\0' && statement == nullptr)
+      if (sqlite3_prepare_v2(m_database, rest, -1, &statement, &rest) != SQLITE_OK) return true;
+    sqlite3_finalize(statement);
+    return statement != nullptr;
+  }
+
+  sqlite3* m_database = nullptr;
   std::string m_version;
   std::vector<std::string> m_contents;
 };

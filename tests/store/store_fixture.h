@@ -26,7 +26,6 @@ struct StoreKind {
   bool isRemote;                          ///< a call may have been carried out and its answer be lost
   std::string integritySql;               ///< a query that answers "ok"
   std::string plainQuery;                 ///< options, each after "&", for tests by the thousand
-  bool keepsInfinity = true;              ///< in a column of reals
 };
 
 inline void PrintTo(const StoreKind& kind, std::ostream* out) {

@@ -20,7 +20,7 @@ std::vector<StoreKind> storeKinds() {
   return {
 #ifdef VORN_WITH_MARIADB
       {"MariaDb", "mariadb", "mariadb/scenarios.txt", [] { return sharedMariaDbServer().freshDatabase(); },
-       true, "select 'ok'", "", false},
+       true, "select 'ok'", ""},
 #endif
 #ifdef VORN_WITH_POSTGRES
       {"PostgreSql", "postgresql", "postgres/scenarios.txt",
