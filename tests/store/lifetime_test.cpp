@@ -2,6 +2,7 @@
 #include <fcntl.h>
 
 #include <atomic>
+#include <csignal>
 #include <functional>
 #include <list>
 #include <set>
@@ -76,37 +77,47 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
 }
 
 // A program of its own, which leaves while eight threads write. What they were told goes to a file.
-TEST(LifetimeProgram, DISABLED_ExitsWhileThreadsWrite) {
+TEST(LifetimeProgram, DISABLED_EndsWhileThreadsWrite) {
   const int told = open(std::getenv("VORN_TEST_TOLD"), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
   static std::atomic<int> written{0};
   for (long thread = 0; thread < 8; ++thread) {
     std::thread([thread, told] {
       MIRAsqlDB database(false);
-      for (long n = getpid() * 1000L * 8 + thread;; n += 8) {
-        const std::string line = std::to_string(n) + "\n";
-        if (run(&database, "insert into t values(" + line + ", 0)") != kSuccess) continue;
+      for (long operation = getpid() * 1000L * 8 + thread;; operation += 8) {
+        const long rows = thread % 2 == 0 ? 1 : 500;
+        const std::string line = std::to_string(operation) + "|" + std::to_string(rows) + "\n";
+        if (HarmTest::send(&database, operation, 0, rows) != 0) continue;
         if (write(told, line.data(), line.size()) < 0) abort();
         ++written;
       }
     }).detach();
   }
   while (written < 20) usleep(1000);
+  if (std::getenv("VORN_TEST_KILLED") != nullptr) raise(SIGKILL);
   std::exit(0);
 }
 
-TEST_P(Lifetime, AProcessExitsWhileItsThreadsWrite) {
+TEST_P(Lifetime, AProcessExitsOrIsKilledWhileItsThreadsWrite) {
   const TemporaryDirectory directory;
   setenv("VORN_TEST_TOLD", directory.file("told").c_str(), 1);
   const std::string url = GetParam().freshUrl() + "?acquire_timeout_ms=2000" + GetParam().plainQuery;
   prepare(url);
-  for (int round = 0; round < 5; ++round) EXPECT_TRUE(runs("ExitsWhileThreadsWrite", url));
+  for (int round = 0; round < 20; ++round) {
+    const bool isKilled = round % 4 != 0;
+    isKilled ? setenv("VORN_TEST_KILLED", "1", 1) : unsetenv("VORN_TEST_KILLED");
+    EXPECT_NE(runs("EndsWhileThreadsWrite", url), isKilled);
+  }
   std::set<std::string> found;
-  for (const std::string& n : split(rowsOf(db, "select n from t"), ";"))
-    EXPECT_TRUE(found.insert(n).second) << n;
+  for (const std::string& operation : split(rowsOf(db, Ledger::kQuery), ";")) {
+    const std::vector<std::string> numbers = split(operation, "|");
+    EXPECT_TRUE(numbers[1] == numbers[2] && (numbers[1] == "1" || numbers[1] == "500")) << operation;
+    found.insert(numbers[0] + "|" + numbers[1]);
+  }
   std::ifstream told(directory.file("told"));
   long count = 0;
-  for (std::string n; std::getline(told, n); ++count) EXPECT_EQ(found.count(n), 1U) << n;
-  EXPECT_GE(count, 100);
+  for (std::string line; std::getline(told, line); ++count) EXPECT_EQ(found.count(line), 1U) << line;
+  EXPECT_GE(count, 400);
+  EXPECT_EQ(rowsOf(db, GetParam().integritySql), "ok");
 }
 
 // Some leave a transaction open, which is rolled back, or a reader, whose rows another thread takes, also

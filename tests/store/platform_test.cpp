@@ -23,17 +23,6 @@ TEST(PlatformTest, FormatsLikeTheCLibraryAndCutsAtTheCount) {
   EXPECT_STREQ(actual, "");
 }
 
-TEST(PlatformTest, CopiesAndFillsWhatFits) {
-  char bytes[] = "abc";
-  EXPECT_EQ(vorn::memcpy_s(bytes, 2, "xyz", 2), 0);
-  EXPECT_EQ(vorn::memset_s(bytes, 1, 'd', 2), ERANGE);
-  EXPECT_STREQ(bytes, "dyc");
-  EXPECT_EQ(vorn::memcpy_s(bytes, 1, "xy", 2), ERANGE);
-  EXPECT_EQ(std::string(bytes, 3), std::string("\0yc", 3));
-  EXPECT_EQ(vorn::memcpy_s(bytes, 3, nullptr, 1), EINVAL);
-  EXPECT_EQ(std::string(bytes, 3), std::string(3, '\0'));
-}
-
 TEST(PlatformTest, ScrubbedLinesHideSecretsAndControls) {
   for (const auto& [text, scrubbed] : casesOf("store/log_lines.txt"))
     EXPECT_EQ(vorn::LogScrubber::scrub(text), scrubbed);

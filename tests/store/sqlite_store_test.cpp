@@ -2,8 +2,6 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-#include <csignal>
-
 #include "store/store_fixture.h"
 
 namespace {
@@ -51,29 +49,6 @@ TEST_F(SqliteStore, StatementsThatAreKeptAreBoundedByBytes) {
     EXPECT_EQ(run(db, list), kSuccess);
   }
   EXPECT_LT(sqlite3_memory_used() - before, 3 << 20);
-}
-
-TEST_F(SqliteStore, KilledProcessLeavesAllRowsOfABatchOrNone) {
-  constexpr long kRows = 5000;
-  ASSERT_EQ(run(db, "create table killed(n, v)"), kSuccess);
-  BatchInserter batch = numbers(kRows);
-  batch.table("killed");
-  long before = 0;
-  for (int round = 0; round < 25 || before == 0; ++round) {
-    vorn::unbindStores();
-    const pid_t child = fork();
-    if (child == 0) {
-      for (useStore("sqlite:" + m_file);;) db->ExecBatchInserter(batch);
-    }
-    usleep(2000 + static_cast<unsigned>(round % 25) * 2000);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    useStore("sqlite:" + m_file);
-    const long rows = std::stol(rowsOf(db, "select count(*) from killed"));
-    ASSERT_TRUE(rows % kRows == 0 && rows >= before) << "round " << round << ": " << rows;
-    before = rows;
-    ASSERT_EQ(rowsOf(db, "pragma integrity_check"), "ok");
-  }
 }
 
 TEST_F(SqliteStore, ReadOnlyFileIsReadAndNotWritten) {

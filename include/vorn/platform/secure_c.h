@@ -27,12 +27,22 @@ VORN_API int snprintf_s(char* destination, std::size_t destinationSize, std::siz
 
 /// Copies `count` bytes. Where they do not fit or `source` is null, nothing is copied, and the destination is
 /// filled with zero bytes.
+/// @code
+///   char bytes[] = "abc";
+///   assert(vorn::memcpy_s(bytes, 3, "xy", 2) == 0 && std::string(bytes) == "xyc");
+///   assert(vorn::memcpy_s(bytes, 1, "ab", 2) == ERANGE && std::string(bytes, 3) == std::string("\0yc", 3));
+///   assert(vorn::memcpy_s(bytes, 3, nullptr, 1) == EINVAL && std::string(bytes, 3) == std::string(3, '\0'));
+/// @endcode
 /// @return 0, EINVAL for a null pointer, or ERANGE when the bytes do not fit
 ///
 /// Threads: any thread.
 VORN_API int memcpy_s(void* destination, std::size_t destinationSize, const void* source, std::size_t count);
 
 /// Sets `count` bytes to `value`, or `destinationSize` bytes when `count` is larger.
+/// @code
+///   char bytes[] = "abc";
+///   assert(vorn::memset_s(bytes, 1, 'd', 2) == ERANGE && std::string(bytes) == "dbc");
+/// @endcode
 /// @return 0, EINVAL for a null destination, or ERANGE when `count` is larger than `destinationSize`
 ///
 /// Threads: any thread.
