@@ -200,7 +200,8 @@ void PostgresStatements::noteServer(const PGresult* answer) {
 // @return how many it asks for
 std::size_t PostgresStatements::askToDrop(PostgresPipeline& pipeline) {
   const std::size_t drops = std::min(kDropsAtOnce, m_dropped.size());
-  for (std::size_t at = 0; at < drops; ++at) pipeline.ask("deallocate " + m_dropped.rbegin()[at]);
+  for (std::size_t drop = 1; drop <= drops; ++drop)
+    pipeline.ask("deallocate " + m_dropped[m_dropped.size() - drop]);
   return drops;
 }
 
