@@ -31,10 +31,6 @@ struct Fault {
   bool isOfMemory() const { return !disk && !side; }
 };
 
-void PrintTo(const Fault& fault, std::ostream* out) {
-  *out << fault.name;
-}
-
 std::vector<Fault> allFaults() {
   std::vector<Fault> faults;
   for (const StoreKind& kind : storeKinds()) {

@@ -10,15 +10,12 @@ namespace {
 
 template <typename Value>
 std::string shown(const Value& value) {
-  if constexpr (std::is_same_v<Value, std::string>) {
-    return value.empty() ? "''" : value;
-  } else if constexpr (std::is_same_v<Value, char>) {
-    return {value};
-  } else {
-    std::ostringstream text;
+  std::ostringstream text;
+  if constexpr (sizeof(Value) == 1 && !std::is_same_v<Value, char>)
     text << +value;
-    return text.str();
-  }
+  else
+    text << value;
+  return text.str().empty() ? "''" : text.str();
 }
 template <typename Value>
 std::string shown(const std::optional<Value>& value) {
