@@ -41,12 +41,19 @@ class ApplicationLog {
     std::strftime(time, sizeof time, "%FT%TZ", &utc);
     const std::lock_guard lock(m_mutex);
     std::fprintf(m_file, "%s %-7s %-5s %s\n", time, severity, part, text.c_str());
-    std::fflush(m_file);
+    if (std::fflush(m_file) != 0) m_isWhole = false;
+  }
+
+  /// @return whether every line was written
+  bool isWhole() {
+    const std::lock_guard lock(m_mutex);
+    return m_isWhole;
   }
 
  private:
   std::mutex m_mutex;
   std::FILE* m_file;
+  bool m_isWhole = true;
 };
 
 /// What this application makes of a line: an error of the library is a warning here, as the code that made the call
@@ -100,6 +107,7 @@ int main(int argc, char** argv) {
     work(*log);
     vorn::unbindStores();
     vorn::setLogSink({});
+    if (!log->isWhole()) throw std::runtime_error("the log has lost lines: cannot write");
   } catch (const std::exception& error) {
     std::fprintf(stderr, "application_log: %s\n", error.what());
     return 1;

@@ -42,14 +42,19 @@ bool read(const std::string& text, Number& number) {
   return error == std::errc() && stop == end;
 }
 
+/// @return the text between quotes, on one line: a file may hold what a terminal takes for a command
+std::string quoted(const std::string& text) {
+  return "'" + vorn::LogScrubber::scrub(text) + "'";
+}
+
 /// @return what is wrong with the record; empty where it is a measurement, which `measurement` then is
 std::string readMeasurement(const CsvReader& csv, Measurement& measurement) {
   if (!csv.problem().empty()) return csv.problem();
   const std::vector<std::string>& fields = csv.fields();
   if (fields.size() != 3) return std::to_string(fields.size()) + " fields instead of 3";
   if (fields[0].empty()) return "no station";
-  if (!read(fields[1], measurement.taken)) return "'" + fields[1] + "' is no time";
-  if (!read(fields[2], measurement.celsius)) return "'" + fields[2] + "' is no temperature";
+  if (!read(fields[1], measurement.taken)) return quoted(fields[1]) + " is no time";
+  if (!read(fields[2], measurement.celsius)) return quoted(fields[2]) + " is no temperature";
   measurement.line = csv.line();
   measurement.station = fields[0];
   return {};

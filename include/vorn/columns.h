@@ -48,6 +48,11 @@ void append(BatchInserter& batch, const Value& value) {
   }
 }
 
+template <typename Element, typename = void>
+inline constexpr bool isTuple = false;
+template <typename Element>
+inline constexpr bool isTuple<Element, std::void_t<decltype(std::tuple_size<Element>::value)>> = true;
+
 template <typename Column>
 inline constexpr bool isName = std::is_convertible_v<const Column&, std::string>;
 
@@ -133,8 +138,12 @@ void appendRows(BatchInserter& batch, Range&& rows, const Columns&... columns) {
   static_assert(sizeof...(Columns) > 0, "a row has a column at least");
   using Element = std::decay_t<decltype(*std::begin(rows))>;
   if constexpr ((column_detail::isName<Columns> && ...)) {
-    static_assert(std::tuple_size<Element>::value == sizeof...(Columns),
-                  "a tuple has a name for each of its places");
+    static_assert(column_detail::isTuple<Element>,
+                  "the columns of a structure are std::pairs of a name and a pointer to a member");
+    if constexpr (column_detail::isTuple<Element>) {
+      static_assert(std::tuple_size<Element>::value == sizeof...(Columns),
+                    "a tuple has a name for each of its places");
+    }
   }
   const std::string names[] = {column_detail::access<0>(columns).first...};
   for (const std::string& name : names) {
