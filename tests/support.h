@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <locale>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -71,18 +70,4 @@ class TemporaryDirectory {
 
  private:
   std::string m_path = (std::filesystem::temp_directory_path() / "vorn-test-XXXXXX").string();
-};
-
-/// The process writes 1234.5 as 1.234,5 while this lives.
-class CommaLocale {
- public:
-  ~CommaLocale() { std::locale::global(m_before); }
-
- private:
-  struct Punctuation : std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-  };
-  std::locale m_before = std::locale::global(std::locale(std::locale::classic(), new Punctuation));
 };

@@ -55,7 +55,6 @@ struct ReaderTest : scripted::PlatformTest {
     }
   }
 
-  CommaLocale comma;
   CVORNReader reader;
 };
 

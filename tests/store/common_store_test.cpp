@@ -1,10 +1,20 @@
-#include <climits>
-#include <clocale>
+#include <locale>
 
 #include "faults/HarmTest.h"
 #include "faults/Storm.h"
 
 namespace {
+
+/// The process writes 1234.5 as 1.234,5 while this lives.
+class CommaLocale {
+ public:
+  CommaLocale() {
+    setenv("LOCPATH", VORN_TEST_LOCALES, 1);
+    std::locale::global(std::locale("de_DE.UTF-8"));
+    unsetenv("LOCPATH");
+  }
+  ~CommaLocale() { std::locale::global(std::locale::classic()); }
+};
 
 class CommonStore : public HarmTest, public testing::WithParamInterface<StoreKind> {
  protected:
@@ -16,36 +26,21 @@ class CommonStore : public HarmTest, public testing::WithParamInterface<StoreKin
   std::string m_url;
 };
 
-TEST_P(CommonStore, KeepsRealsInEveryLocaleAloneAndInBatches) {
-  setenv("LOCPATH", VORN_TEST_LOCALES, 1);
-  ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
-  ASSERT_STREQ(std::localeconv()->decimal_point, ",");
+TEST_P(CommonStore, KeepsRealsInEveryLocale) {
   const CommaLocale comma;
-  ASSERT_EQ(run(db, "create table reals(n bigint, d double precision)"), kSuccess);
-  // How the rows go to the store depends on their number.
-  for (const long rows : {1, 2, 200}) {
-    BatchInserter batch;
-    batch.table("reals");
-    std::string expected;
-    for (long row = 0; row < rows; ++row) {
-      batch["n"] << LONG_MAX - row;
-      batch["d"] << 1234567.25 - static_cast<double>(row % 2);
-      expected += (row == 0 ? "" : ";") + std::string(row % 2 == 0 ? "1234567.25" : "1234566.25");
-    }
-    ASSERT_EQ(describe(db->ExecBatchInserter(batch)), kSuccess);
-    EXPECT_EQ(rowsOf(db, "select d from reals order by n desc"), expected);
-    ASSERT_EQ(run(db, "delete from reals"), kSuccess);
-  }
   CVORNInserter inserter;
-  inserter.table("reals");
-  inserter["d"] << -1234567.5;
+  inserter.table("r");
+  inserter["n"] << 1234567.0;
   ASSERT_EQ(db->execWriteSQL(inserter), 0U);
+  BatchInserter batch;
+  batch.table("r");
+  batch["n"] << 1234568.0 << 1234569.0;
+  ASSERT_EQ(db->ExecBatchInserter(batch), 0U);
   CVORNReader reader;
-  EXPECT_EQ(db->execReadSQL(raw("select d, '2.75 ' from reals"), reader), 0U);
+  EXPECT_EQ(db->execReadSQL(raw("select sum(n) * 0.5, '2.75 ' from r where n > 999"), reader), 0U);
   double real = 0, fromText = 0;
   reader >> real >> fromText;
-  EXPECT_TRUE(real == -1234567.5 && fromText == 2.75) << real << ' ' << fromText;
-  std::setlocale(LC_ALL, "C");
+  EXPECT_TRUE(real == 1851852.0 && fromText == 2.75) << real << ' ' << fromText;
 }
 
 TEST_P(CommonStore, ThreadsDoNotDisturbEachOther) {

@@ -17,7 +17,6 @@ class Lifetime : public HarmTest, public testing::WithParamInterface<StoreKind> 
   static bool runs(const char* program, const std::string& url) {
     return holdsInChild([&] {
       setenv("VORN_STORE_DEFAULT", url.c_str(), 1);
-      unsetenv("LOCPATH");
       const std::string filter = std::string("--gtest_filter=LifetimeProgram.DISABLED_") + program;
       execl("/proc/self/exe", "store_tests", "--gtest_also_run_disabled_tests", "--gtest_brief=1",
             filter.c_str(), nullptr);
