@@ -31,7 +31,7 @@ TEST_P(CommonStore, KeepsRealsInEveryLocale) {
   CVORNInserter inserter;
   inserter.table("r");
   inserter["n"] << 1e41;
-  EXPECT_NE(inserter.toString().find("0.000000)"), std::string::npos);
+  EXPECT_NE(inserter.toString().find(".000000"), std::string::npos);
   BatchInserter batch;
   batch.table("r");
   batch["n"] << 1234567.0 << 1234569.0;

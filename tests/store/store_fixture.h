@@ -9,6 +9,7 @@
 #include <functional>
 #include <future>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,6 +27,10 @@ struct StoreKind {
   std::string integritySql;               ///< a query that answers "ok"
   std::string plainQuery;                 ///< options, each after "&", for tests by the thousand
 };
+
+inline void PrintTo(const StoreKind& kind, std::ostream* out) {
+  *out << kind.name;
+}
 
 /// The kinds of store that the common suite runs against.
 std::vector<StoreKind> storeKinds();
