@@ -116,16 +116,15 @@ TEST_P(Rows, KeepTheConnectionNoLongerThanTheyLast) {
     break;
   }
   EXPECT_EQ(elsewhere(), kSuccess);
-  auto twice = vorn::rows<Maybe<Text>>(*db, raw("select v from r order by n desc"));
-  for (auto [first] : twice) {
+  auto rows = vorn::rows<Maybe<Text>>(*db, raw("select v from r order by n desc"));
+  for (auto&& [first] : rows) {
     EXPECT_EQ(first, "fan");
     break;
   }
-  for (auto [second] : twice) EXPECT_EQ(second, std::nullopt);
-  auto rows = vorn::rows<Maybe<Text>>(*db, raw("select v from r order by n desc"));
+  // A second loop goes on, and its rows outlive it.
   std::vector<std::tuple<Maybe<Text>>> kept(rows.begin(), rows.end());
   EXPECT_EQ(elsewhere(), kSuccess);
-  EXPECT_EQ(kept, (std::vector<std::tuple<Maybe<Text>>>{{"fan"}, {std::nullopt}}));
+  EXPECT_EQ(kept, (std::vector<std::tuple<Maybe<Text>>>{{std::nullopt}}));
 }
 
 TEST_P(Rows, AreAppendedToABatchFromTuplesStructuresAndOtherRows) {

@@ -19,18 +19,15 @@ TEST_F(SqliteStore, ProcessesCreateAStoreAtOnce) {
   for (int round = 0; round < 8; ++round) {
     const std::string url = "sqlite:" + m_directory.file(std::to_string(round));
     const auto start = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
-    std::vector<std::future<bool>> children(12);
-    for (auto& child : children) {
-      child = std::async(std::launch::async, [&] {
-        return holdsInChild([&] {
-          std::this_thread::sleep_until(start);
-          useStore(url);
-          return run(db, "create table if not exists t(n)") == kSuccess &&
-                 run(db, "insert into t values(1)") == kSuccess;
-        });
-      });
+    for (int child = 0; child < 12; ++child) {
+      if (fork() != 0) continue;
+      std::this_thread::sleep_until(start);
+      useStore(url);
+      const bool isDone = run(db, "create table if not exists t(n)") == kSuccess &&
+                          run(db, "insert into t values(1)") == kSuccess;
+      _exit(isDone ? 0 : 1);
     }
-    for (auto& child : children) EXPECT_TRUE(child.get());
+    for (int child = 0, status = -1; child < 12; ++child) EXPECT_TRUE(wait(&status) > 0 && status == 0);
     useStore(url);
     EXPECT_EQ(rowsOf(db, "select count(*) from t"), "12");
     EXPECT_EQ(rowsOf(db, "select journal_mode from pragma_journal_mode"), "wal");
