@@ -21,13 +21,8 @@ class PlainSqlite {
   PlainSqlite& operator=(const PlainSqlite&) = delete;
 
   /// @return SQLite's extended code
-  int run(const std::string& sql) { return sqlite3_exec(m_database, sql.c_str(), keep, &m_last, nullptr); }
-
-  /// @return the first field of the last row, ~ for null, or the failure
-  std::string text(const std::string& sql) {
-    m_last.clear();
-    const int code = run(sql);
-    return code == SQLITE_OK ? m_last : sqlite3_errstr(code);
+  int run(const std::string& sql) {
+    return rows(sql, [](const auto&) {});
   }
 
   /// What rows() returns for a text with more than one statement, of which nothing is run, and with none.
@@ -74,11 +69,5 @@ class PlainSqlite {
     return statement != nullptr;
   }
 
-  static int keep(void* last, int, char** values, char**) {
-    *static_cast<std::string*>(last) = values[0] == nullptr ? "~" : values[0];
-    return 0;
-  }
-
   sqlite3* m_database = nullptr;
-  std::string m_last;
 };

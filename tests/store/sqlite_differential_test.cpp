@@ -27,7 +27,8 @@ class SqliteClient : public DifferentialTest::Client {
   /// @return what was read last, or anew what `read` returns if another connection has written since
   template <typename Read>
   const std::vector<std::string>& contents(const Read& read) {
-    const std::string version = m_database.text("pragma data_version");
+    std::string version;
+    m_database.rows("pragma data_version", [&version](const auto& row) { version = row[0].text(); });
     if (m_version != version || m_contents.empty()) m_contents = read();
     m_version = version;
     return m_contents;

@@ -1,9 +1,9 @@
 // What SQLite's files, locks and readers can do to a store.
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <csignal>
 
-#include "store/PlainSqlite.h"
 #include "store/store_fixture.h"
 
 namespace {
@@ -72,7 +72,7 @@ TEST_F(SqliteStore, KilledProcessLeavesAllRowsOfABatchOrNone) {
     const long rows = std::stol(rowsOf(db, "select count(*) from killed"));
     ASSERT_TRUE(rows % kRows == 0 && rows >= before) << "round " << round << ": " << rows;
     before = rows;
-    ASSERT_EQ(PlainSqlite(m_file).text("pragma integrity_check"), "ok");
+    ASSERT_EQ(rowsOf(db, "pragma integrity_check"), "ok");
   }
 }
 
