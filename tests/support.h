@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <locale>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -41,18 +40,10 @@ inline std::string replaced(const std::string& text, const std::string& name, co
   return result.substr(0, result.size() - value.size());
 }
 
-/// @return the text with every single quote doubled
-inline std::string escaped(const std::string& text) {
-  return replaced(text, "'", "''");
-}
-
-/// @return the seed of a random test: VORN_TEST_SEED, or the usual one, or for 0 another one each time; the
-/// output names it
-inline unsigned testSeed(unsigned usual = 0) {
+/// @return the seed of a random test: VORN_TEST_SEED, or the usual one; the output names it
+inline unsigned testSeed(unsigned usual = std::random_device()()) {
   const char* const chosen = std::getenv("VORN_TEST_SEED");
-  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen))
-                        : usual != 0      ? usual
-                                          : std::random_device()();
+  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen)) : usual;
   std::printf("repeat with VORN_TEST_SEED=%u\n", seed);
   return seed;
 }
@@ -71,18 +62,4 @@ class TemporaryDirectory {
 
  private:
   std::string m_path = (std::filesystem::temp_directory_path() / "vorn-test-XXXXXX").string();
-};
-
-/// The process writes 1234.5 as 1.234,5 while this lives.
-class CommaLocale {
- public:
-  ~CommaLocale() { std::locale::global(m_before); }
-
- private:
-  struct Punctuation : std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-  };
-  std::locale m_before = std::locale::global(std::locale(std::locale::classic(), new Punctuation));
 };

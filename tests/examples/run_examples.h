@@ -16,6 +16,6 @@ struct Example {
   void (*run)(CVORN* db, const std::string& text);
 };
 
-/// Runs each example. An example fails by an assertion, or by a line that the library logs.
+/// Runs each example, and ends the program at an assertion, or at a line that the library logs.
 /// @return the program's exit status
 int runExamples(const std::vector<Example>& examples);

@@ -2,6 +2,7 @@
 #include <climits>
 #include <clocale>
 #include <cmath>
+#include <locale>
 #include <tuple>
 
 #include "faults/HarmTest.h"
@@ -43,9 +44,8 @@ TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
       {"{a}; --", 1e15, "{a}; --|1000000000000000.0"},
       {"  blanks\nlead", -1e-7, "  blanks\nlead|-0.0000001"}};
   setenv("LOCPATH", VORN_TEST_LOCALES, 1);
-  ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+  std::locale::global(std::locale("de_DE.UTF-8"));
   ASSERT_STREQ(std::localeconv()->decimal_point, ",");
-  const CommaLocale comma;
   std::string more;
   for (int column = 0; column < 95; ++column) more += ", c" + std::to_string(column) + " int";
   // How the rows go to the store depends on their number and on the column's type.
@@ -89,7 +89,7 @@ TEST_P(CommonStore, KeepsEveryValueInEveryLocaleAloneAndInBatches) {
   double fromText = 0;
   reader >> fromText;
   EXPECT_EQ(fromText, 2.75);
-  std::setlocale(LC_ALL, "C");
+  std::locale::global(std::locale::classic());
   EXPECT_EQ(run(db, std::string("delete from t\0", 14)), "vorn 5 EMBEDDED_NUL");
 }
 
