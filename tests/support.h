@@ -40,18 +40,10 @@ inline std::string replaced(const std::string& text, const std::string& name, co
   return result.substr(0, result.size() - value.size());
 }
 
-/// @return the text with every single quote doubled
-inline std::string escaped(const std::string& text) {
-  return replaced(text, "'", "''");
-}
-
-/// @return the seed of a random test: VORN_TEST_SEED, or the usual one, or for 0 another one each time; the
-/// output names it
-inline unsigned testSeed(unsigned usual = 0) {
+/// @return the seed of a random test: VORN_TEST_SEED, or the usual one; the output names it
+inline unsigned testSeed(unsigned usual = std::random_device()()) {
   const char* const chosen = std::getenv("VORN_TEST_SEED");
-  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen))
-                        : usual != 0      ? usual
-                                          : std::random_device()();
+  const unsigned seed = chosen != nullptr ? static_cast<unsigned>(std::atol(chosen)) : usual;
   std::printf("repeat with VORN_TEST_SEED=%u\n", seed);
   return seed;
 }

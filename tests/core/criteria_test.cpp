@@ -29,18 +29,13 @@ TEST_F(CriteriaTest, Comparisons) {
   CVORNSelector quoting;
   quoting.table("t");
   quoting.where(Item("k") == 'x');
-  expectAll({{Item("a") >= 0, "(a >= 0)"},
-             {Item("a") <= -65, "(a <= -65)"},
-             {Item() == "", "(='')"},
+  expectAll({{Item("a") <= -65, "(a <= -65)"},
              {Item("a") == "a'b'c", "(a='a''b'c')"},
              {Item("a") != "a'b'c", "(a!='a''b''c')"},
-             {Item("a") <= "2020''", "(a <= '2020''''')"},
-             {Item("a") >= "'2020'", "(a >= '''2020''')"},
              {Item("a")("it's"), "a'it''s"},
              {Item("a").like("a%'b"), "a LIKE 'a%''b'"},
              {Item("a") == Item("b'c"), "(a=b''c)"},
              {Item("a") != Item("b'c"), "(a!=b'c)"},
-             {Item().in("1,2"), " in (1,2)"},
              {t["a'b"] == 1, "(t'.a''b=1)"},
              {CVORNTable("")["b"] == 1, "(=1)"},
              {Item("a").in("'x','y'"), "a in (''x'',''y'')"},
@@ -69,8 +64,6 @@ TEST_F(CriteriaTest, JoinsInPlace) {
       {CVORNCriterion(left) || right, "((a=5) or (b='x'))"},
       {CVORNCriterion() && right, "((b='x'))"},
       {CVORNCriterion(left) && CVORNCriterion(), "((a=5) and )"},
-      {CVORNCriterion() || CVORNCriterion(), "()"},
-      {CVORNCriterion(" ") && right, "(  and (b='x'))"},
       {joined && right && Item("id").in("1"), "(((a=5) and (b='x')) and id in (1))"},
       {joined, "(((a=5) and (b='x')) and id in (1))"},
       {twice && twice, "((a=5) and (a=5) and )"},

@@ -1,6 +1,7 @@
+#include <functional>
+#include <map>
 #include <new>
 
-#include "faults/FailingAllocations.h"
 #include "scripted/scripted_platform.h"
 #include "support.h"
 #include "vorn/batch_inserter.h"
@@ -11,63 +12,42 @@ namespace {
 
 using scripted::platform;
 
-struct Batch : BatchInserter {
-  std::string toString() const override { return isWordless ? "" : BatchInserter::toString(); }
-  bool isWordless = false;
-};
-
-/// One operation on a database, and the circumstance that it meets.
-struct Call {
-  Call() {
-    statement.assign("sql");
-    batch["a"] << 1;
-  }
-
-  void meet(const std::string& circumstance) {
-    isByProcess = circumstance[0] >= '0' && circumstance[0] <= '9';
-    if (isByProcess) platform().processId = static_cast<std::uint32_t>(std::stoul(circumstance));
-    if (circumstance == "remark") platform().result = {0, 5, "remark"};
-    if (circumstance == "failed") platform().result = {-3, 99, "broken"};
-    if (circumstance == "silent") platform().result = {1, 77, {}};
-    if (circumstance == "throws") platform().onCall = [](const vorn::TypedRef&) { throw std::bad_alloc(); };
-    if (circumstance == "empty") statement.assign("");
-    if (circumstance == "unequal") batch["b"] << 1 << 2;
-    if (circumstance == "columnless") batch.clear();
-    batch.isWordless = circumstance == "wordless";
-    FailingAllocations::nothrowFails = circumstance == "memoryless";
-  }
-
-  unsigned long run(const std::string& operation) {
-    CVORN* db = nullptr;
-    const GuardDB guard("a name without meaning", db, isByProcess);
-    if (operation == "begin") return db->beginTransaction();
-    if (operation == "commit") return db->commitTransaction();
-    if (operation == "rollback") return db->rollbackTransaction();
-    if (operation == "write") return db->execWriteSQL(statement);
-    return operation == "read" ? db->execReadSQL(statement, reader) : db->ExecBatchInserter(batch);
-  }
-
-  CVORNsqlstr statement;
-  CVORNReader reader;
-  Batch batch;
-  bool isByProcess = false;
-};
-
 TEST(ExecutorTest, AsksThePlatformInOrder) {
   for (const auto& [words, events] : casesOf("core/executor.txt")) {
-    platform() = scripted::Platform();
-    Call call;
-    const std::size_t blank = words.find(' ');
-    call.meet(words.substr(blank + 1));
+    const std::string operation = split(words, " ")[0];
+    const std::string circumstance = split(words, " ")[1];
+    const bool isByProcess = circumstance[0] >= '0' && circumstance[0] <= '9';
+    platform = {};
+    if (isByProcess) platform.processId = static_cast<std::uint32_t>(std::stoul(circumstance));
+    platform.answer = [circumstance](auto&, auto&) -> vorn::ExecResult {
+      if (circumstance == "throws") throw std::bad_alloc();
+      if (circumstance == "failed") return {-3, 99, "broken"};
+      if (circumstance == "silent") return {1, 77, {}};
+      return {0, 5, "remark"};
+    };
+    CVORNsqlstr statement;
+    statement.assign(circumstance == "empty" ? "" : "sql");
+    BatchInserter batch;
+    if (circumstance != "columnless") batch["a"] << 1;
+    if (circumstance == "unequal") batch["b"] << 1 << 2;
+    CVORNReader reader;
+    CVORN* db = nullptr;
+    const GuardDB guard("a name without meaning", db, isByProcess);
+    const std::map<std::string, std::function<unsigned long()>> operations = {
+        {"begin", [&] { return db->beginTransaction(); }},
+        {"commit", [&] { return db->commitTransaction(); }},
+        {"rollback", [&] { return db->rollbackTransaction(); }},
+        {"write", [&] { return db->execWriteSQL(statement); }},
+        {"read", [&] { return db->execReadSQL(statement, reader); }},
+        {"insert", [&] { return db->ExecBatchInserter(batch); }}};
     try {
-      scripted::record("return " + std::to_string(call.run(words.substr(0, blank))));
+      scripted::record("return " + std::to_string(operations.at(operation)()));
     } catch (const std::bad_alloc&) {
       scripted::record("bad_alloc");
     }
-    call.reader.clear();
+    reader.clear();
     EXPECT_EQ(scripted::takeEvents(), events) << words;
   }
-  FailingAllocations::nothrowFails = false;
 }
 
 }  // namespace

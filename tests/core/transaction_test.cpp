@@ -1,4 +1,5 @@
 #include <new>
+#include <sstream>
 #include <thread>
 
 #include "scripted/scripted_platform.h"
@@ -7,97 +8,78 @@
 
 namespace {
 
-/// A database whose transactions go as a list of steps says, and the work inside of them as well.
-class Steps : public CVORN {
- public:
-  explicit Steps(const std::string& steps) : m_steps(split(steps, "; ")) {}
+using scripted::platform;
+
+struct TransactionSteps : scripted::PlatformTest {
+  /// Lets transactions go as a list of steps says, and the work inside of them as well.
+  void follow(const std::string& list) {
+    steps = std::istringstream(list);
+    platform.answer = [this](const std::string& name, auto&) { return vorn::ExecResult(0, take(name), ""); };
+  }
 
   /// Takes the next step, which has to be this one. @return its answer
   unsigned long take(const std::string& name) {
-    const std::string step = m_next < m_steps.size() ? m_steps[m_next++] : "none is left";
-    const std::vector<std::string> words = split(step, " ");
-    EXPECT_EQ(name, words[0]);
-    if (words[1] == "throws") throw std::bad_alloc();
-    const std::vector<std::string> codes = split(words[1], "/");
-    scripted::platform().last = {0, std::strtoul(codes.back().c_str(), nullptr, 10), ""};
-    return std::strtoul(codes[0].c_str(), nullptr, 10);
+    std::string step, answer;
+    steps >> step >> answer;
+    EXPECT_EQ(name, step);
+    if (answer.rfind("throws", 0) == 0) throw std::bad_alloc();
+    platform.last = {0, std::stoul(answer.substr(answer.find('/') + 1)), ""};
+    return std::stoul(answer);
   }
 
-  bool allTaken() const { return m_next == m_steps.size(); }
+  bool allTaken() { return (steps >> std::ws).eof(); }
 
-  unsigned long beginTransaction() override { return take("begin"); }
-  unsigned long commitTransaction() override { return take("commit"); }
-  unsigned long rollbackTransaction() override { return take("rollback"); }
-  unsigned long execReadSQL(const CVORNBase&, CVORNReader&) override { return 1; }
-  unsigned long execWriteSQL(const CVORNBase&) override { return 1; }
-  unsigned long ExecBatchInserter(const BatchInserter&) override { return 1; }
-
- private:
-  std::vector<std::string> m_steps;
-  std::size_t m_next = 0;
+  std::istringstream steps;
+  MIRAsqlDB db{false};
 };
-
-class TransactionSteps : public scripted::PlatformTest {};
 
 TEST_F(TransactionSteps, AreTriedAgainWhereNothingWasKept) {
   const std::string also = "also 3; ";
-  for (const auto& [steps, outcome] : casesOf("core/retries.txt")) {
-    const bool retriesLost = steps.rfind(also, 0) == 0;
-    Steps db(retriesLost ? steps.substr(also.size()) : steps);
+  for (const auto& [list, outcome] : casesOf("core/retries.txt")) {
+    const bool retriesLost = list.rfind(also, 0) == 0;
+    follow(retriesLost ? list.substr(also.size()) : list);
     vorn::RetryPolicy policy;
     policy.attempts = 3;
     policy.firstPause = std::chrono::milliseconds(0);
     if (retriesLost) policy.classes.push_back(vorn::ErrorClass::ConnectionLost);
+    const auto work = [this](CVORN&) { return take("work"); };
     std::string returned = "throws";
     try {
-      returned = std::to_string(vorn::retryTransaction(
-          db, [&db](CVORN&) { return db.take("work"); }, policy));
+      returned = std::to_string(vorn::retryTransaction(db, work, policy));
     } catch (const std::bad_alloc&) {
     }
-    EXPECT_EQ(returned, outcome) << steps;
-    EXPECT_TRUE(db.allTaken()) << steps;
+    EXPECT_EQ(returned, outcome) << list;
+    EXPECT_TRUE(allTaken()) << list;
   }
 }
 
 TEST_F(TransactionSteps, WaitBetweenAttemptsUpToALimit) {
-  std::string steps = "begin 2";
-  for (int attempt = 1; attempt < 40; ++attempt) steps += "; begin 2";
-  Steps db(steps);
-  const auto start = std::chrono::steady_clock::now();
+  platform.answer = [](auto&, auto&) { return vorn::ExecResult(0, 2, ""); };
   const vorn::RetryPolicy policy{
       40, std::chrono::milliseconds(1), std::chrono::milliseconds(2), 1e9, {vorn::ErrorClass::Retry}};
-  EXPECT_EQ(vorn::retryTransaction(
-                db, [](CVORN&) { return 0UL; }, policy),
-            2U);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(vorn::retryTransaction(db, nullptr, policy), 2U);
   const auto waited = std::chrono::steady_clock::now() - start;
-  EXPECT_TRUE(db.allTaken());
   EXPECT_GT(waited, std::chrono::milliseconds(10));
   EXPECT_LT(waited, std::chrono::seconds(30));
 }
 
 TEST_F(TransactionSteps, EndOnceAndOnTheirOwnThread) {
-  Steps committed("begin 0; commit 0");
+  follow("begin 0; commit 0; begin 8; begin 0");
   {
-    vorn::Transaction transaction(committed);
-    EXPECT_EQ(transaction.commit(), 0U);
-    EXPECT_EQ(transaction.commit() + transaction.rollback(), 2U);
+    vorn::Transaction committed(db);
+    EXPECT_EQ(committed.commit(), 0U);
+    EXPECT_EQ(committed.commit() + committed.rollback(), 2U);
+    vorn::Transaction refused(db);
+    EXPECT_EQ(refused.commit() + refused.rollback() + refused.code(), 24U);
   }
-  Steps refused("begin 8");
-  {
-    vorn::Transaction transaction(refused);
-    EXPECT_EQ(transaction.commit() + transaction.rollback() + transaction.code(), 24U);
-  }
-  Steps abandoned("begin 0; rollback 0");
-  {
-    vorn::Transaction transaction(abandoned);
-    std::thread([&] { EXPECT_EQ(transaction.commit() + transaction.rollback(), 2U); }).join();
-  }
-  Steps moved("begin 0");
-  auto elsewhere = std::make_unique<vorn::Transaction>(moved);
-  scripted::takeEvents();
-  std::thread([&] { elsewhere.reset(); }).join();
+  auto moved = std::make_unique<vorn::Transaction>(db);
+  std::thread([&moved] {
+    EXPECT_EQ(moved->commit() + moved->rollback(), 2U);
+    moved.reset();
+  }).join();
   EXPECT_NE(scripted::takeEvents().find("a transaction stays open"), std::string::npos);
-  EXPECT_TRUE(committed.allTaken() && refused.allTaken() && abandoned.allTaken() && moved.allTaken());
+  EXPECT_TRUE(allTaken());
 }
 
 }  // namespace

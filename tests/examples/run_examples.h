@@ -16,6 +16,24 @@ struct Example {
   void (*run)(CVORN* db, const std::string& text);
 };
 
-/// Runs each example. An example fails by an assertion, or by a line that the library logs.
+/// Runs each example, and ends the program at an assertion, or at a line that the library logs.
 /// @return the program's exit status
-int runExamples(const std::vector<Example>& examples);
+inline int runExamples(const std::vector<Example>& examples) {
+  for (const Example& example : examples) {
+    std::cout << example.place << std::endl;
+    vorn::setLogSink([](const vorn::LogRecord& record) {
+      std::cerr << record.text << '\n';
+      assert(record.text.find("[VORNLib]") != 0 && "the library logged something");
+    });
+    MIRAsqlDB db(false);
+    CVORNsqlstr setup;
+    setup.assign(
+        "create table alarm as select 1 as id, 3 as level, 'disk' as name, 'open' as state "
+        "union all select 2, 1, null, 'closed'");
+    if (!vorn::bindStore("default", "sqlite::memory:").succeeded() || db.execWriteSQL(setup) != 0) return 1;
+    example.run(&db, "it's");
+    vorn::setLogSink({});
+    vorn::unbindStores();
+  }
+  return 0;
+}

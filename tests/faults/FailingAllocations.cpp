@@ -12,8 +12,6 @@ thread_local bool hasFailed = false;
 
 }  // namespace
 
-bool FailingAllocations::nothrowFails = false;
-
 void FailingAllocations::arm(long first, Extent extent) noexcept {
   lasting = extent == Extent::Lasting;
   hasFailed = false;
@@ -65,7 +63,7 @@ void* operator new(std::size_t size) {
 }
 // A sanitizer's own would not fit the delete below.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return FailingAllocations::nothrowFails ? nullptr : allocate(size);
+  return allocate(size);
 }
 void operator delete(void* block) noexcept {
   std::free(block);

@@ -13,7 +13,4 @@ class FailingAllocations {
 
   /// @return whether an allocation has failed
   static bool disarm() noexcept;
-
-  /// Lets new (std::nothrow) fail, and nothing else.
-  static bool nothrowFails;
 };

@@ -100,7 +100,7 @@ class PostgresDifferential : public DifferentialTest {
   }
 
   // Every value goes through the input of its column.
-  std::string literal(const Value& value) override { return "'" + escaped(textOf(value)) + "'"; }
+  std::string literal(const Value& value) override { return "'" + replaced(textOf(value), "'", "''") + "'"; }
 
  private:
   PostgresServer m_server{"autovacuum=off\n"};  // a vacuum would lock a table of one of them

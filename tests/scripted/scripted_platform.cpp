@@ -1,31 +1,9 @@
 #include "scripted/scripted_platform.h"
 
-#include <cstdarg>
-#include <cstdio>
 #include <utility>
 
-#include "support.h"
 #include "vorn/platform/process.h"
-#include "vorn/platform/secure_c.h"
 #include "vorn/platform/stores.h"
-#include "vorn/platform/text.h"
-
-namespace scripted {
-
-Platform& platform() {
-  static Platform instance;
-  return instance;
-}
-
-void record(const std::string& event) {
-  platform().events += (platform().events.empty() ? "" : "; ") + event;
-}
-
-std::string takeEvents() {
-  return std::exchange(platform().events, {});
-}
-
-}  // namespace scripted
 
 namespace vorn {
 
@@ -36,9 +14,9 @@ static std::string place(const SourceLocation& location) {
   return std::string(location.sourceUnit) + ':' + location.function + ':' + std::to_string(location.line);
 }
 
-static ExecResult act(const std::string& event) {
+static ExecResult act(const std::string& event, const TypedRef& reference = {}) {
   record(event);
-  return platform().result;
+  return platform.answer(event, reference);
 }
 
 class DataSession::Impl {};
@@ -66,18 +44,15 @@ ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::
 
 ExecResult DataSession::execute(const std::string& id, SqlKind kind, const std::string& sql,
                                 const TypedRef& parameters) {
-  record("execute " + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql);
-  platform().onCall(parameters);
-  return platform().result;
+  return act("execute " + id + ' ' + std::to_string(static_cast<std::uint32_t>(kind)) + ' ' + sql,
+             parameters);
 }
 
 bool DataSession::fetchRow(ExecResult& status, const TypedRef& target, int hint) {
-  status = ExecResult();
-  record("fetch " + std::to_string(target.type.code) + ' ' + std::to_string(hint));
-  platform().onCall(target);
-  if (platform().rows.empty()) return false;
-  *static_cast<scripted::Row*>(target.object) = platform().rows.front();
-  platform().rows.pop_front();
+  status = act("fetch " + std::to_string(target.type.code) + ' ' + std::to_string(hint), target);
+  if (platform.rows.empty()) return false;
+  *static_cast<scripted::Row*>(target.object) = platform.rows.front();
+  platform.rows.pop_front();
   return true;
 }
 
@@ -87,7 +62,7 @@ std::string makeStatementId(const char* sourceName, const char* functionName, in
 }
 
 const ExecResult& lastResult() noexcept {
-  return platform().last;
+  return platform.last;
 }
 
 ErrorClass errorClass(std::uint64_t code) noexcept {
@@ -116,25 +91,7 @@ FunctionTrace::FunctionTrace(const SourceLocation& location) {
 
 std::uint32_t currentProcessId() {
   record("process");
-  return platform().processId;
-}
-
-std::string escapeSingleQuotes(const std::string& text) {
-  return escaped(text);
-}
-std::string escapeLikePattern(const std::string& pattern) {
-  return escaped(pattern);
-}
-
-int snprintf_s(char* destination, std::size_t destinationSize, std::size_t maximumCount, const char* format,
-               ...) {
-  if (platform().snprintfSucceeds-- <= 0 || maximumCount >= destinationSize) return -1;
-  std::va_list arguments;
-  va_start(arguments, format);
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started above
-  const int length = std::vsnprintf(destination, maximumCount + 1, format, arguments);
-  va_end(arguments);
-  return length > static_cast<int>(maximumCount) ? -1 : length;
+  return platform.processId;
 }
 
 }  // namespace vorn

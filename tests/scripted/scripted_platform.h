@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstdint>
+#include <cstdlib>
 #include <deque>
 #include <functional>
+#include <locale>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "vorn/platform/data_session.h"
@@ -32,28 +34,35 @@ using Row = std::vector<vorn::RowValue>;
 ///   trace @SOURCE:FUNCTION:LINE
 ///   process                                         the identifier of the process is asked for
 struct Platform {
-  std::string events;       ///< with "; " between them
-  vorn::ExecResult result;  ///< of every transaction and execute
-  vorn::ExecResult last;    ///< what lastResult() returns
-  std::deque<Row> rows;     ///< next rows, whichever session fetches
+  std::string events;     ///< with "; " between them
+  vorn::ExecResult last;  ///< what lastResult() returns
+  std::deque<Row> rows;   ///< next rows, whichever session fetches
   std::uint32_t processId = 4073;
-  int snprintfSucceeds = INT_MAX;  ///< as often; then -1 and the destination untouched
 
-  /// Called inside every execute and fetch with the parameters, which refer to nothing if there are none, or
-  /// the target.
-  std::function<void(const vorn::TypedRef& reference)> onCall = [](const vorn::TypedRef&) {};
+  /// What an event of a session comes to. It is given the parameters of an execute, if there are any, and the
+  /// target of a fetch, whose outcome is success all the same.
+  std::function<vorn::ExecResult(const std::string& event, const vorn::TypedRef& reference)> answer =
+      [](const std::string&, const vorn::TypedRef&) { return vorn::ExecResult(); };
 };
 
-Platform& platform();
+inline Platform platform;
 
-void record(const std::string& event);
+inline void record(const std::string& event) {
+  platform.events += (platform.events.empty() ? "" : "; ") + event;
+}
 
 /// @return the events since the last call, and forgets them
-std::string takeEvents();
+inline std::string takeEvents() {
+  return std::exchange(platform.events, {});
+}
 
-/// Starts each test on a platform without script and record.
+/// Starts each test on a platform without script and record, while the process writes 1234.5 as 1.234,5.
 struct PlatformTest : ::testing::Test {
-  PlatformTest() { platform() = Platform(); }
+  PlatformTest() {
+    platform = Platform();
+    setenv("LOCPATH", VORN_TEST_LOCALES, 1);
+    std::locale::global(std::locale("de_DE.UTF-8"));
+  }
 };
 
 }  // namespace scripted

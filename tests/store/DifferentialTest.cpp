@@ -59,7 +59,7 @@ std::string DifferentialTest::textOf(const Value& value) {
 
 std::string DifferentialTest::literal(const Value& value) {
   const std::string text = textOf(value);
-  if (std::holds_alternative<std::string>(value)) return "'" + escaped(text) + "'";
+  if (std::holds_alternative<std::string>(value)) return "'" + replaced(text, "'", "''") + "'";
   return text + (std::holds_alternative<double>(value) ? "e0" : "");
 }
 

@@ -21,7 +21,7 @@ class BatchValues : public StoreTest, public testing::WithParamInterface<StoreKi
   }
 
   std::string literal(const std::string& value) const {
-    const std::string zero(1, '\0'), quoted = "'" + escaped(value) + "'";
+    const std::string zero(1, '\0'), quoted = "'" + replaced(value, "'", "''") + "'";
     if (value.find(zero) == std::string::npos) return quoted;
     return "concat(" + replaced(quoted, zero, "', convert(x'00' using utf8mb4), '") + ")";
   }

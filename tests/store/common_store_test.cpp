@@ -1,5 +1,3 @@
-#include <locale>
-
 #include "faults/HarmTest.h"
 #include "faults/Storm.h"
 
@@ -14,26 +12,6 @@ class CommonStore : public HarmTest, public testing::WithParamInterface<StoreKin
 
   std::string m_url;
 };
-
-TEST_P(CommonStore, KeepsRealsInEveryLocale) {
-  setenv("LOCPATH", VORN_TEST_LOCALES, 1);
-  std::locale::global(std::locale("de_DE.UTF-8"));
-  unsetenv("LOCPATH");
-  CVORNInserter inserter;
-  inserter.table("r");
-  inserter["n"] << 1e41;
-  EXPECT_NE(inserter.toString().find(".000000"), std::string::npos);
-  BatchInserter batch;
-  batch.table("r");
-  batch["n"] << 1234567.0 << 1234569.0;
-  EXPECT_EQ(db->ExecBatchInserter(batch), 0U);
-  CVORNReader reader;
-  EXPECT_EQ(db->execReadSQL(raw("select sum(n) * 0.5, '2.75 ' from r where n > 999"), reader), 0U);
-  double real = 0, fromText = 0;
-  reader >> real >> fromText;
-  EXPECT_TRUE(real == 1234568.0 && fromText == 2.75) << real << ' ' << fromText;
-  std::locale::global(std::locale::classic());
-}
 
 TEST_P(CommonStore, ThreadsDoNotDisturbEachOther) {
   Storm storm(testSeed());

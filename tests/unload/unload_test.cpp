@@ -14,17 +14,23 @@ bool isLoaded() {
   return handle != nullptr;
 }
 
+void* load() {
+  return dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+}
+
+unsigned long run(void* plugin, const char* sql) {
+  return reinterpret_cast<unsigned long (*)(const char*)>(dlsym(plugin, "runStatement"))(sql);
+}
+
 TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
   setenv("VORN_STORE_DEFAULT", "sqlite::memory:", 1);
   for (int cycle = 0; cycle < 10; ++cycle) {
-    void* const plugin = dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(plugin, nullptr) << dlerror();
-    const auto run = reinterpret_cast<unsigned long (*)(const char*)>(dlsym(plugin, "runStatement"));
+    void* const plugin = load();
     std::promise<void> used;
     std::promise<void> ending;
     std::thread thread([&] {
-      EXPECT_EQ(run("create table t (a)"), 0u);
-      EXPECT_NE(run("garbage"), 0u);
+      EXPECT_EQ(run(plugin, "create table t (a)"), 0u);
+      EXPECT_NE(run(plugin, "garbage"), 0u);
       used.set_value();
       ending.get_future().wait();
     });
@@ -33,7 +39,7 @@ TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
     EXPECT_TRUE(isLoaded()) << "the thread has its sessions to close";
     ending.set_value();
     thread.join();
-    dlclose(dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL));  // the loader looks when it is asked to unload
+    dlclose(load());  // the loader looks when it is asked to unload
     ASSERT_FALSE(isLoaded()) << "after cycle " << cycle;
   }
 }
@@ -42,12 +48,10 @@ TEST(Unload, WaitsForTheThreadsThatHaveUsedIt) {
 // The last of this program: from here on the library stays. It is not visible to what it loads.
 TEST(Unload, AModuleKeepsTheLibrary) {
   setenv("VORN_STORE_DEFAULT", "postgresql://127.0.0.1:1/state", 1);
-  void* const plugin = dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(plugin, nullptr) << dlerror();
-  const auto run = reinterpret_cast<unsigned long (*)(const char*)>(dlsym(plugin, "runStatement"));
-  EXPECT_EQ(std::async(std::launch::async, run, "select 1").get() >> 32, 2U);
+  void* const plugin = load();
+  EXPECT_EQ(std::async(std::launch::async, run, plugin, "select 1").get() >> 32, 2U);
   dlclose(plugin);
-  dlclose(dlopen(VORN_TEST_PLUGIN, RTLD_NOW | RTLD_LOCAL));
+  dlclose(load());
   EXPECT_TRUE(isLoaded());
 }
 #endif
