@@ -17,6 +17,8 @@
 #include "support.h"
 #include "vorn/vorn.h"
 
+class TestServer;
+
 /// What the tests know about a kind of store.
 struct StoreKind {
   std::string name;
@@ -27,6 +29,7 @@ struct StoreKind {
   std::string integritySql;               ///< a query that answers "ok"
   std::string plainQuery;                 ///< options, each after "&", for tests by the thousand
   bool keepsInfinity = true;              ///< in a column of reals
+  TestServer& (*server)() = nullptr;      ///< what a remote store is a database of
 };
 
 inline void PrintTo(const StoreKind& kind, std::ostream* out) {
