@@ -15,10 +15,10 @@ def tests(program, filters, *targets):
 
 # Long by their number, not by what each looks at.
 LONG_CORE = "StatementShapeTest.ShowsNoValue*"
-LONG = "*/Faults.*/*{0}*:*/Forks.*/{0}*"
-LONG_SQLITE = LONG.format("Sqlite") + ":SqliteDifferential.*:SqliteStore.KilledProcess*:SqliteStore.ProcessesCreate*"
+LONG = "*/Faults.*/*{0}*:*/Forks.*/{0}*:*/Servers.*/{0}:*/Lifetime.A*/{0}"
+LONG_SQLITE = LONG.format("Sqlite") + ":SqliteDifferential.*:SqliteStore.ProcessesCreate*"
 LONG_POSTGRES = LONG.format("PostgreSql") + ":PostgresDifferential.*:PostgresAnswer.*:PostgresPooler.*"
-LONG_MARIADB = LONG.format("MariaDb") + ":MariaDbDifferential.*:MariaDbServers.*"
+LONG_MARIADB = LONG.format("MariaDb") + ":MariaDbDifferential.*:MariaDbHosts.*"
 
 STAGES = {
     "core": tests("core_tests", f"-{LONG_CORE}", "core_tests"),
@@ -28,9 +28,9 @@ STAGES = {
     "sqlite": tests("store_tests", f"*/Sqlite*:Sqlite*-{LONG_SQLITE}", "vorn"),
     "sqlite, long": tests("store_tests", LONG_SQLITE, "vorn"),
     "statistics": tests("statistics_tests", "*", "vorn", "statistics_tests"),
-    "postgresql": tests("store_tests", f"*/PostgreSql:Postgres*-PostgresStorm.*:{LONG_POSTGRES}", "vorn", "vorn-postgresql"),
+    "postgresql": tests("store_tests", f"*/PostgreSql:Postgres*-*/Storms.*:PostgresStorm.*:{LONG_POSTGRES}", "vorn", "vorn-postgresql"),
     "postgresql, long": tests("store_tests", LONG_POSTGRES, "vorn", "vorn-postgresql"),
-    "mariadb": tests("store_tests", f"*/MariaDb*:MariaDb*-MariaDbStorm.*:MariaDbCluster.*:{LONG_MARIADB}", "vorn", "vorn-mariadb"),
+    "mariadb": tests("store_tests", f"*/MariaDb*:MariaDb*-*/Storms.*:MariaDbCluster.*:{LONG_MARIADB}", "vorn", "vorn-mariadb"),
     "mariadb, long": tests("store_tests", LONG_MARIADB, "vorn", "vorn-mariadb"),
     "template": tests("template_tests", "*", "template_tests", "vorn-template"),
 }

@@ -57,6 +57,7 @@ bool CuttingProxy::passOn(int from) {
   char bytes[65536];
   const ssize_t size = recv(from, bytes, sizeof bytes, 0);
   if (size <= 0) return false;
+  if (m_isDone && m_harm == Harm::Mute) return true;
   ssize_t allowed = size;
   if (m_left > 0 && m_ends[from].side == m_side) {
     if (m_left <= size) {
@@ -75,7 +76,8 @@ bool CuttingProxy::passOn(int from) {
     }
     return true;
   };
-  if (!passes(0, allowed) || (allowed < size && m_harm != Harm::Stall)) return false;
+  if (!passes(0, allowed)) return false;
+  if (allowed < size && m_harm != Harm::Stall) return m_harm == Harm::Mute;
   if (allowed < size) usleep(20000);
   return passes(allowed, size);
 }

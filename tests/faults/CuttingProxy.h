@@ -11,7 +11,8 @@ class CuttingProxy {
  public:
   enum class Side { Client, Server };
   /// CutForAll: nobody is let in after it until disarm(). Stall: the byte and what follows come later.
-  enum class Harm { Cut, CutForAll, Stall };
+  /// Mute: nothing more is passed on until disarm().
+  enum class Harm { Cut, CutForAll, Stall, Mute };
 
   explicit CuttingProxy(int serverPort);
   ~CuttingProxy();

@@ -3,7 +3,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstddef>
 
 namespace {
 
@@ -26,74 +25,61 @@ sqlite3_vfs* plain() {
   return vfs;
 }
 
-struct File {
-  sqlite3_file base;
-  // The plain file follows, at an address that suits any type.
-  sqlite3_file* plainFile() { return reinterpret_cast<sqlite3_file*>(this + 1); }
-};
-static_assert(sizeof(File) % alignof(std::max_align_t) == 0 || sizeof(File) == sizeof(void*));
+using Methods = sqlite3_io_methods;
 
-sqlite3_file* plainOf(sqlite3_file* file) {
-  return reinterpret_cast<File*>(file)->plainFile();
+// What the plain file system does with a file, but for what may fail.
+struct OwnMethods : Methods {
+  const Methods* plain;
+};
+
+const Methods& plainOf(sqlite3_file* file) {
+  return *static_cast<const OwnMethods*>(file->pMethods)->plain;
 }
 
-// A method that passes on to the plain file, unless a fault of the kind is due.
+// A method that does what it does on the plain file system, unless a fault of the kind is due.
 template <auto Method, Kind Of, int Code, typename... Arguments>
 int pass(sqlite3_file* file, Arguments... arguments) {
-  if (isDue(Of)) return Code;
-  return (plainOf(file)->pMethods->*Method)(plainOf(file), arguments...);
+  return isDue(Of) ? Code : (plainOf(file).*Method)(file, arguments...);
 }
-
-template <auto Method, typename... Arguments>
-auto passAlways(sqlite3_file* file, Arguments... arguments) {
-  return (plainOf(file)->pMethods->*Method)(plainOf(file), arguments...);
-}
-
-using Methods = sqlite3_io_methods;
 
 int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 at) {
   const bool isShort = isDue(Kind::ShortWrite);
-  if (isShort) static_cast<void>(passAlways<&Methods::xWrite>(file, bytes, size / 2, at));
+  if (isShort) static_cast<void>(plainOf(file).xWrite(file, bytes, size / 2, at));
   if (isShort || isDue(Kind::IoError)) return SQLITE_IOERR_WRITE;
-  if (isDue(Kind::Full)) return SQLITE_FULL;
-  return passAlways<&Methods::xWrite>(file, bytes, size, at);
+  return isDue(Kind::Full) ? SQLITE_FULL : plainOf(file).xWrite(file, bytes, size, at);
 }
 
-// The functions are told apart by their arguments.
-Methods methodsOf(int version) {
-  Methods own{};
-  own.iVersion = std::min(version, 2);  // no memory-mapped files, which have no operations to fail
-  own.xClose = [](sqlite3_file* file) { return passAlways<&Methods::xClose>(file); };
+int lockShared(sqlite3_file* file, int offset, int count, int flags) {
+  if (flags == (SQLITE_SHM_LOCK | SQLITE_SHM_EXCLUSIVE) && isDue(Kind::Busy)) return SQLITE_BUSY;
+  return plainOf(file).xShmLock(file, offset, count, flags);
+}
+
+OwnMethods ownMethods(const Methods& plain) {
+  OwnMethods own{plain, &plain};
+  own.iVersion = std::min(plain.iVersion, 2);  // no memory-mapped files, which have no operations to fail
   own.xRead = pass<&Methods::xRead, Kind::IoError, SQLITE_IOERR_READ, void*, int, sqlite3_int64>;
   own.xWrite = write;
   own.xTruncate = pass<&Methods::xTruncate, Kind::IoError, SQLITE_IOERR_TRUNCATE, sqlite3_int64>;
   own.xSync = pass<&Methods::xSync, Kind::IoError, SQLITE_IOERR_FSYNC, int>;
   own.xFileSize = pass<&Methods::xFileSize, Kind::IoError, SQLITE_IOERR_FSTAT, sqlite3_int64*>;
   own.xLock = pass<&Methods::xLock, Kind::Busy, SQLITE_BUSY, int>;
-  own.xUnlock = passAlways<&Methods::xUnlock, int>;
-  own.xCheckReservedLock = passAlways<&Methods::xCheckReservedLock, int*>;
-  own.xFileControl = passAlways<&Methods::xFileControl, int, void*>;
-  own.xSectorSize = [](sqlite3_file* file) { return passAlways<&Methods::xSectorSize>(file); };
-  own.xDeviceCharacteristics = [](sqlite3_file* file) {
-    return passAlways<&Methods::xDeviceCharacteristics>(file);
-  };
   own.xShmMap = pass<&Methods::xShmMap, Kind::IoError, SQLITE_IOERR_SHMMAP, int, int, int, void volatile**>;
-  own.xShmLock = [](sqlite3_file* file, int offset, int count, int flags) {
-    if (flags == (SQLITE_SHM_LOCK | SQLITE_SHM_EXCLUSIVE) && isDue(Kind::Busy)) return SQLITE_BUSY;
-    return passAlways<&Methods::xShmLock>(file, offset, count, flags);
-  };
-  own.xShmBarrier = [](sqlite3_file* file) { passAlways<&Methods::xShmBarrier>(file); };
-  own.xShmUnmap = passAlways<&Methods::xShmUnmap, int>;
+  own.xShmLock = lockShared;
   return own;
 }
 
 int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
   file->pMethods = nullptr;
   if (isDue(Kind::IoError)) return SQLITE_CANTOPEN;
-  const int result = plain()->xOpen(plain(), name, plainOf(file), flags, outFlags);
-  if (plainOf(file)->pMethods == nullptr) return result;
-  static const Methods methods = methodsOf(plainOf(file)->pMethods->iVersion);
-  file->pMethods = &methods;
+  const int result = plain()->xOpen(plain(), name, file, flags, outFlags);
+  if (file->pMethods == nullptr) return result;
+  if ((flags & SQLITE_OPEN_MAIN_DB) != 0) {
+    static const OwnMethods database = ownMethods(*file->pMethods);
+    file->pMethods = &database;
+  } else {  // which is never locked
+    static const OwnMethods other = ownMethods(*file->pMethods);
+    file->pMethods = &other;
+  }
   return result;
 }
 
@@ -106,7 +92,6 @@ int remove(sqlite3_vfs*, const char* name, int isFlushed) {
 void FailingVfs::install() {
   static sqlite3_vfs own = *plain();
   own.zName = "failing";
-  own.szOsFile = static_cast<int>(sizeof(File)) + plain()->szOsFile;
   own.xOpen = open;
   own.xDelete = remove;
   sqlite3_vfs_register(&own, 1);

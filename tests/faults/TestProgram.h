@@ -30,8 +30,11 @@ class TestProgram {
     m_process = -1;
   }
 
-  /// Lets the program do nothing (SIGSTOP), or go on (SIGCONT).
+  /// Lets the program and its processes do nothing (SIGSTOP), or go on (SIGCONT).
   void signal(int signal) const {
+    const std::string process = std::to_string(m_process);
+    std::ifstream children("/proc/" + process + "/task/" + process + "/children");
+    for (pid_t child = 0; children >> child;) kill(child, signal);
     kill(m_process, signal);
     if (signal == SIGSTOP) waitpid(m_process, nullptr, WUNTRACED);  // to the last of its threads
   }

@@ -3,7 +3,8 @@
 #include "faults/Loopback.h"
 #include "faults/TestProgram.h"
 
-/// A server of the test's own, on a free port of the loopback interface.
+/// A server of the test's own, on a free port of the loopback interface. It may encrypt with the certificate at
+/// file("certificate"), whose key is beside it.
 class TestServer : public TestProgram {
  public:
   static constexpr const char* kUser = "vorn";
@@ -32,10 +33,16 @@ class TestServer : public TestProgram {
   virtual std::string query(const std::string& sql, const std::string& database) const = 0;
   std::string query(const std::string& sql) const { return query(sql, m_home); }
 
+  enum class Struck { Statement, Connection };
+  /// @return SQL that ends one of other connections, or what one is running, and returns how many it has met
+  virtual std::string striking(Struck what) const = 0;
+
  protected:
   /// @param home  a database that is there from the beginning
   TestServer(std::string scheme, std::string home)
-      : m_scheme(std::move(scheme)), m_home(std::move(home)), m_port(freeLoopbackPort()) {}
+      : m_scheme(std::move(scheme)), m_home(std::move(home)), m_port(freeLoopbackPort()) {
+    execute({VORN_TEST_SOURCES "/faults/make_certificate.sh", file("certificate")});
+  }
 
   void launchAndWait(const std::vector<std::string>& command) {
     launch(command);

@@ -16,31 +16,27 @@ constexpr char kSettings[] =
 constexpr char kProgram[] = VORN_TEST_SOURCES "/mariadb/server.sh";
 
 // Making the data takes seconds, copying them a moment.
-class EmptyData {
- public:
+struct EmptyData {
   EmptyData() {
-    std::ofstream(m_directory.file("my.cnf")) << kSettings;
-    std::ofstream(m_directory.file("users.sql"))
+    std::ofstream(directory.file("my.cnf")) << kSettings;
+    std::ofstream(directory.file("users.sql"))
         << "flush privileges;\ncreate user " << TestServer::kUser << " identified by '"
         << TestServer::kPlainPassword << "';\n"
         << "grant all on *.* to " << TestServer::kUser << " with grant option;\n";
-    TestProgram::execute({kProgram, m_directory.file(""), "install"});
-  }
-  void copyTo(const std::string& folder) const {
-    std::filesystem::copy(m_directory.file("data"), folder, std::filesystem::copy_options::recursive);
+    TestProgram::execute({kProgram, directory.file(""), "install"});
   }
 
- private:
-  const TemporaryDirectory m_directory;
+  const TemporaryDirectory directory;
 };
 
 }  // namespace
 
 MariaDbServer::MariaDbServer(const std::string& settings) : TestServer("mariadb://", "mysql") {
   static const EmptyData empty;
-  empty.copyTo(file("data"));
-  std::ofstream(file("my.cnf")) << kSettings << "port=" << port() << "\nsocket=" << socket()
-                                << "\npid-file=" << file("pid") << "\n"
+  std::filesystem::copy(empty.directory.file("data"), file("data"), std::filesystem::copy_options::recursive);
+  std::ofstream(file("my.cnf")) << kSettings << "port=" << port() << "\nsocket=" << file("socket")
+                                << "\npid-file=" << file("pid") << "\nssl_cert=" << file("certificate")
+                                << "\nssl_key=" << file("certificate.key") << "\n"
                                 << settings;
   start();
 }
@@ -58,7 +54,15 @@ std::string MariaDbServer::query(const std::string& sql, const std::string& data
   return lastRowOf(connection.get(), sql);
 }
 
-MariaDbServer& sharedMariaDbServer() {
+std::string MariaDbServer::striking(Struck what) const {
+  const std::string which = what == Struck::Connection ? "true" : "command <> 'Sleep'";
+  const std::string kill = what == Struck::Connection ? "kill" : "kill query";
+  return "set @met = 0; begin not atomic declare continue handler for sqlexception set @met = 0; for c in "
+         "(select id from information_schema.processlist where user = 'vorn' and id <> connection_id() and " +
+         which + " order by rand() limit 1) do set @met = 1; " + kill + " c.id; end for; end; select @met";
+}
+
+TestServer& sharedMariaDbServer() {
   static MariaDbServer server;
   return server;
 }

@@ -11,16 +11,16 @@ class MariaDbServer : public TestServer {
 
   void start() override;
 
-  std::string socket() const { return file("socket"); }
   using TestServer::query;
   std::string query(const std::string& sql, const std::string& database) const override;
+  std::string striking(Struck what) const override;
 
   /// @return a connection of the test's own, which may write everywhere and hold several statements in a text
   MYSQL* connect(const std::string& database = "mysql") const;
 };
 
 /// @return the server that the tests of one process share
-MariaDbServer& sharedMariaDbServer();
+TestServer& sharedMariaDbServer();
 
 /// Connects to a server. @return a connection, which may have failed
 MYSQL* connectToMariaDb(const std::string& host, int port, const char* user, const char* password,

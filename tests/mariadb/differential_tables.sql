@@ -18,3 +18,4 @@ update wide set x='', v='', c='', b='', o='', q='', e='happy', w='', j='null', y
 update wide set x='it''s', v='5', c='5', b='5', o='é', q='ä', e='sad', w='b', y='2000-02-29', s='2000-02-29', t='100:00:00', l=2155 where k = 7
 insert into plain values(1,'a',1),(2,'5',5),(3,'x',null)
 insert into narrow (x,k,i2,i4,f,s) values('a','1',5,5,5,'2020-01-01'),('x','5',0.5,0.5,null,'1999-01-01'),('5','abc','5 ',7,7,null)
+set transaction isolation level read uncommitted -- also for the plain tables

@@ -2,8 +2,8 @@
 
 #include <charconv>
 
+#include "faults/ServerDifferential.h"
 #include "mariadb/MariaDbServer.h"
-#include "store/DifferentialTest.h"
 
 namespace {
 
@@ -18,8 +18,9 @@ constexpr char kSettings[] =
 
 class MariaDbClient : public DifferentialTest::Client {
  public:
-  explicit MariaDbClient(MYSQL* connection) : m_connection(connection, mysql_close) {
-    mysql_set_server_option(connection, MYSQL_OPTION_MULTI_STATEMENTS_OFF);
+  MariaDbClient(const std::string& url, const MariaDbServer& server)
+      : m_connection(server.connect(url.substr(url.rfind('/') + 1)), mysql_close) {
+    mysql_set_server_option(m_connection.get(), MYSQL_OPTION_MULTI_STATEMENTS_OFF);
     run("set max_recursive_iterations=4294967295", false);
   }
 
@@ -62,26 +63,9 @@ class MariaDbClient : public DifferentialTest::Client {
   const std::unique_ptr<MYSQL, void (*)(MYSQL*)> m_connection;
 };
 
-class MariaDbDifferential : public DifferentialTest {
+class MariaDbDifferential : public ServerDifferential<MariaDbServer, MariaDbClient> {
  protected:
-  MariaDbDifferential() : DifferentialTest("mariadb/mariadb_statements.txt") { m_refusesNestedBegin = true; }
-
-  // The second store has the plain tables only.
-  std::vector<std::string> setup(std::size_t store) override {
-    std::vector<std::string> texts;
-    for (const auto& [sql, unused] : casesOf("mariadb/differential_tables.sql")) {
-      if (store == 0 || sql.find("plain") != std::string::npos) texts.push_back(sql);
-    }
-    texts.emplace_back("set transaction isolation level read uncommitted");
-    return texts;
-  }
-
-  std::string url(std::size_t store) override { return m_urls[kOurs][store]; }
-
-  std::unique_ptr<Client> connect(Side side, std::size_t store) override {
-    const std::string& whole = m_urls[side][store];
-    return std::make_unique<MariaDbClient>(m_server.connect(whole.substr(whole.rfind('/') + 1)));
-  }
+  MariaDbDifferential() : ServerDifferential("mariadb", kSettings, "") { m_refusesNestedBegin = true; }
 
   std::vector<std::string> contents(Client& client) override {
     std::vector<std::string> all;
@@ -109,11 +93,6 @@ class MariaDbDifferential : public DifferentialTest {
         m_server.query("select variable_value from information_schema.global_status where variable_name = "
                        "'com_stmt_execute'"));
   }
-
- private:
-  MariaDbServer m_server{kSettings};
-  const std::string m_urls[2][2] = {{m_server.freshDatabase(), m_server.freshDatabase()},
-                                    {m_server.freshDatabase(), m_server.freshDatabase()}};
 };
 
 TEST_F(MariaDbDifferential, KeepsInStep) {

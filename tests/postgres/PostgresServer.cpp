@@ -26,6 +26,7 @@ PostgresServer::PostgresServer(const PostgresServer& primary, const std::string&
 void PostgresServer::configure(const std::string& settings) const {
   std::ofstream(m_data + "/postgresql.conf", std::ios::app)
       << "listen_addresses='127.0.0.1'\nport=" << port() << "\nunix_socket_directories='" << file("") << "'\n"
+      << "ssl_cert_file='" << file("certificate") << "'\nssl_key_file='" << file("certificate.key") << "'\n"
       << settings;
 }
 
@@ -52,7 +53,17 @@ std::string PostgresServer::query(const std::string& sql, const std::string& dat
   return PQntuples(result.get()) == 0 ? "" : PQgetvalue(result.get(), 0, 0);
 }
 
-PostgresServer& sharedPostgresServer() {
+// A copy is the answer to a cancellation that has the most states.
+std::string PostgresServer::striking(Struck what) const {
+  const std::string which = what == Struck::Connection ? "true" : "state = 'active'";
+  const std::string end = what == Struck::Connection ? "pg_terminate_backend" : "pg_cancel_backend";
+  return "select count(*) filter (where " + end + "(pid)) from (select pid from pg_stat_activity where " +
+         which +
+         " and backend_type = 'client backend' and pid <> pg_backend_pid() "
+         "order by random() - (query ilike 'copy%')::int * 0.3 limit 1) as x";
+}
+
+TestServer& sharedPostgresServer() {
   static PostgresServer server;
   return server;
 }

@@ -16,6 +16,7 @@ class PostgresServer : public TestServer {
 
   using TestServer::query;
   std::string query(const std::string& sql, const std::string& database) const override;
+  std::string striking(Struck what) const override;
 
  private:
   void configure(const std::string& settings) const;
@@ -25,4 +26,4 @@ class PostgresServer : public TestServer {
 };
 
 /// @return the server that the tests of one process share
-PostgresServer& sharedPostgresServer();
+TestServer& sharedPostgresServer();

@@ -1,10 +1,10 @@
 set client_min_messages = error
-drop schema if exists one, two, three cascade
+drop schema if exists one, two, three cascade -- also for the plain tables
 drop table if exists public.seen
 drop type if exists mood cascade
 drop domain if exists positive cascade
-create schema one
-create schema two
+create schema one -- also for the plain tables
+create schema two -- also for the plain tables
 create type mood as enum ('sad', 'ok', 'happy')
 create domain positive as integer check (value > 0)
 create table one.wide (k integer primary key, i2 smallint, i4 integer, i8 bigint, n numeric, m numeric(5,2), r real, d double precision, p positive, g bigint generated always as (i4::bigint * 2) stored, x text, v varchar(5), c char(5), b bytea, e mood, u uuid, f boolean, j jsonb, o text collate "C" check (o <> 'bad'), y date, s timestamp, z timestamptz, l interval, t time, ia integer[], ta text[], w int4range, q "char")

@@ -2,14 +2,15 @@
 
 #include <regex>
 
+#include "faults/ServerDifferential.h"
 #include "postgres/PostgresServer.h"
-#include "store/DifferentialTest.h"
 
 namespace {
 
 class PostgresClient : public DifferentialTest::Client {
  public:
-  explicit PostgresClient(const std::string& url) : m_connection(PQconnectdb(url.c_str()), PQfinish) {}
+  PostgresClient(const std::string& url, const PostgresServer&)
+      : m_connection(PQconnectdb(url.c_str()), PQfinish) {}
 
   DifferentialTest::Outcome run(const std::string& sql, bool reads) override {
     const Result result(
@@ -64,27 +65,15 @@ class PostgresClient : public DifferentialTest::Client {
   const std::unique_ptr<PGconn, void (*)(PGconn*)> m_connection;
 };
 
-class PostgresDifferential : public DifferentialTest {
+constexpr char kOptions[] =
+    "?options=-c%20search_path%3Done,public%20-c%20client_min_messages%3Derror%20-c%20lock_timeout%3D1"
+    "&sslmode=disable&gssencmode=disable";
+
+class PostgresDifferential : public ServerDifferential<PostgresServer, PostgresClient> {
  protected:
-  PostgresDifferential() : DifferentialTest("postgres/postgres_statements.txt") {
+  // A vacuum would lock a table of one of them.
+  PostgresDifferential() : ServerDifferential("postgres", "autovacuum=off\n", kOptions) {
     m_checksRowsTogether = true;
-  }
-
-  // The second store has the plain tables only.
-  std::vector<std::string> setup(std::size_t store) override {
-    std::vector<std::string> texts;
-    for (const auto& [sql, unused] : casesOf("postgres/differential_tables.sql")) {
-      const bool isPlain =
-          sql.find("plain") != std::string::npos || sql.find(" schema ") != std::string::npos;
-      if (store == 0 || isPlain) texts.push_back(sql);
-    }
-    return texts;
-  }
-
-  std::string url(std::size_t store) override { return m_databases[kOurs][store] + m_options; }
-
-  std::unique_ptr<Client> connect(Side side, std::size_t store) override {
-    return std::make_unique<PostgresClient>(m_databases[side][store] + m_options);
   }
 
   std::string contentsSql(Client& client) override {
@@ -101,14 +90,6 @@ class PostgresDifferential : public DifferentialTest {
 
   // Every value goes through the input of its column.
   std::string literal(const Value& value) override { return "'" + replaced(textOf(value), "'", "''") + "'"; }
-
- private:
-  PostgresServer m_server{"autovacuum=off\n"};  // a vacuum would lock a table of one of them
-  const std::string m_databases[2][2] = {{m_server.freshDatabase(), m_server.freshDatabase()},
-                                         {m_server.freshDatabase(), m_server.freshDatabase()}};
-  const std::string m_options =
-      "?options=-c%20search_path%3Done,public%20-c%20client_min_messages%3Derror%20-c%20lock_timeout%3D1"
-      "&sslmode=disable&gssencmode=disable";
 };
 
 TEST_F(PostgresDifferential, KeepsInStep) {

@@ -2,63 +2,31 @@
 
 #include <fstream>
 
-#include "faults/StormTest.h"
+#include "faults/HarmTest.h"
+#include "faults/Storm.h"
 #include "postgres/PostgresServer.h"
 
 namespace {
 
-class PostgresStorm : public StormTest {
- protected:
-  void SetUp() override {
-    m_url = m_server.url();
-    m_options = "&sslmode=disable&gssencmode=disable";
-    prepare(m_url);
-  }
-
-  int strike(const std::string& verb, const std::string& condition) override {
-    const std::string sql =
-        "select " + verb +
-        "(pid) from (select pid from pg_stat_activity where backend_type = 'client backend' and "
-        "pid <> pg_backend_pid() and " +
-        condition + " order by random() limit 1) as x";
-    const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(m_harmer.get(), sql.c_str()), PQclear);
-    return PQntuples(result.get()) == 1 && *PQgetvalue(result.get(), 0, 0) == 't' ? 1 : 0;
-  }
-  int strikingSocket() override { return PQsocket(m_harmer.get()); }
-
-  PostgresServer m_server{"max_connections=40\n"};
-  std::unique_ptr<PGconn, void (*)(PGconn*)> m_harmer{PQconnectdb(m_server.url().c_str()), PQfinish};
-};
-
-TEST_F(PostgresStorm, FiveHundredCancellations) {
-  rage(500, 1000, [this] {
-    // A copy is the answer to a cancellation that has the most states.
-    const std::string which = m_random() % 2 == 0 ? "" : " and query ilike 'copy%'";
-    return strike("pg_cancel_backend", "state = 'active'" + which);
-  });
-}
-
-TEST_F(PostgresStorm, FiveHundredCutConnections) {
-  rage(250, 20000, [this] { return strike("pg_terminate_backend", "true"); });
-  rage(250, 20000, [this] { return cutOne(m_server.port()) ? 1 : 0; });
-}
+class PostgresStorm : public HarmTest {};
 
 TEST_F(PostgresStorm, AcknowledgedRowsSurviveThePrimary) {
-  const PostgresServer standby(m_server, "");
-  m_server.query("alter system set synchronous_standby_names = '*'");
-  m_server.query("select pg_reload_conf()");
-  useStore(std::string("postgresql://vorn:") + PostgresServer::kPassword + "@" + m_server.host() + "," +
-           standby.host() +
-           "/postgres?target_session_attrs=read-write&pool_size=" + std::to_string(Storm::kThreads));
-  m_storm.rage(1, [&] {
+  PostgresServer primary;
+  const PostgresServer standby(primary, "");
+  primary.query("alter system set synchronous_standby_names = '*'");
+  primary.query("select pg_reload_conf()");
+  prepare(replaced(primary.url(), primary.host(), primary.host() + "," + standby.host()) +
+          "?target_session_attrs=read-write&pool_size=" + std::to_string(Storm::kThreads));
+  Storm storm(testSeed());
+  storm.rage(1, [&] {
     usleep(500000);
-    m_server.stop(SIGQUIT);
+    primary.stop(SIGQUIT);
     usleep(300000);
     standby.promote();
     return 1;
   });
-  m_storm.expectOn(db);
-  EXPECT_LT(m_storm.secondsWithoutWrite(), 20);
+  storm.expectOn(db);
+  EXPECT_LT(storm.secondsWithoutWrite(), 20);
 }
 
 /// Behind PgBouncer, which gives each transaction another connection to the server.

@@ -17,6 +17,8 @@
 #include "support.h"
 #include "vorn/vorn.h"
 
+class TestServer;
+
 /// What the tests know about a kind of store.
 struct StoreKind {
   std::string name;
@@ -26,6 +28,7 @@ struct StoreKind {
   bool isRemote;                          ///< a call may have been carried out and its answer be lost
   std::string integritySql;               ///< a query that answers "ok"
   std::string plainQuery;                 ///< options, each after "&", for tests by the thousand
+  TestServer& (*server)() = nullptr;      ///< what a remote store is a database of
 };
 
 inline void PrintTo(const StoreKind& kind, std::ostream* out) {

@@ -20,12 +20,12 @@ std::vector<StoreKind> storeKinds() {
   return {
 #ifdef VORN_WITH_MARIADB
       {"MariaDb", "mariadb", "mariadb/scenarios.txt", [] { return sharedMariaDbServer().freshDatabase(); },
-       true, "select 'ok'", ""},
+       true, "select 'ok'", "", sharedMariaDbServer},
 #endif
 #ifdef VORN_WITH_POSTGRES
       {"PostgreSql", "postgresql", "postgres/scenarios.txt",
        [] { return sharedPostgresServer().freshDatabase(); }, true, "select 'ok'",
-       "&sslmode=disable&gssencmode=disable"},
+       "&sslmode=disable&gssencmode=disable", sharedPostgresServer},
 #endif
       {"Sqlite", "sqlite", "store/sqlite_scenarios.txt", freshSqliteFile, false, "pragma integrity_check",
        "&synchronous=off&busy_timeout_ms=500"}};
