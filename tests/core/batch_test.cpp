@@ -90,7 +90,7 @@ TEST_F(BatchTest, KeepsItsColumnsWhenAnAssignmentThrows) {
     BatchInserter target;
     target["a"] << 1;
     try {
-      FailingAllocations::arm(first, FailingAllocations::Extent::Once);
+      FailingAllocations::arm(first, false);
       target = batch;
       if (!FailingAllocations::disarm()) break;
     } catch (const std::bad_alloc&) {

@@ -7,13 +7,13 @@
 namespace {
 
 thread_local long allocationsLeft = 0;  // before the first failure, that one included; 0: none is to fail
-thread_local bool lasting = false;
+thread_local bool isLasting = false;
 thread_local bool hasFailed = false;
 
 }  // namespace
 
-void FailingAllocations::arm(long first, Extent extent) noexcept {
-  lasting = extent == Extent::Lasting;
+void FailingAllocations::arm(long first, bool lasting) noexcept {
+  isLasting = lasting;
   hasFailed = false;
   allocationsLeft = first;
 }
@@ -26,14 +26,13 @@ bool FailingAllocations::disarm() noexcept {
 /// @return whether this allocation is to fail
 static bool isDue() noexcept {
   if (allocationsLeft == 0 || --allocationsLeft > 0) return false;
-  if (lasting) allocationsLeft = 1;
+  if (isLasting) allocationsLeft = 1;
   hasFailed = true;
   errno = ENOMEM;
   return true;
 }
 
 #ifdef VORN_TEST_REPLACES_MALLOC
-constexpr bool mallocFails = true;
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -50,20 +49,14 @@ void* realloc(void* block, std::size_t size) {
 }
 }
 #else
-constexpr bool mallocFails = false;
-#endif
-
-static void* allocate(std::size_t size) {
-  return !mallocFails && isDue() ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
 void* operator new(std::size_t size) {
-  void* const block = allocate(size);
+  void* const block = isDue() ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 // A sanitizer's own would not fit the delete below.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return allocate(size);
+  return isDue() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 void operator delete(void* block) noexcept {
   std::free(block);
@@ -74,3 +67,4 @@ void operator delete(void* block, const std::nothrow_t&) noexcept {
 void operator delete(void* block, std::size_t) noexcept {
   std::free(block);
 }
+#endif

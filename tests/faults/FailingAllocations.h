@@ -6,10 +6,9 @@
 /// has a malloc of its own: there it reaches operator new alone.
 class FailingAllocations {
  public:
-  enum class Extent { Once, Lasting };
-
-  /// @param first  the allocation to fail, 1 for the next; `Lasting` fails all after it, to the thread's end
-  static void arm(long first, Extent extent) noexcept;
+  /// @param first    the allocation to fail, 1 for the next
+  /// @param lasting  whether all after it fail as well
+  static void arm(long first, bool lasting) noexcept;
 
   /// @return whether an allocation has failed
   static bool disarm() noexcept;

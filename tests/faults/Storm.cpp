@@ -31,18 +31,11 @@ class Storm::Worker {
 
   /// A conflict and a time limit are answers: nothing was kept. Any other failure may hide one.
   Told told(unsigned long code) {
-    switch (vorn::errorClass(code)) {
-      case vorn::ErrorClass::Success:
-        return Told::Done;
-      case vorn::ErrorClass::Refused:
-        report("a call out of place: " + describe(code));
-        return Told::Unknown;
-      case vorn::ErrorClass::Retry:
-      case vorn::ErrorClass::Timeout:
-        return Told::Undone;
-      default:
-        return Told::Unknown;
-    }
+    const vorn::ErrorClass outcome = vorn::errorClass(code);
+    if (outcome == vorn::ErrorClass::Success) return Told::Done;
+    if (outcome == vorn::ErrorClass::Refused) report("a call out of place: " + describe(code));
+    const bool isAnswer = outcome == vorn::ErrorClass::Retry || outcome == vorn::ErrorClass::Timeout;
+    return isAnswer ? Told::Undone : Told::Unknown;
   }
 
   void step() {

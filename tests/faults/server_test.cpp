@@ -114,10 +114,18 @@ TEST_P(Storms, FiveHundredCutConnections) {
   rage(250, 20000, [this] { return cutOne(); });
 }
 
-std::vector<StoreKind> remoteKinds() {
-  std::vector<StoreKind> kinds = storeKinds();
-  std::erase_if(kinds, [](const StoreKind& kind) { return !kind.isRemote; });
-  return kinds;
+TEST_P(Storms, FiveKilledAndStoppedServers) {
+  if (GetParam().family != "mariadb") GTEST_SKIP() << "a server that another one takes over from";
+  useStore(m_url + "&read_timeout=2");
+  rage(5, 600000, [this] {
+    m_server.stop(SIGKILL);
+    usleep(100000);
+    m_server.start();
+    m_server.signal(SIGSTOP);
+    usleep(2500000);
+    m_server.signal(SIGCONT);
+    return 1;
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, Servers, testing::ValuesIn(remoteKinds()),
@@ -125,5 +133,7 @@ INSTANTIATE_TEST_SUITE_P(Stores, Servers, testing::ValuesIn(remoteKinds()),
 
 INSTANTIATE_TEST_SUITE_P(Stores, Storms, testing::ValuesIn(remoteKinds()),
                          [](const auto& kind) { return kind.param.name; });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Servers);
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Storms);
 
 }  // namespace

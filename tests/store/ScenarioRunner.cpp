@@ -118,7 +118,8 @@ class ScenarioTest : public StoreTest {
     if (verb == "open") return statement(m_on->execReadSQL(raw(rest), m_readers[first]));
     if (verb == "next") return nextRow(m_readers.at(first));
     if (verb == "rest") return rowsOf(m_readers.at(first));
-    if (verb == "close") return close(m_readers.at(first));
+    if (verb == "close") m_readers.at(first).clear();
+    if (verb == "close") return outcome(vorn::lastResult().errorCode());
     if (verb == "shell") return std::system(arguments.c_str()) == 0 ? "ok" : "the command fails";
     if (verb == "logged") return log.texts().find(arguments) == std::string::npos ? "no" : "yes";
     if (verb == "stream") return stream(arguments);
@@ -127,11 +128,6 @@ class ScenarioTest : public StoreTest {
     if (verb != "unbind") throw std::invalid_argument("no verb " + verb);
     vorn::unbindStores();
     return "ok";
-  }
-
-  static std::string close(CVORNReader& reader) {
-    reader.clear();
-    return outcome(vorn::lastResult().errorCode());
   }
 
   static std::string outcome(unsigned long code) { return code == 0 ? "ok" : describe(code); }

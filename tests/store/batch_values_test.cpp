@@ -89,13 +89,6 @@ TEST_P(BatchValues, AreKeptAsTheirLiteralsAre) {
   }
 }
 
-/// A batch of SQLite is compared in sequence with everything else.
-std::vector<StoreKind> remoteKinds() {
-  std::vector<StoreKind> kinds = storeKinds();
-  std::erase_if(kinds, [](const StoreKind& kind) { return !kind.isRemote; });
-  return kinds;
-}
-
 INSTANTIATE_TEST_SUITE_P(Stores, BatchValues, testing::ValuesIn(remoteKinds()),
                          [](const auto& kind) { return kind.param.name; });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(BatchValues);

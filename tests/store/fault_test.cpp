@@ -13,7 +13,6 @@
 // its rows or has ended with a failure; and neither a lock nor a connection is missing.
 namespace {
 
-using Extent = FailingAllocations::Extent;
 using Side = CuttingProxy::Side;
 using Harm = CuttingProxy::Harm;
 using Disk = FailingVfs::Kind;
@@ -85,7 +84,7 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
     if (GetParam().disk) FailingVfs::arm(*GetParam().disk, m_first, isLasting);
     const Harm harm = GetParam().stalls ? Harm::Stall : isLasting ? Harm::CutForAll : Harm::Cut;
     if (GetParam().side) m_proxy->arm(*GetParam().side, m_first, harm);
-    if (GetParam().isOfMemory()) FailingAllocations::arm(m_first, m_extent);
+    if (GetParam().isOfMemory()) FailingAllocations::arm(m_first, isLasting);
   }
 
   void disarm() {
@@ -98,10 +97,10 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
   /// and where opening one is not the work of a client library, on a new one of a new thread.
   template <typename Round>
   void strikeEverywhere(Round round) {
-    for (const Extent extent : {Extent::Once, Extent::Lasting}) {
-      strike(extent, "", round);
+    for (const bool isLasting : {false, true}) {
+      strike(isLasting, "", round);
       if (GetParam().store.isRemote) continue;
-      strike(extent, " on a new connection", [&] {
+      strike(isLasting, " on a new connection", [&] {
         useStore(m_url);
         // The C library itself ends a process that has no memory for the destructor of a thread's first
         // object.
@@ -114,15 +113,15 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
   }
 
   template <typename Round>
-  void strike(Extent extent, const std::string& where, Round round) {
-    m_extent = extent;
+  void strike(bool isLasting, const std::string& where, Round round) {
+    m_isLasting = isLasting;
     m_struck = true;
     for (m_first = 1; m_struck && !HasFailure(); m_first += stride()) {
       m_struck = false;
       round();
       expectHealed();
       struckOf[GetParam().name] += m_struck ? 1 : 0;
-      const char* const which = extent == Extent::Once ? " fails" : " and all after it fail";
+      const char* const which = isLasting ? " and all after it fail" : " fails";
       if (HasFailure()) ADD_FAILURE() << "number " << m_first << which << where;
     }
     EXPECT_EQ(rowsOf(db, GetParam().store.integritySql), "ok");
@@ -132,7 +131,7 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
   template <typename Call>
   bool isDone(Call call) {
     bool done = false;
-    arm(m_extent == Extent::Lasting);
+    arm(m_isLasting);
     try {
       done = call() == 0;
     } catch (const std::bad_alloc&) {
@@ -175,7 +174,7 @@ class Faults : public HarmTest, public testing::WithParamInterface<Fault> {
   std::mt19937 m_random{testSeed()};
   long m_operation = 0;
   long m_first = 0;  // what is to fail
-  Extent m_extent = Extent::Once;
+  bool m_isLasting = false;
   bool m_struck = false;
 };
 

@@ -38,6 +38,9 @@ inline void PrintTo(const StoreKind& kind, std::ostream* out) {
 /// The kinds of store that the common suite runs against.
 std::vector<StoreKind> storeKinds();
 
+/// Those of them that are servers.
+std::vector<StoreKind> remoteKinds();
+
 inline CVORNsqlstr raw(const std::string& sql) {
   CVORNsqlstr statement;
   statement.assign(sql);

@@ -31,6 +31,12 @@ std::vector<StoreKind> storeKinds() {
        "&synchronous=off&busy_timeout_ms=500"}};
 }
 
+std::vector<StoreKind> remoteKinds() {
+  std::vector<StoreKind> kinds = storeKinds();
+  std::erase_if(kinds, [](const StoreKind& kind) { return !kind.isRemote; });
+  return kinds;
+}
+
 [[maybe_unused]] static const bool areRegistered = [] {
   for (const StoreKind& kind : storeKinds()) {
     registerScenarios("Scenarios", "store/scenarios.txt", kind);
