@@ -18,6 +18,7 @@ CuttingProxy::~CuttingProxy() {
 }
 
 void CuttingProxy::arm(Side side, long bytes, Harm harm) {
+  const std::lock_guard lock(m_mutex);
   m_side = side;
   m_harm = harm;
   m_isDone = false;
@@ -25,6 +26,7 @@ void CuttingProxy::arm(Side side, long bytes, Harm harm) {
 }
 
 bool CuttingProxy::disarm() {
+  const std::lock_guard lock(m_mutex);
   m_left = 0;
   m_isShut = false;
   return m_isDone;
@@ -35,22 +37,25 @@ void CuttingProxy::run() {
     std::vector<pollfd> ends{{m_listener, POLLIN, 0}};
     for (const auto& [socket, end] : m_ends) ends.push_back({socket, POLLIN, 0});
     if (poll(ends.data(), ends.size(), 20) <= 0) continue;
-    for (const pollfd& end : ends) {
-      if (end.revents == 0) continue;
-      if (end.fd != m_listener) {
-        if (m_ends.count(end.fd) != 0 && !passOn(end.fd)) cut(end.fd);
-        continue;
-      }
-      const int client = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
-      const int server = m_isShut ? -1 : connectToLoopback(m_serverPort);
-      if (server < 0) {
-        close(client);
-        continue;
-      }
-      m_ends[client] = {Side::Client, server};
-      m_ends[server] = {Side::Server, client};
+    const std::lock_guard lock(m_mutex);
+    for (std::size_t at = ends.size() - 1; at > 0; --at) {
+      const bool isThere = m_ends.count(ends[at].fd) != 0;
+      if (ends[at].revents != 0 && isThere && !passOn(ends[at].fd)) cut(ends[at].fd);
     }
+    // The last, as it may be given the number of a socket that has just been closed.
+    if (ends[0].revents != 0) letIn();
   }
+}
+
+void CuttingProxy::letIn() {
+  const int client = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+  const int server = m_isShut ? -1 : connectToLoopback(m_serverPort);
+  if (server < 0) {
+    close(client);
+    return;
+  }
+  m_ends[client] = {Side::Client, server};
+  m_ends[server] = {Side::Server, client};
 }
 
 bool CuttingProxy::passOn(int from) {

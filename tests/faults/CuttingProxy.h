@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <map>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -24,7 +25,7 @@ class CuttingProxy {
   /// Does harm to the connection on which the byte comes that this side sends next, or so many later.
   void arm(Side side, long bytes, Harm harm);
 
-  /// @return whether that byte has come
+  /// Does no more harm from here on. @return whether that byte has come
   bool disarm();
 
  private:
@@ -35,16 +36,20 @@ class CuttingProxy {
   };
 
   void run();
+  void letIn();
   bool passOn(int from);
   void cut(int end);
 
   const int m_serverPort;
   int m_port = 0;
   const int m_listener;
-  std::map<int, End> m_ends;    ///< by socket
-  std::atomic<long> m_left{0};  ///< bytes up to the harm, its own included; 0: none is to be done
-  std::atomic<Side> m_side{Side::Client};
-  std::atomic<Harm> m_harm{Harm::Cut};
-  std::atomic<bool> m_isShut{false}, m_isDone{false}, m_isOver{false};
+  std::map<int, End> m_ends;  ///< by socket
+
+  std::mutex m_mutex;  ///< held while something is passed on, so that none of the harm is done after disarm()
+  long m_left = 0;     ///< bytes up to the harm, its own included; 0: none is to be done
+  Side m_side = Side::Client;
+  Harm m_harm = Harm::Cut;
+  bool m_isShut = false, m_isDone = false;
+  std::atomic<bool> m_isOver{false};
   std::thread m_thread;
 };
