@@ -27,7 +27,6 @@ struct ReaderTest : scripted::PlatformTest {
       int last = 0;
       reader >> null >> value >> last;
       std::ostringstream result;
-      result.imbue(std::locale::classic());
       result.precision(17);
       if (null) result << '!';
       if (value != initial) result << value;

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdint>
 #include <cstdlib>
 #include <deque>
 #include <functional>
-#include <locale>
 #include <string>
 #include <utility>
 #include <vector>
@@ -61,7 +61,7 @@ struct PlatformTest : ::testing::Test {
   PlatformTest() {
     platform = Platform();
     setenv("LOCPATH", VORN_TEST_LOCALES, 1);
-    std::locale::global(std::locale("de_DE.UTF-8"));
+    EXPECT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
   }
 };
 
