@@ -1,5 +1,6 @@
 #include "mariadb/GaleraCluster.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 
@@ -67,12 +68,32 @@ void GaleraCluster::waitUntilSynced(int node, int members) const {
 }
 
 void GaleraCluster::waitUntilSynced() {
-  for (int node = 0; node < kNodes; ++node) {
-    if (TestProgram::comesTrue(kPatience / 3, [&] { return isSynced(node, kNodes); })) continue;
-    ++m_restarts;
-    kill(node);
-    rejoin(node);
-    waitUntilSynced(node, kNodes);
+  const auto isWhole = [this] { return isSynced(0, kNodes) && isSynced(1, kNodes) && isSynced(2, kNodes); };
+  for (int attempt = 0; !TestProgram::comesTrue(kPatience / 3, isWhole); ++attempt) {
+    if (attempt == 3) throw std::runtime_error("the nodes do not find each other");
+    for (int node = 0; node < kNodes; ++node) {
+      const auto isIn = [&] { return isSynced(node, 1) || isSynced(node, 2) || isSynced(node, kNodes); };
+      if (TestProgram::comesTrue(kPatience / 15, isIn)) continue;
+      ++m_restarts;
+      kill(node);
+      goOnWithout(node);
+      rejoin(node);
+    }
+  }
+}
+
+void GaleraCluster::goOnWithout(int node) {
+  const int others[] = {(node + 1) % kNodes, (node + 2) % kNodes};
+  const auto goesOn = [&] {
+    return std::ranges::any_of(others, [&](int other) { return isSynced(other, 1) || isSynced(other, 2); });
+  };
+  if (TestProgram::comesTrue(kPatience / 15, goesOn)) return;
+  for (const int other : others) {
+    try {
+      query(other, "set global wsrep_provider_options='pc.bootstrap=1'");
+      return;
+    } catch (const std::runtime_error&) {  // it is not there
+    }
   }
 }
 

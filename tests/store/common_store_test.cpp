@@ -27,7 +27,7 @@ TEST_P(CommonStore, PoolServesThreadsInTheirTurn) {
   for (const char* turn : {"0", "1", "2", "3"}) {
     const std::string sql = std::string("insert into t select 10 * count(*) + ") + turn + ", 0 from t";
     waiting.push_back(std::async(std::launch::async, [this, sql] { return run(db, sql); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
   }
   reader.clear();
   for (auto& each : waiting) EXPECT_EQ(each.get(), kSuccess);
