@@ -151,10 +151,11 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   const std::size_t needed = pipeline.questions();
   const std::size_t serverAt = m_guardLasts && !m_hasGuard ? askForGuard(pipeline) : kNone;
   const std::size_t dropsAt = pipeline.questions();
-  const std::size_t dropsEnd = dropsAt + askToDrop(pipeline);
+  const std::size_t drops = askToDrop(pipeline);
+  const auto isDrop = [&](std::size_t question) { return question >= dropsAt && question < dropsAt + drops; };
   if (nested) pipeline.ask(kRelease);
   result = pipeline.end([&](std::size_t question, const PGresult* answer) {
-    if (question >= dropsAt && question < dropsEnd) m_dropped.pop_back();
+    if (isDrop(question)) m_dropped.pop_back();
     if (question == describeAt) {
       statement.returnsRows = PQnfields(answer) > 0;
       for (int at = 0; at < PQnparams(answer); ++at) statement.parameters.push_back(PQparamtype(answer, at));
@@ -169,7 +170,7 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   });
   if (!result.succeeded()) {
     if (pipeline.failedAt() < describeAt) statement.name.clear();
-    if (pipeline.failedAt() >= dropsAt && pipeline.failedWith("26")) m_dropped.pop_back();
+    if (isDrop(pipeline.failedAt()) && pipeline.failedWith("26")) m_dropped.pop_back();
     m_interrupted = isInterruption(pipeline);
     const bool matters = m_interrupted || pipeline.failedAt() < needed || m_executor.channel().broken();
     if (!matters) result = {};
