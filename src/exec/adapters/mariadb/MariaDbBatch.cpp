@@ -20,9 +20,6 @@ namespace {
 // More at once makes neither side faster, and takes memory on both.
 constexpr std::size_t kChunk = 524288;
 
-// Below this a request fits into what every server takes, unless it was told to take hardly anything.
-constexpr std::size_t kSurelyTaken = 16384;
-
 // What goes before the values of a request, and what goes before one value.
 constexpr std::size_t kRequestHead = 16;
 constexpr std::size_t kParameterHead = 2;
@@ -52,13 +49,9 @@ void* address(const auto* element) {
   return const_cast<void*>(static_cast<const void*>(element));
 }
 
-bool isOf(const ExecResult& outcome, std::uint32_t number) {
-  return outcome.errorCode() == makeErrorCode(ErrorFamily::MariaDb, number);
-}
-
 // Whether a prepared statement has to be prepared anew, as after a change behind a proxy.
 bool isForgotten(const ExecResult& outcome) {
-  return isOf(outcome, ER_UNKNOWN_STMT_HANDLER) || isOf(outcome, ER_NEED_REPREPARE);
+  return isMariaDbError(outcome, ER_UNKNOWN_STMT_HANDLER) || isMariaDbError(outcome, ER_NEED_REPREPARE);
 }
 
 }  // namespace
@@ -159,7 +152,7 @@ ExecResult MariaDbBatch::runChunks(std::uint64_t& rows) {
       m_statement.hash = hash;
       if (result.succeeded()) result = runRows(first, count, atOnce, counted);
     }
-    if (first == 0 && atOnce && isOf(result, ER_UNSUPPORTED_PS)) {
+    if (first == 0 && atOnce && isMariaDbError(result, ER_UNSUPPORTED_PS)) {
       atOnce = false;
       result = runRows(first, count, atOnce, counted);
     }
@@ -233,10 +226,10 @@ std::size_t MariaDbBatch::rowsWithin(std::size_t first, std::size_t size) const 
 }
 
 ExecResult MariaDbBatch::nextChunk(std::size_t first, std::size_t& count) {
-  count = rowsWithin(first, kSurelyTaken);
+  count = rowsWithin(first, MariaDbExecutor::kSurelyTaken);
   if (first + count == m_columns.rows()) return {};
   const std::uint64_t known = m_executor.largestPacket();
-  const std::uint64_t largest = known == 0 ? kSurelyTaken : known;
+  const std::uint64_t largest = known == 0 ? MariaDbExecutor::kSurelyTaken : known;
   count = rowsWithin(first, std::min<std::uint64_t>(kChunk, largest));
   if (count == 0) count = rowsWithin(first, largest) == 0 ? 0 : 1;
   if (count > 0) return {};

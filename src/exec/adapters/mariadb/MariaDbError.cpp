@@ -273,9 +273,12 @@ ExecResult withoutForeignWord(const ExecResult& failure, const std::string& sql)
   return makeFailure(ErrorFamily::MariaDb, ER_PARSE_ERROR, withoutQuotedPart(message));
 }
 
+bool isMariaDbError(const ExecResult& result, std::uint32_t number) noexcept {
+  return result.errorCode() == makeErrorCode(ErrorFamily::MariaDb, number);
+}
+
 bool isNodeNotReady(const ExecResult& failure) noexcept {
-  return failure.errorCode() ==
-         (static_cast<std::uint64_t>(ErrorFamily::MariaDb) << 32 | ER_UNKNOWN_COM_ERROR);
+  return isMariaDbError(failure, ER_UNKNOWN_COM_ERROR);
 }
 
 }  // namespace vorn

@@ -35,6 +35,9 @@ ExecResult mariaDbConnectFailure(std::uint32_t number, const std::string& messag
 /// @param failure  of the parser
 ExecResult withoutForeignWord(const ExecResult& failure, const std::string& sql);
 
+/// @return whether a result is the failure of this number
+bool isMariaDbError(const ExecResult& result, std::uint32_t number) noexcept;
+
 /// @return whether a failure says that a node takes no statements for now, as it has no part in the primary component
 ///         of its cluster. Nothing of the statement was run; another node may take it.
 bool isNodeNotReady(const ExecResult& failure) noexcept;

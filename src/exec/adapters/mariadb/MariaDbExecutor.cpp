@@ -27,9 +27,6 @@ constexpr milliseconds kStalled{1000};
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
 constexpr milliseconds kFresh{1};
 
-// Below this a text fits into what every server takes, unless it was told to take hardly anything.
-constexpr std::size_t kSurelyTaken = 16384;
-
 // The command's own byte goes before the text.
 constexpr std::size_t kPacketHead = 1;
 

@@ -26,6 +26,9 @@ namespace vorn {
 /// 4. A text larger than the server takes is never sent, as the server would close the connection for it.
 class MariaDbExecutor {
  public:
+  /// Bytes below which a request fits into what every server takes, unless it was told to take hardly anything.
+  static constexpr std::size_t kSurelyTaken = 16384;
+
   explicit MariaDbExecutor(std::unique_ptr<MariaDbChannel> channel);
   ~MariaDbExecutor();
   MariaDbExecutor(const MariaDbExecutor&) = delete;

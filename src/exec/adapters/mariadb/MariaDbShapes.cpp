@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "exec/adapters/base/Failure.h"
+#include "exec/adapters/mariadb/MariaDbError.h"
 #include "exec/adapters/mariadb/mariadb_binary.h"
 #include "exec/adapters/mariadb/statement_effects.h"
 
@@ -20,10 +21,6 @@ constexpr std::size_t kLongestText = 16000;
 // A number of one digit takes ten bytes as a parameter.
 std::size_t sizeBound(const StatementShape& shape) {
   return shape.sql().size() + 10 * shape.literals().size();
-}
-
-bool isOf(const ExecResult& outcome, std::uint32_t number) {
-  return outcome.errorCode() == makeErrorCode(ErrorFamily::MariaDb, number);
 }
 
 }  // namespace
@@ -82,8 +79,9 @@ void MariaDbShapes::giveBack() noexcept {
 }
 
 bool MariaDbShapes::isRefused(const ExecResult& outcome) {
-  const bool refused = isOf(outcome, ER_NEED_REPREPARE) || isOf(outcome, ER_UNKNOWN_STMT_HANDLER) ||
-                       isOf(outcome, CR_NEW_STMT_METADATA);
+  const bool refused = isMariaDbError(outcome, ER_NEED_REPREPARE) ||
+                       isMariaDbError(outcome, ER_UNKNOWN_STMT_HANDLER) ||
+                       isMariaDbError(outcome, CR_NEW_STMT_METADATA);
   if (!refused || !m_executor.channel().atRest() || m_inTransaction != m_executor.inTransaction())
     return false;
   m_current = {};

@@ -38,8 +38,8 @@ constexpr std::size_t kTextValues = 64;
 constexpr std::size_t kPreparedValues = 512;
 
 // Bytes of the text of one insert, and its rows.
-constexpr std::size_t kSlice = 256 << 10;
-constexpr std::size_t kSliceRows = 1000;
+constexpr std::size_t kInsertBytes = 256 << 10;
+constexpr std::size_t kInsertRows = 1000;
 
 constexpr std::size_t kRowsInFlight = 1000;
 
@@ -62,7 +62,7 @@ ExecResult PostgresBatch::run(const std::string& sql, std::uint64_t& rows) {
                [](std::string& text, const BatchColumn& column) { text += *column.name; });
   m_target += ")";
   const std::size_t values = m_columns.rows() * m_columns.size();
-  if (values <= kPreparedValues && textBytes() < kSlice / 2) {
+  if (values <= kPreparedValues && textBytes() < kInsertBytes / 2) {
     ExecResult result = refuseZeroBytes(m_columns);
     if (!result.succeeded()) return result;
     PostgresMultiRowInsert insert(m_connection, m_executor, m_statements, m_table, m_target, m_columns);
@@ -183,7 +183,7 @@ ExecResult PostgresBatch::insertLiterals(std::uint64_t& rows) {
   std::string sql;
   for (std::size_t row = 0; row < m_columns.rows() && result.succeeded();) {
     sql = head;
-    for (std::size_t count = 0; row < m_columns.rows() && count < kSliceRows && sql.size() < kSlice;
+    for (std::size_t count = 0; row < m_columns.rows() && count < kInsertRows && sql.size() < kInsertBytes;
          ++row, ++count) {
       sql += count == 0 ? "(" : ",(";
       appendJoined(sql, m_columns, ",", [row](std::string& text, const BatchColumn& column) {

@@ -27,9 +27,9 @@ using std::chrono::milliseconds;
 // that cannot take more bytes for the time being still answers the kernel's probes.
 constexpr std::chrono::seconds kSilenceLimit{30};
 
-constexpr milliseconds kSlice{250};
+constexpr milliseconds kWaitSlice{250};
 // Under TLS, bytes may wait in the client library where the socket does not show them.
-constexpr milliseconds kTlsSlice{10};
+constexpr milliseconds kTlsWaitSlice{10};
 
 // The client library may have no memory for a result, and then goes on waiting for what it has received
 // already.
@@ -403,7 +403,7 @@ bool PostgresChannel::awaitResult(const Deadline& deadline) {
 }
 
 PostgresChannel::Wait PostgresChannel::wait(short events, const Deadline& deadline) {
-  milliseconds slice = PQsslInUse(handle()) != 0 ? kTlsSlice : kSlice;
+  milliseconds slice = PQsslInUse(handle()) != 0 ? kTlsWaitSlice : kWaitSlice;
   if (deadline) {
     const auto left = std::chrono::ceil<milliseconds>(*deadline - Clock::now());
     if (left.count() <= 0) return Wait::Over;

@@ -21,10 +21,6 @@ constexpr std::chrono::milliseconds kAbandonPatience{100};
 // A connection that answered this short a time ago is not looked at: the look would cost more than it finds.
 constexpr std::chrono::milliseconds kFresh{1};
 
-bool startsWith(const char* text, const char* prefix) {
-  return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
-}
-
 // Where a statement is analysed anew, what it names may have changed. A failure that comes out of a function
 // says so by its context; a missing permission is found when the statement begins to run.
 PostgresExecutor::Refusal refusalOf(const PGresult* result) {
@@ -47,8 +43,8 @@ PostgresExecutor::~PostgresExecutor() {
 }
 
 std::uint64_t PostgresExecutor::rowsWritten(PGresult* result) {
-  const char* tag = PQcmdStatus(result);
-  const bool readsOnly = startsWith(tag, "SELECT") || startsWith(tag, "FETCH") || startsWith(tag, "MOVE");
+  const std::string_view tag(PQcmdStatus(result));
+  const bool readsOnly = tag.starts_with("SELECT") || tag.starts_with("FETCH") || tag.starts_with("MOVE");
   return readsOnly ? 0 : std::strtoull(PQcmdTuples(result), nullptr, 10);
 }
 

@@ -14,8 +14,6 @@ namespace vorn {
 
 namespace {
 
-constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-
 std::size_t hashOf(std::string_view key) {
   return std::hash<std::string_view>()(key);
 }
@@ -100,8 +98,8 @@ ExecResult PostgresMultiRowInsert::attempt(bool prepared, std::uint64_t& rows, b
   ExecResult result = pipeline.begin();
   if (!result.succeeded()) return result;
   if (scope.nested()) pipeline.ask(scope.openingText());
-  std::size_t selectAt = kNone;
-  std::size_t insertAt = kNone;
+  std::size_t selectAt = PostgresPipeline::kNotAsked;
+  std::size_t insertAt = PostgresPipeline::kNotAsked;
   if (prepared) {
     PostgresBatchParameters parameters(m_columns, m_insert->parameters, m_columns.rows());
     parameters.set(0, m_columns.rows());

@@ -15,6 +15,8 @@ namespace vorn {
 /// nothing of them outside of a transaction.
 class PostgresPipeline {
  public:
+  static constexpr std::size_t kNotAsked = static_cast<std::size_t>(-1);  ///< no question's number
+
   explicit PostgresPipeline(PostgresExecutor& executor)
       : m_executor(executor), m_channel(executor.channel()) {}
 

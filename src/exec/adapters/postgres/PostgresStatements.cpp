@@ -24,8 +24,6 @@ constexpr char kSavepoint[] = "savepoint vorn_prepare";
 constexpr char kRelease[] = "release savepoint vorn_prepare";
 constexpr char kUndo[] = "rollback to savepoint vorn_prepare; release savepoint vorn_prepare";
 
-constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-
 bool failedWithAny(const PostgresPipeline& pipeline, std::initializer_list<const char*> states) {
   return std::any_of(states.begin(), states.end(),
                      [&pipeline](const char* state) { return pipeline.failedWith(state); });
@@ -144,12 +142,15 @@ ExecResult PostgresStatements::prepare(PostgresStatement& statement, const std::
   const bool nested = m_executor.inTransaction();
   if (nested) pipeline.ask(kSavepoint);
   const std::size_t describeAt = pipeline.askToDescribe(text, statement.name, types);
-  const std::size_t columnsAt = columns.empty() ? kNone : pipeline.askToDescribe(columns);
+  const std::size_t columnsAt =
+      columns.empty() ? PostgresPipeline::kNotAsked : pipeline.askToDescribe(columns);
   const bool knowsEffect = table.empty() || m_effects.of(table) != Effect::Unknown;
-  const std::size_t effectAt = knowsEffect ? kNone : PostgresWriteEffects::ask(pipeline, table);
+  const std::size_t effectAt =
+      knowsEffect ? PostgresPipeline::kNotAsked : PostgresWriteEffects::ask(pipeline, table);
   // What comes after this can be done without: a statement to be dropped may be unknown.
   const std::size_t needed = pipeline.questions();
-  const std::size_t serverAt = m_guardLasts && !m_hasGuard ? askForGuard(pipeline) : kNone;
+  const std::size_t serverAt =
+      m_guardLasts && !m_hasGuard ? askForGuard(pipeline) : PostgresPipeline::kNotAsked;
   const std::size_t dropsAt = pipeline.questions();
   const std::size_t drops = askToDrop(pipeline);
   const auto isDrop = [&](std::size_t question) { return question >= dropsAt && question < dropsAt + drops; };
