@@ -48,6 +48,11 @@ inline unsigned testSeed(unsigned usual = std::random_device()()) {
   return seed;
 }
 
+/// @return how often a long test repeats itself: under a sanitizer, which makes it slow, less often
+constexpr int repetitions(int usually) {
+  return usually / VORN_TEST_SHARE;
+}
+
 /// A directory that is gone with the object.
 class TemporaryDirectory {
  public:

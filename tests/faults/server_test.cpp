@@ -106,12 +106,12 @@ class Storms : public HarmTest, public testing::WithParamInterface<StoreKind> {
 };
 
 TEST_P(Storms, FiveHundredCancellations) {
-  rage(500, 1000, [this] { return strike(TestServer::Struck::Statement); });
+  rage(repetitions(500), 1000, [this] { return strike(TestServer::Struck::Statement); });
 }
 
 TEST_P(Storms, FiveHundredCutConnections) {
-  rage(250, 20000, [this] { return strike(TestServer::Struck::Connection); });
-  rage(250, 20000, [this] { return cutOne(); });
+  rage(repetitions(250), 20000, [this] { return strike(TestServer::Struck::Connection); });
+  rage(repetitions(250), 20000, [this] { return cutOne(); });
 }
 
 TEST_P(Storms, FiveKilledAndStoppedServers) {

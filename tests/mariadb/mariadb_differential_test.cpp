@@ -96,8 +96,8 @@ class MariaDbDifferential : public ServerDifferential<MariaDbServer, MariaDbClie
 };
 
 TEST_F(MariaDbDifferential, KeepsInStep) {
-  run(800);
-  EXPECT_GT(prepared(), 20);
+  run(repetitions(800));
+  EXPECT_GT(prepared(), repetitions(20));
 }
 
 }  // namespace

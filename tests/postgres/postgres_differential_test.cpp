@@ -93,7 +93,7 @@ class PostgresDifferential : public ServerDifferential<PostgresServer, PostgresC
 };
 
 TEST_F(PostgresDifferential, KeepsInStep) {
-  run(800);
+  run(repetitions(800));
 }
 
 }  // namespace

@@ -104,7 +104,7 @@ class Forks : public HarmTest, public testing::WithParamInterface<StoreKind> {
 };
 
 TEST_P(Forks, TwoHundredWithReadersAndTransactionsOpen) {
-  for (int round = 0; round < 200 && !HasFailure(); ++round) forkOnce();
+  for (int round = 0; round < repetitions(200) && !HasFailure(); ++round) forkOnce();
   std::printf("writes acknowledged: %ld, by children: %ld\n", m_ledger.done(), m_doneInChildren);
   const auto found = [this] {
     EXPECT_EQ(rowsOf(db, GetParam().integritySql), "ok");
@@ -124,7 +124,7 @@ TEST_F(StoreTest, AForkedChildLogsWhileOtherThreadsOfItsParentDid) {
   std::thread logging([&] {
     while (!done) logLine();
   });
-  for (int round = 0; round < 200 && !HasFailure(); ++round) {
+  for (int round = 0; round < repetitions(200) && !HasFailure(); ++round) {
     EXPECT_TRUE(holdsInChild([&] {
       alarm(10);
       logLine();

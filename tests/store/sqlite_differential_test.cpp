@@ -151,7 +151,7 @@ class SqliteDifferential : public DifferentialTest {
 };
 
 TEST_F(SqliteDifferential, KeepsInStep) {
-  run(2000);
+  run(repetitions(2000));
 }
 
 // Beside what the builders render.
