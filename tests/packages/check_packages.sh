@@ -77,6 +77,9 @@ rm -rf "$tree"
 embed() { quiet cmake -G Ninja -S "$here" -B "$tree" -DPROGRAM="$work/app.cpp" -DVORN_SOURCES="$root" "$@"; }
 embed -DFETCH=ON
 expect 'FLAGS = .*-O3' grep -A 5 CVORNDeleter.cpp.o: "$tree/build.ninja"
-embed -DFETCH=OFF -DCMAKE_BUILD_TYPE=Debug -DEXPECTED_BUILD_TYPE=Debug -DVORN_WARNINGS_AS_ERRORS=ON
-quiet cmake --build "$tree"
-expect "^disk 'C' full$" env VORN_STORE_DEFAULT="$url" "$tree/app"
+for fetch in ON OFF; do
+  rm -rf "$tree"
+  embed -DFETCH=$fetch -DCMAKE_BUILD_TYPE=Debug -DEXPECTED_BUILD_TYPE=Debug -DVORN_WARNINGS_AS_ERRORS=ON
+  quiet cmake --build "$tree"
+  expect "^disk 'C' full$" env VORN_STORE_DEFAULT="$url" "$tree/app"
+done
