@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pthread.h>
+#include <sys/types.h>
 
 #include <chrono>
 #include <vector>
@@ -97,7 +97,10 @@ struct RetryPolicy {
   /// The failures after which the work is run again. `ErrorClass::ConnectionLost` may be added for a store
   /// whose server is replaced by another one; it then counts for the begin and the work. It never counts for
   /// the commit: whoever gets no answer to a commit cannot know whether everything is stored already.
-  std::vector<ErrorClass> classes{ErrorClass::Retry};
+  std::vector<ErrorClass> classes = usualClasses();
+
+  /// @return `ErrorClass::Retry` alone. Made in the library, as callers would compile it each anew.
+  VORN_API static std::vector<ErrorClass> usualClasses();
 };
 
 /// Runs `work` in a transaction and commits it; begins again from the start while the failure is one that the

@@ -80,6 +80,10 @@ Attempt run(CVORN& db, const std::function<unsigned long(CVORN&)>& work) {
 
 }  // namespace
 
+std::vector<ErrorClass> RetryPolicy::usualClasses() {
+  return {ErrorClass::Retry};
+}
+
 unsigned long retryTransaction(CVORN& db, const std::function<unsigned long(CVORN&)>& work,
                                const RetryPolicy& policy) {
   Pauses pauses(policy);
