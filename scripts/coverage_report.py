@@ -10,6 +10,8 @@ FEW = 80
 rooms, few = {}, []
 for file in json.loads(pathlib.Path(sys.argv[1]).read_text())["data"][0]["files"]:
     path = pathlib.Path(file["filename"]).resolve().relative_to(ROOT)
+    if path.parts[0] == "build":
+        continue
     lines, branches = ([file["summary"][what][number] for number in ("covered", "count")] for what in ("lines", "branches"))
     for room in (str(path.parent), "in all"):
         sums = rooms.setdefault(room, [0, 0, 0, 0])

@@ -33,6 +33,8 @@ static bool isDue() noexcept {
 }
 
 #ifdef VORN_TEST_REPLACES_MALLOC
+// The library and its clients are to find these, whatever the compiler makes visible.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -48,6 +50,7 @@ void* realloc(void* block, std::size_t size) {
   return isDue() ? nullptr : __libc_realloc(block, size);
 }
 }
+#pragma GCC visibility pop
 #else
 void* operator new(std::size_t size) {
   void* const block = isDue() ? nullptr : std::malloc(size == 0 ? 1 : size);
