@@ -134,6 +134,7 @@ void MariaDbConnection::drainCursors() noexcept {
 }
 
 ExecResult MariaDbConnection::begin() {
+  m_mayHaveCommitted = false;
   return m_executor.run("start transaction");
 }
 
