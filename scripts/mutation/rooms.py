@@ -44,6 +44,7 @@ ROOMS = [
     ("src/statement/", ["core", "sqlite"]),
     ("src/criteria/", ["core", "sqlite"]),
     ("src/builders/", ["core", "sqlite"]),
+    ("src/exec/adapters/sql/SqlWords", [*CORE, *SQLITE[:-1], "postgresql", "mariadb", SQLITE[-1]]),
     ("src/exec/adapters/sql/", [*CORE, *SQLITE]),
     ("src/exec/adapters/values/", [*CORE, *SQLITE]),
     ("src/exec/adapters/store/", [*SQLITE[:-1], "postgresql", SQLITE[-1]]),
