@@ -99,7 +99,7 @@ struct RetryPolicy {
   /// the commit: whoever gets no answer to a commit cannot know whether everything is stored already.
   std::vector<ErrorClass> classes = usualClasses();
 
-  /// @return `ErrorClass::Retry` alone. Made in the library, as callers would compile it each anew.
+  /// @return `ErrorClass::Retry` alone. Made in the library, so that callers need not compile it.
   VORN_API static std::vector<ErrorClass> usualClasses();
 };
 
