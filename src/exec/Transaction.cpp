@@ -1,3 +1,5 @@
+#include <pthread.h>
+
 #include <string>
 
 #include "common/log_line.h"
