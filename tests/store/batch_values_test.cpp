@@ -15,7 +15,8 @@ class BatchValues : public StoreTest, public testing::WithParamInterface<StoreKi
     for (const auto& [line, list] : casesOf("store/batch_values.txt")) {
       if (line != name && line != GetParam().family + " " + name) continue;
       for (const std::string& each : split(list, "|"))
-        all.push_back(replaced(replaced(each, "\\xff", "\xff"), "\\0", std::string(1, '\0')));
+        all.push_back(replaced(replaced(replaced(each, "\\xff", "\xff"), "\\xed", "\xed\xa0\x80"), "\\0",
+                               std::string(1, '\0')));
     }
     return all;
   }

@@ -49,6 +49,12 @@ TEST(PlatformTest, AStoreThatCannotBeUsedSaysWhatToChange) {
   vorn::unbindStores();
 }
 
+TEST_F(StoreTest, NamesThatNobodyUsesAnyMoreTakeNoMemory) {
+  const long before = residentKilobytes();
+  for (int name = 0; name < 20000; ++name) const vorn::DataSession session(std::to_string(name).c_str());
+  EXPECT_LT(residentKilobytes() - before, 2048);
+}
+
 TEST(PlatformTest, ErrorsOfNoStoreAreDescribed) {
   EXPECT_EQ(describe(1), "refused by the library");
   EXPECT_EQ(describe(77UL << 32), "unknown 330712481792");

@@ -48,6 +48,28 @@ TEST_F(SqliteStore, StatementsThatAreKeptAreBoundedByBytes) {
   EXPECT_LT(sqlite3_memory_used() - before, 3 << 20);
 }
 
+TEST_F(SqliteStore, BatchThatNamesAColumnTwiceStoresWhatOneRowStores) {
+  ASSERT_EQ(run(db, "create table named(v, z integer primary key)"), kSuccess);
+  ASSERT_EQ(run(db, "insert into named(rowid, z) values(4, -4)"), kSuccess);
+  BatchInserter batch;
+  batch.table("named");
+  batch["rowid"] << 5L << 6L;
+  batch["z"] << -5L << -6L;
+  ASSERT_EQ(db->ExecBatchInserter(batch), 0U);
+  EXPECT_EQ(rowsOf(db, "select z from named order by abs(z)"), "-4;-5;-6");
+}
+
+TEST_F(SqliteStore, AReadInATransactionLeavesAnotherStreaming) {
+  ASSERT_EQ(db->beginTransaction(), 0U);
+  CVORNReader reader;
+  const std::string many =
+      "with recursive r(n) as (select 1 union all select n + 1 from r limit 200000) select n from r";
+  ASSERT_EQ(db->execReadSQL(raw(many), reader), 0U);
+  const long before = residentKilobytes();
+  EXPECT_EQ(rowsOf(db, "select 1"), "1");
+  EXPECT_LT(residentKilobytes() - before, 2048);
+}
+
 TEST_F(SqliteStore, ReadOnlyFileIsReadAndNotWritten) {
   ASSERT_EQ(rowsOf(db, "pragma journal_mode=delete"), "delete");
   vorn::unbindStores();

@@ -66,7 +66,6 @@ bool allFit(const BatchColumn& column, std::size_t rows) {
 
 // A double for a column of four bytes is left out: its text is rounded once, its bytes would be twice.
 PostgresForm postgresForm(const BatchColumn& column, Oid type) {
-  const bool integer = column.isInteger();
   const bool text = column.isText();
   switch (type) {
     case postgres_oid::kText:
@@ -74,11 +73,11 @@ PostgresForm postgresForm(const BatchColumn& column, Oid type) {
     case postgres_oid::kBpchar:
       return text ? PostgresForm::Text : PostgresForm::None;
     case postgres_oid::kInt2:
-      return integer ? PostgresForm::Int16 : PostgresForm::None;
+      return PostgresForm::Int16;
     case postgres_oid::kInt4:
-      return integer ? PostgresForm::Int32 : PostgresForm::None;
+      return PostgresForm::Int32;
     case postgres_oid::kInt8:
-      return integer ? PostgresForm::Int64 : PostgresForm::None;
+      return PostgresForm::Int64;
     case postgres_oid::kFloat4:
       return column.elementCode == element_code::kFloat ? PostgresForm::Float32 : PostgresForm::None;
     case postgres_oid::kFloat8:

@@ -15,7 +15,7 @@ enum class PostgresForm : unsigned char { None, Text, Int16, Int32, Int64, Float
 constexpr std::size_t kPostgresBinarySize = 8;
 
 /// @param type  of the table's column, whose binary form the server takes
-/// @return None where a value is not one of that type, or its text would mean something else
+/// @return None where its text would mean something else; hasPostgresForm() says whether the values are of that type
 PostgresForm postgresForm(const BatchColumn& column, Oid type);
 
 /// @return whether each of a column's first `rows` values has this form: a number out of its column's range has
