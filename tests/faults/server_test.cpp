@@ -60,6 +60,7 @@ TEST_P(Servers, PeerThatGoesMuteHoldsNobodyBeyondTheLimit) {
       const auto start = Clock::now();
       EXPECT_EQ(vorn::errorClass(db->execWriteSQL(raw("select 1"))), vorn::ErrorClass::ConnectionLost)
           << each;
+      EXPECT_NE(vorn::lastResult().detail().value_or(""), "") << each;
       EXPECT_LT(Clock::now() - start, std::chrono::seconds(6)) << each;
       EXPECT_TRUE(proxy.disarm());
     }

@@ -111,7 +111,7 @@ class ScenarioTest : public StoreTest {
     if (verb == "commit") return outcome(m_on->commitTransaction());
     if (verb == "rollback") return outcome(m_on->rollbackTransaction());
     if (verb == "batch")
-      return statement(m_on->ExecBatchInserter(numbers(std::stol(first), std::stol(rest.substr(5)))));
+      return statement(m_on->ExecBatchInserter(rising(std::stol(first), split(rest, " "))));
     if (verb == "values") return values(split(first, "."), rest);
     if (verb == "each") return runForEach(split(first, ","), rest);
     if (verb == "bind") return bind(arguments);
@@ -184,6 +184,11 @@ class ScenarioTest : public StoreTest {
       if (sql.find("{v}") != std::string::npos) batch["v"] << -std::stol(value);
     }
     return statement(m_on->ExecBatchInserter(batch));
+  }
+
+  /// @param range  "from", the first, and perhaps "by" and the step
+  static BatchInserter rising(long rows, const std::vector<std::string>& range) {
+    return numbers(rows, std::stol(range.at(1)), range.size() > 2 ? std::stol(range.at(3)) : 1);
   }
 
   std::string bind(const std::string& url) {

@@ -14,7 +14,7 @@
 ///                      the rows follows them. "E / F" names what each kind of store answers. No log line may
 ///                      hold "geheim" or 47114711.
 /// Steps: write SQL, read SQL, begin, commit, rollback, bind URL, unbind, shell COMMAND; batch ROWS from FIRST
-/// into t(n, v), n rising from FIRST, v from 0; values TABLE.COLUMN TYPE [TIMES*]VALUE,… for a batch of long,
+/// [by STEP] into t(n, v), n rising from FIRST, v from 0; values TABLE.COLUMN TYPE [TIMES*]VALUE,… for a batch of long,
 /// unsigned, double or text (with \0 and \xff); each N,… SQL with a parameter {n}, and {v} if it is named,
 /// which is -n; open READER SQL, then next, rest and close READER; logged TEXT => yes or no; stream SQL =>
 /// the number of rows, which pass in constant memory; statistics => calls|failures|rows since the last time.

@@ -126,12 +126,12 @@ class StoreTest : public testing::Test {
     vorn::unbindStores();
   }
 
-  /// @return a batch for t(n, v): n rises from `first`, v from 0
-  static BatchInserter numbers(long rows, long first = 0) {
+  /// @return a batch for t(n, v): n rises from `first` by `step`, v from 0
+  static BatchInserter numbers(long rows, long first = 0, long step = 1) {
     BatchInserter batch;
     batch.table("t");
     for (long row = 0; row < rows; ++row) {
-      batch["n"] << first + row;
+      batch["n"] << first + row * step;
       batch["v"] << row;
     }
     return batch;
