@@ -24,7 +24,7 @@ STAGES = {
     "core": tests("core_tests", f"-{LONG_CORE}", "core_tests"),
     "core, long": tests("core_tests", LONG_CORE, "core_tests"),
     "fuzz": Stage(("fuzz",), ("ctest", "--stop-on-failure", "-R", "^fuzz")),
-    "any store": tests("store_tests", "-*/*:Sqlite*:Postgres*:MariaDb*", "vorn"),
+    "any store": tests("store_tests", "-*/*:Sqlite*:Postgres*:MariaDb*", "vorn", "vorn-postgresql", "vorn-mariadb"),
     "sqlite": tests("store_tests", f"*/Sqlite*:Sqlite*-{LONG_SQLITE}", "vorn"),
     "sqlite, long": tests("store_tests", LONG_SQLITE, "vorn"),
     "statistics": tests("statistics_tests", "*", "vorn", "statistics_tests"),
@@ -32,6 +32,8 @@ STAGES = {
     "postgresql, long": tests("store_tests", LONG_POSTGRES, "vorn", "vorn-postgresql"),
     "mariadb": tests("store_tests", f"*/MariaDb*:MariaDb*-*/Storms.*:MariaDbCluster.*:{LONG_MARIADB}", "vorn", "vorn-mariadb"),
     "mariadb, long": tests("store_tests", LONG_MARIADB, "vorn", "vorn-mariadb"),
+    "modules": Stage(("vorn", "vorn-postgresql", "vorn-mariadb"), ("ctest", "--stop-on-failure", "-R", "^modules$")),
+    "unload": Stage(("vorn", "vorn-postgresql", "unload_tests"), ("ctest", "--stop-on-failure", "-R", "^unload$")),
     "template": tests("template_tests", "*", "template_tests", "vorn-template"),
 }
 
@@ -47,7 +49,9 @@ ROOMS = [
     ("src/exec/adapters/sql/SqlWords", [*CORE, *SQLITE[:-1], "postgresql", "mariadb", SQLITE[-1]]),
     ("src/exec/adapters/sql/", [*CORE, *SQLITE]),
     ("src/exec/adapters/values/", [*CORE, *SQLITE]),
-    ("src/exec/adapters/store/", [*SQLITE[:-1], "postgresql", SQLITE[-1]]),
+    ("src/exec/adapters/store/", [*SQLITE[:-1], "postgresql", "mariadb", SQLITE[-1]]),
+    ("src/exec/adapters/kinds/", [*SQLITE[:-1], "unload", "modules", SQLITE[-1]]),
+    ("src/exec/adapters/session/", [*SQLITE[:-1], "unload", SQLITE[-1]]),
     ("src/exec/adapters/sqlite/SqliteDialect.h", [*CORE, *SQLITE]),
     ("src/exec/adapters/postgres/PostgresDialect.h", CORE),
     ("src/exec/adapters/mariadb/MariaDbDialect.h", CORE),

@@ -1,3 +1,6 @@
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include <chrono>
 #include <csignal>
 #include <fstream>
@@ -24,6 +27,12 @@ class Servers : public StoreTest, public testing::WithParamInterface<StoreKind> 
 TEST_P(Servers, ReadGivenUpUnderAStoppedServerLeavesNoThreadAndNoDescriptor) {
   useStore(m_server.url() + "?pool_size=2");
   ASSERT_EQ(rowsOf(db, "select 1"), "1");
+  int idle = 0;
+  for (int file = 3; file < 256 && idle != 30; ++file) {
+    socklen_t size = sizeof idle;
+    getsockopt(file, IPPROTO_TCP, TCP_KEEPIDLE, &idle, &size);
+  }
+  EXPECT_EQ(idle, 30) << "seconds until the server is asked whether it is there";
   const auto threads = entries("/proc/self/task"), files = entries("/proc/self/fd");
   CVORNReader reader;
   const std::string many = "with recursive c(n) as (select 1 union all select n + 1 from c where n < 100000)";

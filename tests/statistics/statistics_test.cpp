@@ -25,6 +25,7 @@ class Statistics : public StoreTest {
       const std::uint64_t rising[] = {each.p50Nanoseconds, each.p90Nanoseconds, each.p99Nanoseconds,
                                       each.longestNanoseconds, each.totalNanoseconds};
       EXPECT_TRUE(std::is_sorted(std::begin(rising), std::end(rising))) << shape;
+      EXPECT_TRUE(each.longestNanoseconds > 0 || each.rows == 0) << shape;
     }
     return found;
   }
@@ -97,8 +98,12 @@ TEST_F(Statistics, WhatNeverReachedAStoreIsCountedByTheNameOfTheStore) {
     EXPECT_EQ(figures(name, "(not run)"), "1|1|0") << url;
   }
   vorn::DataSession nowhere("no/store");
-  EXPECT_FALSE(nowhere.execute("", vorn::SqlKind::Read, "select 7", vorn::NoParameters).succeeded());
+  EXPECT_FALSE(nowhere.execute("once", vorn::SqlKind::Read, "select 7", vorn::NoParameters).succeeded());
   EXPECT_EQ(figures("(none)", "(not run)"), "1|1|0");
+  for (const vorn::StatementStatistics& each : vorn::statementStatistics()) {
+    const bool once = each.calls == 1 && each.failures == 1 && each.rows == 0;
+    EXPECT_TRUE(once || each.statementId != "once");
+  }
   ASSERT_TRUE(vorn::bindStore("NeUpgradeDB", "sqlite::memory:").succeeded());
   EXPECT_EQ(rowsOf(&m_other, "select 'geheim'"), "geheim");
   EXPECT_EQ(figures("sqlite::memory: (NeUpgradeDB)", "select ?"), "1|0|1");
