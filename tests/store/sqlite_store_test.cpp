@@ -63,7 +63,8 @@ TEST_F(SqliteStore, AReadInATransactionLeavesAnotherStreaming) {
   ASSERT_EQ(db->beginTransaction(), 0U);
   CVORNReader reader;
   const std::string many =
-      "with recursive r(n) as (select 1 union all select n + 1 from r limit 200000) select n from r";
+      "with recursive r(n) as (select 1 union all select n + 1 from r limit 200000) select hex(zeroblob(99)) "
+      "from r";
   ASSERT_EQ(db->execReadSQL(raw(many), reader), 0U);
   const long before = residentKilobytes();
   EXPECT_EQ(rowsOf(db, "select 1"), "1");
