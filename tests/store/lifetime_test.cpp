@@ -61,18 +61,23 @@ TEST_P(Lifetime, StaticObjectsThreadEndsAndTheirLogSinksRunStatements) {
   EXPECT_EQ(rowsOf(db, "select n from t order by n"), "1;2;4");
 
   EXPECT_EQ(run(db, "delete from t"), kSuccess);
-  vorn::setLogSink([this](const vorn::LogRecord& record) {
+  int line = 10;
+  vorn::setLogSink([&](const vorn::LogRecord& record) {
     if (record.text.find("thread ended") == std::string::npos) return;
-    EXPECT_EQ(run(db, "insert into t values(10, 0)"), kSuccess);
+    EXPECT_EQ(run(db, "insert into t values(" + std::to_string(line++) + ", 0)"), kSuccess);
   });
   std::thread([this] {
     thread_local AtEnd first;
-    first.work = [this] { EXPECT_EQ(run(db, "insert into t values(11, 0)"), kSuccess); };
+    first.work = [this] {
+      EXPECT_EQ(run(db, "insert into t values(20, 0)"), kSuccess);
+      EXPECT_EQ(db->beginTransaction(), 0U);
+      EXPECT_EQ(run(db, "insert into t values(21, 0)"), kSuccess);
+    };
     EXPECT_EQ(db->beginTransaction(), 0U);
-    EXPECT_EQ(run(db, "insert into t values(12, 0)"), kSuccess);
+    EXPECT_EQ(run(db, "insert into t values(22, 0)"), kSuccess);
   }).join();
   vorn::setLogSink({});
-  EXPECT_EQ(rowsOf(db, "select n from t order by n"), "10;11");
+  EXPECT_EQ(rowsOf(db, "select n from t order by n"), "10;11;20");
 }
 
 // A program of its own, which leaves while eight threads write. What they were told goes to a file.
