@@ -51,7 +51,7 @@ ROOMS = [
     ("src/exec/adapters/values/", [*CORE, *SQLITE]),
     ("src/exec/adapters/store/", [*SQLITE[:-1], "postgresql", "mariadb", SQLITE[-1]]),
     ("src/exec/adapters/kinds/", [*SQLITE[:-1], "unload", "modules", SQLITE[-1]]),
-    ("src/exec/adapters/session/", [*SQLITE[:-1], "unload", "modules", SQLITE[-1]]),
+    ("src/exec/adapters/session/", [*SQLITE[:-1], "unload", "modules", "postgresql", SQLITE[-1]]),
     ("src/exec/adapters/sqlite/SqliteDialect.h", [*CORE, *SQLITE]),
     ("src/exec/adapters/postgres/PostgresDialect.h", CORE),
     ("src/exec/adapters/mariadb/MariaDbDialect.h", CORE),
