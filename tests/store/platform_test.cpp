@@ -50,8 +50,11 @@ TEST(PlatformTest, AStoreThatCannotBeUsedSaysWhatToChange) {
 }
 
 TEST_F(StoreTest, NamesThatNobodyUsesAnyMoreTakeNoMemory) {
-  const long before = residentKilobytes();
-  for (int name = 0; name < 20000; ++name) const vorn::DataSession session(std::to_string(name).c_str());
+  long before = 0;  // once a sanitizer holds back as much as it ever does
+  for (int name = 0; name < 30000; ++name) {
+    if (name == 10000) before = residentKilobytes();
+    const vorn::DataSession session(std::to_string(name).c_str());
+  }
   EXPECT_LT(residentKilobytes() - before, 2048);
 }
 
